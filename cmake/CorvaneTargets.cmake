@@ -1,0 +1,28 @@
+# corvane_warnings(target): the house's warning level.
+function(corvane_warnings target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+  if(CORVANE_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+endfunction()
+
+# corvane_adapter(name SOURCES ... LIBRARIES ...): one adapter folder, one static library `corvane_linux_<name>`.
+# Adapters see the vocabulary, the platform interfaces and the small pieces in adapters/linux itself.
+function(corvane_adapter name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  add_library(corvane_linux_${name} STATIC ${ARG_SOURCES})
+  target_include_directories(corvane_linux_${name} PRIVATE "${PROJECT_SOURCE_DIR}/adapters/linux")
+  target_link_libraries(corvane_linux_${name} PUBLIC corvane_interfaces PRIVATE ${ARG_LIBRARIES})
+  set_target_properties(corvane_linux_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+  corvane_warnings(corvane_linux_${name})
+endfunction()
+
+# corvane_test(name SOURCES ... LIBRARIES ... LABELS ...): a GoogleTest program found case by case by CTest.
+function(corvane_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
+  target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gmock_main)
+  corvane_warnings(${name})
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 120)
+endfunction()

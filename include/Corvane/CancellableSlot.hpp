@@ -1,0 +1,69 @@
+#pragma once
+
+#include <Corvane/AnyCancellable.hpp>
+
+#include <atomic>
+#include <memory>
+#include <utility>
+
+namespace corvane {
+
+/// The place where a subscription keeps whatever must be cancelled just now: a request, a timer, a queued block.
+///
+/// Each `set` replaces the former content without cancelling it. `cancel` cancels the content and whatever is set
+/// later; `close` drops the content and whatever is set later. Any thread may call any of them at any time, none
+/// waits: the content is owned by whoever exchanged it out.
+class CancellableSlot final : public Cancellable {
+ public:
+  CancellableSlot() = default;
+  CancellableSlot(const CancellableSlot&) = delete;
+  CancellableSlot& operator=(const CancellableSlot&) = delete;
+  ~CancellableSlot() override { close(); }
+
+  void set(std::shared_ptr<Cancellable> content) {
+    auto* entry = new Entry{std::move(content)};
+    Entry* current = entry_.load(std::memory_order_acquire);
+    while (current != closed() && current != cancelled()) {
+      if (entry_.compare_exchange_weak(current, entry, std::memory_order_acq_rel)) {
+        delete current;
+        return;
+      }
+    }
+    const std::unique_ptr<Entry> late(entry);
+    if (current == cancelled() && late->content) late->content->cancel();
+  }
+
+  void cancel() noexcept override {
+    const std::unique_ptr<Entry> entry = take(cancelled());
+    if (entry && entry->content) entry->content->cancel();
+  }
+
+  void close() noexcept { take(closed()); }
+
+  bool isCancelled() const noexcept { return entry_.load(std::memory_order_acquire) == cancelled(); }
+
+ private:
+  struct Entry {
+    std::shared_ptr<Cancellable> content;
+  };
+
+  static Entry* closed() noexcept { return &closedMark; }
+  static Entry* cancelled() noexcept { return &cancelledMark; }
+
+  // The first end wins: a slot that was cancelled stays cancelled when it is closed, and the other way round.
+  std::unique_ptr<Entry> take(Entry* end) noexcept {
+    Entry* current = entry_.load(std::memory_order_acquire);
+    while (current != closed() && current != cancelled()) {
+      if (entry_.compare_exchange_weak(current, end, std::memory_order_acq_rel))
+        return std::unique_ptr<Entry>(current);
+    }
+    return nullptr;
+  }
+
+  inline static Entry closedMark{};
+  inline static Entry cancelledMark{};
+
+  std::atomic<Entry*> entry_{nullptr};
+};
+
+}  // namespace corvane

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <Corvane/UserInfo.hpp>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace corvane {
+
+// Keys of an error's user info.
+inline constexpr std::string_view NSUnderlyingErrorKey = "NSUnderlyingError";
+inline constexpr std::string_view NSLocalizedDescriptionKey = "NSLocalizedDescription";
+inline constexpr std::string_view NSLocalizedFailureReasonErrorKey = "NSLocalizedFailureReason";
+inline constexpr std::string_view NSLocalizedRecoverySuggestionErrorKey = "NSLocalizedRecoverySuggestion";
+
+// Error domains of the platform.
+inline constexpr std::string_view NSURLErrorDomain = "NSURLErrorDomain";
+inline constexpr std::string_view NSOSStatusErrorDomain = "NSOSStatusErrorDomain";
+
+/// An error as a domain, an integer code and a user info: the form in which every error can be seen.
+///
+/// An immutable value, usable from any thread. One that was made from a typed error remembers it, so that turning it
+/// back into an `AnyError` loses nothing.
+class NSError {
+ public:
+  NSError(std::string domain, std::int64_t code, UserInfo userInfo = {})
+      : domain_(std::move(domain)), code_(code), userInfo_(std::move(userInfo)) {}
+  NSError(std::string_view domain, std::int64_t code, UserInfo userInfo = {})
+      : NSError(std::string(domain), code, std::move(userInfo)) {}
+  NSError(const char* domain, std::int64_t code, UserInfo userInfo = {})
+      : NSError(std::string(domain), code, std::move(userInfo)) {}
+
+  const std::string& domain() const noexcept { return domain_; }
+  std::int64_t code() const noexcept { return code_; }
+  const UserInfo& userInfo() const noexcept { return userInfo_; }
+
+  /// The description under its key, or else "The operation couldn’t be completed. (DOMAIN error CODE.)".
+  std::string localizedDescription() const;
+  std::optional<std::string> localizedFailureReason() const { return text(NSLocalizedFailureReasonErrorKey); }
+  std::optional<std::string> localizedRecoverySuggestion() const {
+    return text(NSLocalizedRecoverySuggestionErrorKey);
+  }
+
+  /// The error under `NSUnderlyingErrorKey`, or null; owned by this error.
+  const AnyError* underlyingError() const;
+
+ private:
+  friend class AnyError;
+  std::optional<std::string> text(std::string_view key) const;
+
+  std::string domain_;
+  std::int64_t code_;
+  UserInfo userInfo_;
+  std::shared_ptr<const AnyError> origin_;  // the typed error that this is a view of, if any
+};
+
+/// Where a selector form leaves its error; null when the caller wants none, and left empty when there is none to tell.
+using NSErrorPointer = std::optional<NSError>*;
+
+}  // namespace corvane
