@@ -25,9 +25,12 @@ struct RecordTable {
   static constexpr auto of() {
     return Record::table();
   }
+
+  template <class Type>
+  static constexpr bool isThere = requires { Type::table(); };
 };
 
-template <class Record>
-concept TabledRecord = requires { RecordTable::of<Record>(); };
+template <class Type>
+concept TabledRecord = RecordTable::isThere<Type>;
 
 }  // namespace corvane
