@@ -20,7 +20,9 @@ Fault Fault::html(int status, std::string markup) {
   return fault;
 }
 
-Fault Fault::empty(int status) { return html(status, ""); }
+Fault Fault::empty(int status) {
+  return html(status, "");
+}
 
 Fault Fault::content(std::string body, std::string contentType) {
   Fault fault;
@@ -29,7 +31,9 @@ Fault Fault::content(std::string body, std::string contentType) {
   return fault;
 }
 
-Fault Fault::unauthorized() { return error(401, "authError", "Invalid Credentials"); }
+Fault Fault::unauthorized() {
+  return error(401, "authError", "Invalid Credentials");
+}
 
 Fault Fault::redirect(std::string location, int status) {
   return empty(status).withHeader("Location", std::move(location));
@@ -101,7 +105,9 @@ std::string Fault::description() const {
   return text.empty() ? "nothing" : text;
 }
 
-void FaultList::add(std::string operation, Fault fault) { add(std::move(operation), std::move(fault), 1); }
+void FaultList::add(std::string operation, Fault fault) {
+  add(std::move(operation), std::move(fault), 1);
+}
 
 void FaultList::add(std::string operation, Fault fault, std::size_t times) {
   if (operation != "*" && !isOperation(operation)) {

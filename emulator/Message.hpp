@@ -13,8 +13,8 @@ using Headers = std::vector<std::pair<std::string, std::string>>;
 struct Request {
   std::string method;
   std::string target;
-  Headers headers;
-  std::string body;
+  Headers headers = {};
+  std::string body = {};
 
   /// The first value of that name, in any letter case; empty when there is none.
   std::string_view header(std::string_view name) const;

@@ -43,6 +43,8 @@ std::string_view operationOf(std::string_view method, std::string_view path) {
   return "unknown";
 }
 
-bool isOperation(std::string_view name) { return std::ranges::find(operations, name) != operations.end(); }
+bool isOperation(std::string_view name) {
+  return std::ranges::find(operations, name) != operations.end();
+}
 
 }  // namespace corvane::emulator

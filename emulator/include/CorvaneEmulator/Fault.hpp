@@ -27,14 +27,14 @@ struct Fault {
   std::optional<std::string> body = {};  ///< literal body; status 200 unless `status` says otherwise
   std::string contentType = "application/json; charset=UTF-8";
   std::vector<std::pair<std::string, std::string>> headers = {};  ///< added to the answer
-  std::optional<std::string> raw = {};  ///< the whole answer byte by byte, then the connection closes
+  std::optional<std::string> raw = {};         ///< the whole answer byte by byte, then the connection closes
   std::optional<std::uint64_t> hugeBody = {};  ///< a JSON object of this many decoded bytes, gzipped if asked
   bool performed = false;                      ///< the request takes effect although its answer is replaced
 
   // When.
   std::chrono::milliseconds delay{0};
-  std::shared_ptr<Gate> gate = {};             ///< the answer waits here ...
-  std::optional<std::size_t> gateAfter = {};   ///< ... after this many bytes of the body, if set
+  std::shared_ptr<Gate> gate = {};            ///< the answer waits here ...
+  std::optional<std::size_t> gateAfter = {};  ///< ... after this many bytes of the body, if set
 
   // How.
   std::size_t slowBytes = 0;  ///< body in pieces of this size, `slowInterval` apart; 0: at once

@@ -19,7 +19,7 @@ enum class Consent { Ask, Allow, Deny, Partial };
 struct Account {
   std::string email;
   std::uint64_t files = 100;
-  std::string displayName = {};  ///< derived from the address when empty
+  std::string displayName = {};                   ///< derived from the address when empty
   std::optional<std::int64_t> storageLimit = {};  ///< bytes; by default the smallest plan that fits
   bool unlimitedStorage = false;                  ///< `limit` is then absent
   bool decoys = true;
