@@ -1,0 +1,33 @@
+#pragma once
+
+#include <Corvane/NSError.hpp>
+
+#include <curl/curl.h>
+
+#include <string>
+
+namespace corvane {
+
+/// What is known about a transfer that brought no answer.
+struct TransferFailure {
+  CURLcode code = CURLE_OK;
+  std::string host;         // and port
+  std::string libraryText;  // libcurl's own; may hold a proxy's password, so only TLS texts are shown
+  int systemError = 0;      // errno of the last failed connect
+  long proxyStatus = 0;     // of the answer to CONNECT
+  bool connected = false;   // TLS included
+  bool hasNetwork = true;   // an interface other than loopback is up
+};
+
+/// Puts a transport failure into NSURLErrorDomain.
+NSError transferError(const TransferFailure& failure);
+
+NSError headersTooLargeError(const std::string& host);
+NSError bodyTooLargeError(const std::string& host);
+NSError corruptBodyError(const std::string& host);
+NSError unknownEncodingError(const std::string& host);
+NSError outOfMemoryError(const std::string& host);
+/// The network thread could not be started.
+NSError noNetworkThreadError(const std::string& host, const std::string& why);
+
+}  // namespace corvane

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "CertificateBundle.hpp"
+#include "CurlTransfer.hpp"
+#include "Mailbox.hpp"
+
+#include <CorvanePlatform/Queue.hpp>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+namespace corvane {
+
+/// What the network thread does: takes mail, lets libcurl work, and hands answers to the pool. It never runs
+/// any of the host's code, and never waits for anything but its sockets and its mail.
+class CurlLoop {
+ public:
+  /// Throws NSError's reason as std::system_error when the machine gives no multi handle.
+  CurlLoop(TransferSettings settings, std::string extraCAFile, std::shared_ptr<Queue> pool,
+           std::shared_ptr<Mailbox> mailbox);
+  ~CurlLoop();
+  CurlLoop(const CurlLoop&) = delete;
+  CurlLoop& operator=(const CurlLoop&) = delete;
+
+  /// Until the mailbox says stop.
+  void run() noexcept;
+
+ private:
+  struct MultiDeleter {
+    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+  };
+  struct Pool {
+    std::shared_ptr<ClientState> client;
+    std::shared_ptr<CurlShare> share;
+    unsigned generation = 0;
+    std::size_t running = 0;
+    ExchangeQueue waiting;
+  };
+  using Transfers = std::unordered_map<CURL*, std::unique_ptr<CurlTransfer>>;
+
+  void admit(ExchangeQueue requests) noexcept;
+  void sweep() noexcept;
+  void startWaiting() noexcept;
+  void start(Pool& pool, std::shared_ptr<Exchange> exchange) noexcept;
+  void collectFinished() noexcept;
+  void handOver() noexcept;
+
+  Transfers::iterator drop(Transfers::iterator transfer) noexcept;
+  void answer(std::shared_ptr<Exchange> exchange) noexcept;
+  const CertificateBundle& authorities();
+
+  const TransferSettings settings_;
+  const std::string extraCAFile_;
+  const std::shared_ptr<Queue> pool_;
+  const std::shared_ptr<Mailbox> mailbox_;
+  std::optional<CertificateBundle> authorities_;
+  std::unique_ptr<CURLM, MultiDeleter> multi_;
+  std::unordered_map<const ClientState*, Pool> pools_;
+  Transfers transfers_;
+  ExchangeQueue answered_;
+};
+
+}  // namespace corvane

@@ -1,0 +1,82 @@
+#include "CurlNetwork.hpp"
+
+#include "CurlClient.hpp"
+#include "CurlCore.hpp"
+#include "CurlErrors.hpp"
+#include "CurlLibrary.hpp"
+#include "CurlLoop.hpp"
+
+#include <pthread.h>
+
+#include <csignal>
+#include <system_error>
+
+namespace corvane {
+namespace {
+
+/// A thread inherits its creator's signal mask. Broken pipes and the host's signals are none of the network
+/// thread's business; faults are left to their owner.
+class AllSignalsBlocked {
+ public:
+  AllSignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT}) sigdelset(&all, fault);
+    pthread_sigmask(SIG_BLOCK, &all, &before_);
+  }
+  ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  AllSignalsBlocked(const AllSignalsBlocked&) = delete;
+  AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
+}  // namespace
+
+CurlNetwork::CurlNetwork(Options options) : core_(std::make_shared<CurlCore>(std::move(options))) {}
+
+std::shared_ptr<HTTPClient> CurlNetwork::makeClient() {
+  return std::make_shared<CurlClient>(core_);
+}
+
+CurlCore::CurlCore(CurlNetwork::Options options) : options_(std::move(options)) {}
+
+CurlCore::~CurlCore() {
+  if (!thread_.joinable()) return;
+  mailbox_->stop();
+  if (thread_.get_id() == std::this_thread::get_id())
+    thread_.detach();  // a pool that runs its blocks at once; the loop ends by itself
+  else
+    thread_.join();
+}
+
+void CurlCore::submit(const std::shared_ptr<Exchange>& exchange) {
+  const auto fail = [&](NSError error) {
+    exchange->forgetRequest();
+    exchange->setOutcome(Result<HTTPResponse, NSError>::failure(std::move(error)));
+    exchange->post(*options_.pool);
+  };
+  auto target = RequestTarget::vet(exchange->request());
+  if (!target) return fail(std::move(target).error());
+  exchange->setTarget(std::move(target).value());
+  try {
+    startOnce();
+  } catch (const std::system_error& error) {
+    return fail(noNetworkThreadError(exchange->target().display, error.code().message()));
+  }
+  mailbox_->post(exchange);
+}
+
+void CurlCore::startOnce() {
+  const std::lock_guard lock(starting_);
+  if (thread_.joinable()) return;
+  if (!prepareCurlLibrary()) throw std::system_error(ENOMEM, std::generic_category());
+  auto loop = std::make_unique<CurlLoop>(TransferSettings{options_.limits, options_.userAgent},
+                                         options_.extraCAFile, options_.pool, mailbox_);
+  const AllSignalsBlocked masked;
+  thread_ = std::thread([loop = std::move(loop)] { loop->run(); });
+  pthread_setname_np(thread_.native_handle(), "corvane-http");
+}
+
+}  // namespace corvane

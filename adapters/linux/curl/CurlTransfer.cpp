@@ -1,0 +1,254 @@
+#include "CurlTransfer.hpp"
+
+#include "CurlErrors.hpp"
+#include "LocalNetwork.hpp"
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+namespace corvane {
+namespace {
+
+bool isSafeToRepeat(std::string_view method) {
+  return method == "GET" || method == "HEAD";
+}
+
+char lowerASCII(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+std::string_view trimmed(std::string_view text) {
+  const auto first = text.find_first_not_of(" \t\r\n");
+  if (first == text.npos) return {};
+  return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
+}
+
+/// Programs that the host starts, a browser for one, must not inherit the connection.
+curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) noexcept {
+  return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
+}  // namespace
+
+void CurlTransfer::HeaderListDeleter::operator()(curl_slist* list) const {
+  for (auto* each = list; each; each = each->next) wipeMemory(each->data, std::strlen(each->data));
+  curl_slist_free_all(list);
+}
+
+CurlTransfer::CurlTransfer(std::shared_ptr<Exchange> exchange, std::shared_ptr<CurlShare> share,
+                           const TransferSettings& settings, const std::string& authoritiesFile)
+    : limits_(settings.limits),
+      exchange_(std::move(exchange)),
+      share_(std::move(share)),
+      handle_(curl_easy_init()) {
+  if (!handle_) throw std::bad_alloc();
+  set(CURLOPT_NOSIGNAL, 1L);
+  set(CURLOPT_ERRORBUFFER, libraryText_.data());
+  set(CURLOPT_SHARE, share_->handle());
+  // A look-up that nobody waits for any more is left to its thread; otherwise removing the handle would wait
+  // for it.
+  set(CURLOPT_QUICK_EXIT, 1L);
+  set(CURLOPT_OPENSOCKETFUNCTION, &openSocket);
+  set(CURLOPT_TCP_KEEPALIVE, 1L);
+  set(CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
+  set(CURLOPT_HEADERDATA, static_cast<void*>(this));
+  set(CURLOPT_WRITEFUNCTION, &CurlTransfer::onBody);
+  set(CURLOPT_WRITEDATA, static_cast<void*>(this));
+  setTarget(authoritiesFile);
+  setMethod();
+  setHeaders(settings.userAgent);
+  setLimits();
+}
+
+CurlTransfer::~CurlTransfer() = default;
+
+// Every option that is set here exists in the library that the build asked for, so only memory can fail it.
+template <class Value>
+void CurlTransfer::set(CURLoption option, Value value) {
+  if (curl_easy_setopt(handle_.get(), option, value) != CURLE_OK) throw std::bad_alloc();
+}
+
+void CurlTransfer::setTarget(const std::string& authoritiesFile) {
+  const RequestTarget& target = exchange_->target();
+  set(CURLOPT_CURLU, target.url.get());
+  set(CURLOPT_PROTOCOLS_STR, "http,https");
+  set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
+  set(CURLOPT_FOLLOWLOCATION, 0L);  // a bearer must not follow a redirect
+  set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+  if (target.loopback) set(CURLOPT_PROXY, "");
+
+  set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
+  set(CURLOPT_SSL_VERIFYPEER, 1L);
+  set(CURLOPT_SSL_VERIFYHOST, 2L);
+  // libcurl keeps parsed authorities between connections only without a folder of them.
+  set(CURLOPT_CAPATH, static_cast<char*>(nullptr));
+  set(CURLOPT_PROXY_CAPATH, static_cast<char*>(nullptr));
+  if (!authoritiesFile.empty()) {
+    set(CURLOPT_CAINFO, authoritiesFile.c_str());
+    set(CURLOPT_PROXY_CAINFO, authoritiesFile.c_str());
+  }
+}
+
+void CurlTransfer::setMethod() {
+  const HTTPRequest& request = exchange_->request();
+  if (request.method == "HEAD") {
+    set(CURLOPT_NOBODY, 1L);
+  } else if (request.method == "POST" || !request.body.empty()) {
+    set(CURLOPT_POST, 1L);
+    set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
+    set(CURLOPT_POSTFIELDS, request.body.empty() ? "" : reinterpret_cast<const char*>(request.body.data()));
+  }
+  if (request.method != "GET" && request.method != "HEAD") set(CURLOPT_CUSTOMREQUEST, request.method.c_str());
+
+  // libcurl repeats any request whose kept-alive connection dies before the answer begins, and nothing tells
+  // whether the server had acted on it. On a fresh connection it never does.
+  if (!isSafeToRepeat(request.method)) set(CURLOPT_FRESH_CONNECT, 1L);
+}
+
+void CurlTransfer::setHeaders(const std::string& userAgent) {
+  const HTTPRequest& request = exchange_->request();
+  if (!userAgent.empty()) set(CURLOPT_USERAGENT, userAgent.c_str());
+  addHeaderLine("Accept-Encoding: gzip");  // as a plain header: inflating is not the network thread's work
+  addHeaderLine("Expect:");
+  const bool hasType = std::any_of(request.headers.begin(), request.headers.end(), [](const auto& header) {
+    constexpr std::string_view contentType = "content-type";
+    return std::equal(header.first.begin(), header.first.end(), contentType.begin(), contentType.end(),
+                      [](char a, char b) { return lowerASCII(a) == b; });
+  });
+  if (!hasType) addHeaderLine("Content-Type:");  // none, instead of the library's own
+  for (const auto& [name, value] : request.headers) addHeader(name, value);
+  if (!request.bearer.empty()) addHeader("Authorization: Bearer", request.bearer.reveal());
+  set(CURLOPT_HTTPHEADER, headers_.get());
+}
+
+void CurlTransfer::addHeader(std::string_view name, std::string_view value) {
+  std::vector<char, WipingAllocator<char>> line;
+  const bool named = name.find(':') != name.npos;
+  line.reserve(name.size() + value.size() + 3);
+  line.insert(line.end(), name.begin(), name.end());
+  if (!named) line.push_back(value.empty() ? ';' : ':');  // libcurl's way to send a header without a value
+  if (!value.empty()) line.push_back(' ');
+  line.insert(line.end(), value.begin(), value.end());
+  line.push_back('\0');
+  addHeaderLine(line.data());
+}
+
+void CurlTransfer::addHeaderLine(const char* line) {
+  curl_slist* const longer = curl_slist_append(headers_.get(), line);
+  if (!longer) throw std::bad_alloc();
+  headers_.release();
+  headers_.reset(longer);
+}
+
+void CurlTransfer::setLimits() {
+  set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits_.connect.count()));
+  set(CURLOPT_LOW_SPEED_LIMIT, limits_.stallBytesPerSecond);
+  set(CURLOPT_LOW_SPEED_TIME, static_cast<long>(limits_.stall.count()));
+  set(CURLOPT_MAXAGE_CONN, static_cast<long>(limits_.idleConnection.count()));
+  set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(limits_.body));
+}
+
+std::size_t CurlTransfer::onHeader(char* data, std::size_t size, std::size_t count, void* self) noexcept {
+  auto& transfer = *static_cast<CurlTransfer*>(self);
+  try {
+    return transfer.acceptHeader({data, size * count}) ? size * count : 0;
+  } catch (const std::bad_alloc&) {
+    transfer.stopped_ = Stopped::outOfMemory;
+    return 0;
+  }
+}
+
+std::size_t CurlTransfer::onBody(char* data, std::size_t size, std::size_t count, void* self) noexcept {
+  auto& transfer = *static_cast<CurlTransfer*>(self);
+  try {
+    return transfer.acceptBody({data, size * count}) ? size * count : 0;
+  } catch (const std::bad_alloc&) {
+    transfer.stopped_ = Stopped::outOfMemory;
+    return 0;
+  }
+}
+
+bool CurlTransfer::acceptHeader(std::string_view line) {
+  headerBytes_ += line.size();
+  if (headerBytes_ > limits_.headers) {
+    stopped_ = Stopped::headersTooLarge;
+    return false;
+  }
+  if (inBody_) return true;  // a trailer
+  if (line.starts_with("HTTP/")) {
+    response_.headers.clear();  // those of an interim answer
+    return true;
+  }
+  const bool folded = line.starts_with(' ') || line.starts_with('\t');
+  const auto value = trimmed(line);
+  if (folded && !response_.headers.empty() && !value.empty()) {
+    response_.headers.back().second.append(" ").append(value);
+    return true;
+  }
+  const auto colon = line.find(':');
+  if (colon == line.npos) return true;
+  std::string name(trimmed(line.substr(0, colon)));
+  std::transform(name.begin(), name.end(), name.begin(), lowerASCII);
+  response_.headers.emplace_back(std::move(name), trimmed(line.substr(colon + 1)));
+  return true;
+}
+
+bool CurlTransfer::acceptBody(std::string_view bytes) {
+  Data& body = response_.body;
+  if (!inBody_) {
+    inBody_ = true;
+    curl_off_t announced = -1;
+    curl_easy_getinfo(handle(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
+    if (announced > 0)
+      body.reserve(std::min(static_cast<std::size_t>(announced), limits_.body) + HTTPResponse::padding);
+  }
+  if (bytes.size() > limits_.body - body.size()) {
+    stopped_ = Stopped::bodyTooLarge;
+    return false;
+  }
+  const auto* begin = reinterpret_cast<const std::byte*>(bytes.data());
+  body.insert(body.end(), begin, begin + bytes.size());
+  return true;
+}
+
+void CurlTransfer::finish(CURLcode code) {
+  using Outcome = Result<HTTPResponse, NSError>;
+  if (code != CURLE_OK) return exchange_->setOutcome(Outcome::failure(failure(code)));
+  long status = 0;
+  curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
+  response_.status = static_cast<int>(status);
+  response_.body.reserve(response_.body.size() + HTTPResponse::padding);
+  exchange_->setOutcome(Outcome::success(std::move(response_)));
+}
+
+NSError CurlTransfer::failure(CURLcode code) const {
+  const std::string& host = exchange_->target().display;
+  switch (stopped_) {
+    case Stopped::headersTooLarge:
+      return headersTooLargeError(host);
+    case Stopped::bodyTooLarge:
+      return bodyTooLargeError(host);
+    case Stopped::outOfMemory:
+      return outOfMemoryError(host);
+    case Stopped::no:
+      break;
+  }
+  long systemError = 0;
+  curl_off_t connectedAfter = 0;
+  TransferFailure failure;
+  failure.code = code;
+  failure.host = host;
+  failure.libraryText = libraryText_.data();
+  curl_easy_getinfo(handle(), CURLINFO_OS_ERRNO, &systemError);
+  curl_easy_getinfo(handle(), CURLINFO_HTTP_CONNECTCODE, &failure.proxyStatus);
+  curl_easy_getinfo(handle(), CURLINFO_PRETRANSFER_TIME_T, &connectedAfter);
+  failure.systemError = static_cast<int>(systemError);
+  failure.connected = connectedAfter > 0;
+  failure.hasNetwork = code != CURLE_COULDNT_RESOLVE_HOST || hasNetworkInterface();
+  return transferError(failure);
+}
+
+}  // namespace corvane

@@ -1,0 +1,69 @@
+#include "Exchange.hpp"
+
+#include "CurlErrors.hpp"
+#include "GzipInflater.hpp"
+
+#include <new>
+
+namespace corvane {
+namespace {
+
+bool isGzip(std::string_view encoding) {
+  return encoding == "gzip" || encoding == "x-gzip";
+}
+
+void dropHeader(HTTPResponse& response, std::string_view name) {
+  std::erase_if(response.headers, [&](const auto& header) { return header.first == name; });
+}
+
+}  // namespace
+
+Exchange::Exchange(HTTPRequest request, std::size_t bodyLimit, std::shared_ptr<ClientState> client,
+                   std::shared_ptr<Mailbox> mailbox)
+    : request_(std::move(request)),
+      bodyLimit_(bodyLimit),
+      client_(std::move(client)),
+      mailbox_(std::move(mailbox)) {}
+
+void Exchange::cancel() noexcept {
+  const HTTPHandler handler = client_->take(*this);
+  if (!handler) return;
+  markCancelled();
+  mailbox_->poke();
+}
+
+void Exchange::post(Queue& pool) {
+  pool.async([self = shared_from_this()] { self->answer(); });
+}
+
+void Exchange::answer() {
+  auto outcome = inflatedOutcome();
+  if (const auto handler = client_->take(*this)) handler(std::move(outcome));
+}
+
+Result<HTTPResponse, NSError> Exchange::inflatedOutcome() {
+  using Outcome = Result<HTTPResponse, NSError>;
+  if (!outcome_) return Outcome::failure(outOfMemoryError(target_.display));
+  if (!outcome_->isSuccess()) return *std::move(outcome_);
+  HTTPResponse response = std::move(*outcome_).value();
+  const auto encoding = response.header("content-encoding");
+  if (response.body.empty() || encoding.empty() || encoding == "identity")
+    return Outcome::success(std::move(response));
+  if (!isGzip(encoding)) return Outcome::failure(unknownEncodingError(target_.display));
+
+  try {
+    auto inflated = inflateGzip(response.body, bodyLimit_);
+    if (!inflated)
+      return Outcome::failure(inflated.error() == InflateFailure::tooLarge
+                                  ? bodyTooLargeError(target_.display)
+                                  : corruptBodyError(target_.display));
+    response.body = std::move(inflated).value();
+  } catch (const std::bad_alloc&) {
+    return Outcome::failure(outOfMemoryError(target_.display));
+  }
+  dropHeader(response, "content-encoding");
+  dropHeader(response, "content-length");
+  return Outcome::success(std::move(response));
+}
+
+}  // namespace corvane

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "ClientState.hpp"
+#include "HTTPClient.hpp"
+#include "Mailbox.hpp"
+#include "RequestTarget.hpp"
+
+#include <CorvanePlatform/Queue.hpp>
+
+#include <atomic>
+#include <memory>
+#include <optional>
+
+namespace corvane {
+
+/// One request and its answer, on the way from the caller's thread over the network thread to the pool.
+///
+/// It is in one place at a time, so its parts need no lock: the network thread owns them from `Mailbox::post`
+/// to `post`, the pool afterwards. Only `cancel` comes from anywhere. The handler lies in the client's book
+/// meanwhile.
+class Exchange final : public Cancellable, public std::enable_shared_from_this<Exchange> {
+ public:
+  Exchange(HTTPRequest request, std::size_t bodyLimit, std::shared_ptr<ClientState> client,
+           std::shared_ptr<Mailbox> mailbox);
+
+  /// Releases the handler on the calling thread, outside every lock, and has the network thread drop the
+  /// transfer.
+  void cancel() noexcept override;
+  void markCancelled() noexcept { cancelled_ = true; }
+  bool isCancelled() const noexcept { return cancelled_; }
+
+  const std::shared_ptr<ClientState>& client() const { return client_; }
+  const HTTPRequest& request() const { return request_; }
+  /// Wipes the request, once it is no longer needed.
+  void forgetRequest() noexcept { request_ = {}; }
+
+  void setTarget(RequestTarget target) { target_ = std::move(target); }
+  const RequestTarget& target() const { return target_; }
+
+  /// The answer as it came, or what kept it from coming. One that has neither ran out of memory.
+  void setOutcome(Result<HTTPResponse, NSError> outcome) { outcome_.emplace(std::move(outcome)); }
+
+  /// Has the pool inflate the body and call the handler. Throws, and may be called again, when memory is
+  /// short.
+  void post(Queue& pool);
+
+ private:
+  friend class ExchangeQueue;
+
+  void answer();
+  Result<HTTPResponse, NSError> inflatedOutcome();
+
+  HTTPRequest request_;
+  RequestTarget target_;
+  std::size_t bodyLimit_;
+  std::shared_ptr<ClientState> client_;
+  std::shared_ptr<Mailbox> mailbox_;
+  std::optional<Result<HTTPResponse, NSError>> outcome_;
+  std::atomic<bool> cancelled_{false};
+  std::shared_ptr<Exchange> next_;  // in an ExchangeQueue
+};
+
+}  // namespace corvane

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "ExchangeQueue.hpp"
+
+#include <curl/curl.h>
+
+#include <memory>
+#include <mutex>
+
+namespace corvane {
+
+/// What other threads have to tell the network thread. Posting wakes it and never waits or fails.
+class Mailbox {
+ public:
+  struct Mail {
+    ExchangeQueue requests;
+    /// Something was cancelled, reset or closed.
+    bool sweep = false;
+    bool stop = false;
+  };
+
+  void post(std::shared_ptr<Exchange> exchange) noexcept;
+  void poke() noexcept;
+  void stop() noexcept;
+
+  Mail take() noexcept;
+
+  /// The handle to wake, or null when its thread ends.
+  void setMulti(CURLM* multi) noexcept;
+
+ private:
+  void wake() noexcept;
+
+  std::mutex mutex_;
+  Mail mail_;
+  CURLM* multi_ = nullptr;
+};
+
+}  // namespace corvane

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "HTTPClient.hpp"
+
+#include <curl/curl.h>
+
+#include <memory>
+#include <string>
+
+namespace corvane {
+
+struct CurlURLDeleter {
+  void operator()(CURLU* url) const { curl_url_cleanup(url); }
+};
+using CurlURL = std::unique_ptr<CURLU, CurlURLDeleter>;
+
+/// Where a request goes, taken apart by the parser that the transfer itself will use, so that what was vetted
+/// is what is connected to.
+struct RequestTarget {
+  CurlURL url;
+  /// Host, and port unless it is the scheme's own; for error texts.
+  std::string display;
+  bool secure = false;
+  /// A loopback literal or "localhost": never through a proxy, and the only place where plain http may go.
+  bool loopback = false;
+
+  /// Refuses what must not leave: other schemes, http beyond loopback, credentials in the URL, and line
+  /// breaks in headers.
+  static Result<RequestTarget, NSError> vet(const HTTPRequest& request);
+};
+
+}  // namespace corvane
