@@ -1,0 +1,140 @@
+#include "KeychainFolder.hpp"
+
+#include "FileDescriptor.hpp"
+#include "KeychainProblem.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
+
+namespace corvane {
+namespace {
+
+[[noreturn]] void refuse(const std::filesystem::path& path, const std::string& why) {
+  throw KeychainProblem(errSecNotAvailable, "The keychain was refused: " + path.string() + " " + why + ".");
+}
+
+std::string octal(mode_t mode) {
+  std::string digits;
+  for (const unsigned shift : {9U, 6U, 3U, 0U}) digits += static_cast<char>('0' + ((mode >> shift) & 7U));
+  return digits;
+}
+
+void requirePrivate(const std::filesystem::path& path, const struct stat& status, mode_t wanted) {
+  if (status.st_uid != ::geteuid()) refuse(path, "belongs to another user");
+  if ((status.st_mode & 07077) != 0) {
+    refuse(path, "has mode " + octal(status.st_mode & 07777) +
+                     ", which gives others a right to it; chmod it to " + octal(wanted));
+  }
+}
+
+std::filesystem::path absoluteFromEnvironment(const char* variable) {
+  const char* value = std::getenv(variable);
+  const std::filesystem::path path(value ? value : "");
+  return path.is_absolute() ? path : std::filesystem::path();
+}
+
+// lstat looks through a link whose name ends in a slash.
+std::filesystem::path withoutTrailingSlash(const std::filesystem::path& path) {
+  if (path.empty()) return path;
+  const auto normal = std::filesystem::absolute(path).lexically_normal();
+  return normal.has_filename() ? normal : normal.parent_path();
+}
+
+void syncFolder(const std::filesystem::path& path) {
+  const FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder || ::fsync(folder.get()) != 0) failWithErrno("write", path);
+}
+
+void makeFolder(const std::filesystem::path& path) {
+  if (::mkdir(path.c_str(), 0700) == 0) {
+    if (::chmod(path.c_str(), 0700) != 0) failWithErrno("create", path);
+    syncFolder(path.parent_path());
+    return;
+  }
+  if (errno == EEXIST) return;
+  if (errno != ENOENT || !path.has_relative_path()) failWithErrno("create", path);
+  makeFolder(path.parent_path());
+  makeFolder(path);
+}
+
+}  // namespace
+
+void requirePrivateFile(const std::filesystem::path& path, const struct stat& status) {
+  if (S_ISLNK(status.st_mode)) refuse(path, "is a symbolic link");
+  if (!S_ISREG(status.st_mode)) refuse(path, "is not a regular file");
+  requirePrivate(path, status, 0600);
+}
+
+void failWithErrno(const std::string& what, const std::filesystem::path& path) {
+  const auto reason = std::generic_category().message(errno);
+  throw KeychainProblem(errSecIO,
+                        "The keychain could not " + what + " " + path.string() + ": " + reason + ".");
+}
+
+KeychainFolder::KeychainFolder(const std::filesystem::path& path)
+    : path_(withoutTrailingSlash(path.empty() ? standard() : path)) {}
+
+std::filesystem::path KeychainFolder::standard() {
+  if (const auto data = absoluteFromEnvironment("XDG_DATA_HOME"); !data.empty()) return data / "corvane";
+  if (const auto home = absoluteFromEnvironment("HOME"); !home.empty()) return home / ".local/share/corvane";
+  return {};
+}
+
+bool KeychainFolder::exists() const {
+  if (path_.empty()) {
+    throw KeychainProblem(errSecNotAvailable,
+                          "The keychain has no place: neither XDG_DATA_HOME nor HOME is an absolute path.");
+  }
+  struct stat status {};
+  if (::lstat(path_.c_str(), &status) != 0) {
+    if (errno == ENOENT) return false;
+    failWithErrno("read", path_);
+  }
+  if (S_ISLNK(status.st_mode)) refuse(path_, "is a symbolic link");
+  if (!S_ISDIR(status.st_mode)) refuse(path_, "is not a folder");
+  requirePrivate(path_, status, 0700);
+  return true;
+}
+
+void KeychainFolder::create() const {
+  if (!exists()) makeFolder(path_);
+}
+
+void KeychainFolder::createDatabase() const {
+  // Made without being opened: closing a descriptor would drop the locks that SQLite holds on the file
+  // elsewhere in this process (POSIX.1-2017, fcntl).
+  const auto file = database();
+  if (::mknod(file.c_str(), S_IFREG | 0600, 0) != 0) {
+    if (errno == EEXIST) return;
+    failWithErrno("create", file);
+  }
+  if (::chmod(file.c_str(), 0600) != 0) failWithErrno("create", file);
+  sync();
+}
+
+void KeychainFolder::sync() const {
+  syncFolder(path_);
+}
+
+std::optional<FileIdentity> KeychainFolder::identify(const std::filesystem::path& file) const {
+  struct stat status {};
+  if (::lstat(file.c_str(), &status) != 0) {
+    if (errno == ENOENT) return std::nullopt;
+    failWithErrno("read", file);
+  }
+  requirePrivateFile(file, status);
+  return FileIdentity{status.st_dev, status.st_ino};
+}
+
+void KeychainFolder::inspectDatabaseCompanions() const {
+  for (const char* suffix : {"-wal", "-shm", "-journal"}) {
+    auto file = database();
+    identify(file += suffix);
+  }
+}
+
+}  // namespace corvane

@@ -1,0 +1,280 @@
+#include "KeychainVault.hpp"
+
+#include "KeychainProblem.hpp"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+// The problem: sessions must survive a crash at any moment, two programs at once and a curious look into the
+// file, and a file that was damaged or tampered with must never yield a wrong session.
+//
+// The idea: SQLite takes care of the crashes and of the other programs. Attributes are kept readable; each
+// secret is sealed together with its item's attributes, so that no column can be changed and no secret moved
+// unnoticed. The file also remembers which key its items are sealed with, and only a writer that has that key
+// may write; that is how a lost key is told from damage, and why a new key can only come to be while there
+// are no items.
+//
+// The cost: lookups walk the whole table instead of an index, because a miss must tell a missing item from
+// one whose attributes were damaged. With an item per account that is a few microseconds each. Whole rows
+// that vanish, or an older copy of the whole file, cannot be noticed.
+
+namespace corvane {
+namespace {
+
+constexpr std::int64_t applicationID = 0x43727631;  // "Crv1"
+constexpr std::int64_t schemaVersion = 1;
+
+// NULL is never equal to NULL in an index, so that an absent attribute stands there as a value of its own.
+constexpr const char* schema = R"(
+  CREATE TABLE items (
+    id INTEGER PRIMARY KEY,
+    class TEXT NOT NULL,
+    account TEXT,
+    service TEXT,
+    access_group TEXT,
+    synchronizable INTEGER NOT NULL,
+    accessible TEXT,
+    nonce BLOB NOT NULL,
+    sealed BLOB NOT NULL
+  );
+  CREATE UNIQUE INDEX item_identity ON items (
+    class, account IS NULL, ifnull(account, ''), service IS NULL, ifnull(service, ''),
+    access_group IS NULL, ifnull(access_group, ''), synchronizable
+  );
+  CREATE TABLE key_in_use (id INTEGER PRIMARY KEY CHECK (id = 1), identifier BLOB NOT NULL);
+)";
+
+bool isEmpty(SQLiteDatabase& database) {
+  return database.integer("PRAGMA application_id") == 0 && database.integer("PRAGMA user_version") == 0 &&
+         database.integer("SELECT count(*) FROM sqlite_schema") == 0;
+}
+
+// SQLite does not always wait by itself when two connections want to change the journal's mode.
+void switchToWriteAheadLog(SQLiteDatabase& database, std::chrono::milliseconds patience) {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  while (true) {
+    try {
+      return database.execute("PRAGMA journal_mode = WAL");
+    } catch (const KeychainProblem& problem) {
+      if (problem.status() != errSecNotAvailable || std::chrono::steady_clock::now() >= deadline) throw;
+      sqlite3_sleep(5);
+    }
+  }
+}
+
+void createSchema(SQLiteDatabase& database, std::chrono::milliseconds patience) {
+  switchToWriteAheadLog(database, patience);
+  SQLiteTransaction transaction(database, SQLiteTransaction::Kind::write);
+  if (!isEmpty(database)) return;  // another program was faster
+  database.execute(schema);
+  database.execute("PRAGMA application_id = " + std::to_string(applicationID));
+  database.execute("PRAGMA user_version = " + std::to_string(schemaVersion));
+  transaction.commit();
+}
+
+void requireKnownSchema(SQLiteDatabase& database) {
+  if (database.integer("PRAGMA application_id") != applicationID) {
+    throw KeychainProblem(errSecDecode,
+                          "The keychain file is not one of Corvane's, or is damaged; it was left alone.");
+  }
+  const auto version = database.integer("PRAGMA user_version");
+  if (version > schemaVersion) {
+    throw KeychainProblem(errSecNotAvailable,
+                          "The keychain file was made by a newer version of Corvane (layout " +
+                              std::to_string(version) + "); use that version.");
+  }
+  if (version < schemaVersion) {
+    throw KeychainProblem(errSecDecode, "The keychain file has a layout that was never in use (" +
+                                            std::to_string(version) + "); it was left alone.");
+  }
+}
+
+}  // namespace
+
+struct KeychainVault::Row {
+  explicit Row(const SQLiteStatement::Run& run)
+      : id(run.integer(0)), synchronizable(run.integer(5)), nonce(run.bytes(7)), sealed(run.bytes(8)) {
+    item.itemClass = run.text(1).value_or("");
+    item.account = run.text(2);
+    item.service = run.text(3);
+    item.accessGroup = run.text(4);
+    item.synchronizable = synchronizable != 0;
+    item.accessible = run.text(6);
+  }
+
+  bool isIntact(const ItemKey* key) const {
+    return key && isFlag() && key->authenticates(item, nonce, sealed);
+  }
+  std::optional<Data> open(const ItemKey* key) const {
+    return key && isFlag() ? key->open(item, nonce, sealed) : std::nullopt;
+  }
+
+  KeychainItem item;
+  std::int64_t id;
+  std::int64_t synchronizable;
+  std::span<const std::byte> nonce;
+  std::span<const std::byte> sealed;
+
+ private:
+  bool isFlag() const { return synchronizable == 0 || synchronizable == 1; }
+};
+
+std::unique_ptr<KeychainVault> KeychainVault::open(const KeychainFolder& folder,
+                                                   std::chrono::milliseconds patience, Missing missing) {
+  const bool mayCreate = missing == Missing::create;
+  if (mayCreate) folder.create();
+  if (!folder.exists()) return nullptr;
+  if (mayCreate) folder.createDatabase();
+  const auto file = folder.identify(folder.database());
+  if (!file) return nullptr;
+  folder.inspectDatabaseCompanions();
+
+  SQLiteDatabase database(std::filesystem::canonical(folder.database()), patience);
+  if (isEmpty(database)) {
+    if (!mayCreate) return nullptr;
+    createSchema(database, patience);
+  }
+  requireKnownSchema(database);
+  database.execute("PRAGMA synchronous = FULL; PRAGMA secure_delete = ON; PRAGMA cell_size_check = ON");
+  return std::make_unique<KeychainVault>(folder, std::move(database), *file);
+}
+
+KeychainVault::KeychainVault(const KeychainFolder& folder, SQLiteDatabase database, FileIdentity file)
+    : folder_(folder),
+      keyFile_(folder),
+      database_(std::move(database)),
+      file_(file),
+      select_(database_,
+              "SELECT id, class, account, service, access_group, synchronizable, accessible, nonce, sealed "
+              "FROM items NOT INDEXED ORDER BY id"),
+      insert_(database_,
+              "INSERT INTO items (class, account, service, access_group, synchronizable, accessible, nonce, "
+              "sealed) "
+              "VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
+      delete_(database_, "DELETE FROM items WHERE id = ?"),
+      count_(database_, "SELECT EXISTS (SELECT 1 FROM items NOT INDEXED)"),
+      keyIdentifier_(database_, "SELECT identifier FROM key_in_use"),
+      setKeyIdentifier_(database_, "INSERT OR REPLACE INTO key_in_use (id, identifier) VALUES (1, ?)") {}
+
+KeychainVault::Findings KeychainVault::find(const KeychainQuery& query) {
+  SQLiteTransaction snapshot(database_, SQLiteTransaction::Kind::read);
+  const auto* key = keyFile_.current();
+  auto findings = query.matchesAll ? findAll(query, key) : findFirst(query, key);
+  // The item that was asked for may be one whose attributes are damaged.
+  if (findings.items.empty() && hasDamage(key)) failUnreadable(key);
+  return findings;
+}
+
+KeychainVault::Findings KeychainVault::findFirst(const KeychainQuery& query, const ItemKey* key) {
+  Findings findings;
+  auto rows = select_.run();
+  while (rows.step()) {
+    const Row row(rows);
+    if (!query.matches(row.item)) continue;
+    if (query.returnsData) {
+      auto secret = row.open(key);
+      if (!secret) failUnreadable(key);
+      findings.secret = std::move(*secret);
+    } else if (!row.isIntact(key)) {
+      failUnreadable(key);
+    }
+    findings.items.push_back(row.item);
+    break;
+  }
+  return findings;
+}
+
+KeychainVault::Findings KeychainVault::findAll(const KeychainQuery& query, const ItemKey* key) {
+  Findings findings;
+  auto rows = select_.run();
+  while (rows.step()) {
+    const Row row(rows);
+    if (!row.isIntact(key)) {
+      ++findings.damaged;
+    } else if (query.matches(row.item)) {
+      findings.items.push_back(row.item);
+    }
+  }
+  return findings;
+}
+
+bool KeychainVault::add(const KeychainItem& item, const Data& secret) {
+  SQLiteTransaction transaction(database_, SQLiteTransaction::Kind::write);
+  const auto& key = keyForAddition();
+  const auto sealed = key.seal(item, secret);
+  const std::optional<std::string> itemClass = item.itemClass;
+  {
+    auto run = insert_.run();
+    run.bind(1, itemClass).bind(2, item.account).bind(3, item.service).bind(4, item.accessGroup);
+    run.bind(5, std::int64_t{item.synchronizable}).bind(6, item.accessible);
+    run.bind(7, std::span(sealed.nonce)).bind(8, std::span(sealed.bytes));
+    if (run.finish(SQLITE_CONSTRAINT_UNIQUE) == SQLITE_CONSTRAINT_UNIQUE) return false;
+  }
+  transaction.commit();
+  return true;
+}
+
+std::size_t KeychainVault::remove(const KeychainQuery& query) {
+  SQLiteTransaction transaction(database_, SQLiteTransaction::Kind::write);
+  // A session is saved by a removal and an addition. Without the key the addition would fail, so the removal
+  // must too, or the old item would be lost. One that is merely damaged may go, or it could never be
+  // replaced.
+  if (const auto* key = keyFile_.current(); hasItems() && !fits(key)) failUnreadable(key);
+  std::vector<std::int64_t> doomed;
+  {
+    auto rows = select_.run();
+    while (rows.step()) {
+      if (const Row row(rows); query.matches(row.item)) doomed.push_back(row.id);
+    }
+  }
+  for (const auto id : doomed) delete_.run().bind(1, id).finish();
+  transaction.commit();
+  return doomed.size();
+}
+
+bool KeychainVault::hasDamage(const ItemKey* key) {
+  auto rows = select_.run();
+  while (rows.step()) {
+    if (!Row(rows).isIntact(key)) return true;
+  }
+  return false;
+}
+
+bool KeychainVault::hasItems() {
+  auto run = count_.run();
+  return run.step() && run.integer(0) != 0;
+}
+
+bool KeychainVault::fits(const ItemKey* key) {
+  auto run = keyIdentifier_.run();
+  return key && run.step() && std::ranges::equal(run.bytes(0), key->identifier());
+}
+
+const ItemKey& KeychainVault::keyForAddition() {
+  const auto* key = keyFile_.current();
+  if (fits(key)) return *key;
+  if (hasItems()) failUnreadable(key);
+  if (!key) key = &keyFile_.create();
+  const auto identifier = key->identifier();
+  setKeyIdentifier_.run().bind(1, std::span<const std::byte>(identifier)).finish();
+  return *key;
+}
+
+void KeychainVault::failUnreadable(const ItemKey* key) {
+  const auto path = folder_.key().string();
+  if (!key) {
+    throw KeychainProblem(errSecAuthFailed,
+                          "The keychain's items cannot be read, because their key " + path +
+                              " is missing or truncated; put it back. Nothing was changed.");
+  }
+  if (!fits(key)) {
+    throw KeychainProblem(errSecAuthFailed,
+                          "The keychain's items cannot be read, because " + path +
+                              " is not their key; put the right one back. Nothing was changed.");
+  }
+  throw KeychainProblem(
+      errSecDecode, "An item of the keychain is damaged and was left alone; signing in again replaces it.");
+}
+
+}  // namespace corvane

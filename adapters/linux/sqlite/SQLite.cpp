@@ -1,0 +1,149 @@
+#include "SQLite.hpp"
+
+#include "KeychainProblem.hpp"
+
+namespace corvane {
+namespace {
+
+OSStatus statusOf(int code) {
+  switch (code & 0xff) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+    case SQLITE_PROTOCOL:
+      return errSecNotAvailable;
+    case SQLITE_NOMEM:
+      return errSecAllocate;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+    case SQLITE_FORMAT:
+    case SQLITE_ERROR:  // our own statements do not fit the tables that are there
+      return errSecDecode;
+    default:
+      return errSecIO;
+  }
+}
+
+const char* remedyOf(OSStatus status) {
+  switch (status) {
+    case errSecNotAvailable:
+      return "another program kept it busy for too long; try again";
+    case errSecAllocate:
+      return "memory ran out";
+    case errSecDecode:
+      return "it is damaged; nothing was changed, so a copy can be put in its place";
+    default:
+      return "it could not be read or written; check that the disk has room and is not read-only";
+  }
+}
+
+[[noreturn]] void fail(int code) {
+  // Only SQLite's fixed texts: its messages of the moment may quote what was bound.
+  const auto status = statusOf(code);
+  throw KeychainProblem(status, std::string("The keychain file failed (SQLite: ") + sqlite3_errstr(code) +
+                                    ", " + std::to_string(code) + "): " + remedyOf(status) + ".");
+}
+
+}  // namespace
+
+SQLiteDatabase::SQLiteDatabase(const std::filesystem::path& file, std::chrono::milliseconds patience) {
+  sqlite3* opened = nullptr;
+  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW;
+  const int code = sqlite3_open_v2(file.c_str(), &opened, flags, nullptr);
+  database_.reset(opened);
+  if (code != SQLITE_OK) fail(code);
+  sqlite3_extended_result_codes(opened, 1);
+  sqlite3_busy_timeout(opened, static_cast<int>(patience.count()));
+  // The file is not trusted to bring code of its own.
+  sqlite3_db_config(opened, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+  sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+}
+
+void SQLiteDatabase::execute(const std::string& sql) {
+  if (const int code = sqlite3_exec(handle(), sql.c_str(), nullptr, nullptr, nullptr); code != SQLITE_OK)
+    fail(code);
+}
+
+std::int64_t SQLiteDatabase::integer(const std::string& sql) {
+  const SQLiteStatement statement(*this, sql);
+  auto run = statement.run();
+  return run.step() ? run.integer(0) : 0;
+}
+
+SQLiteStatement::SQLiteStatement(const SQLiteDatabase& database, const std::string& sql) {
+  sqlite3_stmt* prepared = nullptr;
+  const int code =
+      sqlite3_prepare_v3(database.handle(), sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
+  statement_.reset(prepared);
+  if (code != SQLITE_OK) fail(code);
+}
+
+SQLiteStatement::Run::~Run() {
+  sqlite3_reset(statement_);
+  sqlite3_clear_bindings(statement_);
+}
+
+void SQLiteStatement::Run::check(int code) const {
+  if (code != SQLITE_OK) fail(code);
+}
+
+SQLiteStatement::Run& SQLiteStatement::Run::bind(int index, std::int64_t number) {
+  check(sqlite3_bind_int64(statement_, index, number));
+  return *this;
+}
+
+SQLiteStatement::Run& SQLiteStatement::Run::bind(int index, const std::optional<std::string>& text) {
+  check(text ? sqlite3_bind_text64(statement_, index, text->data(), text->size(), SQLITE_STATIC, SQLITE_UTF8)
+             : sqlite3_bind_null(statement_, index));
+  return *this;
+}
+
+SQLiteStatement::Run& SQLiteStatement::Run::bind(int index, std::span<const std::byte> bytes) {
+  check(sqlite3_bind_blob64(statement_, index, bytes.data(), bytes.size(), SQLITE_STATIC));
+  return *this;
+}
+
+bool SQLiteStatement::Run::step() {
+  const int code = sqlite3_step(statement_);
+  if (code != SQLITE_ROW && code != SQLITE_DONE) fail(code);
+  return code == SQLITE_ROW;
+}
+
+int SQLiteStatement::Run::finish(int tolerated) {
+  const int code = sqlite3_step(statement_);
+  if (code != SQLITE_DONE && code != tolerated) fail(code);
+  return code;
+}
+
+std::int64_t SQLiteStatement::Run::integer(int column) const {
+  return sqlite3_column_int64(statement_, column);
+}
+
+std::optional<std::string> SQLiteStatement::Run::text(int column) const {
+  if (sqlite3_column_type(statement_, column) == SQLITE_NULL) return std::nullopt;
+  const auto* begin = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+  if (!begin) fail(SQLITE_NOMEM);
+  return std::string(begin, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)));
+}
+
+std::span<const std::byte> SQLiteStatement::Run::bytes(int column) const {
+  const auto* begin = static_cast<const std::byte*>(sqlite3_column_blob(statement_, column));
+  return {begin, begin ? static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)) : 0};
+}
+
+SQLiteTransaction::SQLiteTransaction(SQLiteDatabase& database, Kind kind) : database_(database) {
+  // A writer takes its lock at the start, or two of them could each wait for the other.
+  database_.execute(kind == Kind::write ? "BEGIN IMMEDIATE" : "BEGIN");
+}
+
+SQLiteTransaction::~SQLiteTransaction() {
+  if (open_) sqlite3_exec(database_.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+void SQLiteTransaction::commit() {
+  database_.execute("COMMIT");
+  open_ = false;
+}
+
+}  // namespace corvane
