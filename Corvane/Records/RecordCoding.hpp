@@ -9,15 +9,17 @@
 #include <tuple>
 #include <vector>
 
-// How the fields of a record's table are written and read, by type. A required field is read plainly, an optional one
-// only if it is there and not null; an absent one is left out, never written as null.
+// How the fields of a record's table are written and read, by type. A required field is read plainly, an
+// optional one only if it is there and not null; an absent one is left out, never written as null.
 namespace corvane::coding {
 
 template <class Element>
 void encodeElement(UnkeyedEncodingContainer& list, const Element& element) {
   list.encodeNested([&element](Encoder& encoder) { element.encode(encoder); });
 }
-inline void encodeElement(UnkeyedEncodingContainer& list, const std::string& element) { list.encode(element); }
+inline void encodeElement(UnkeyedEncodingContainer& list, const std::string& element) {
+  list.encode(element);
+}
 
 inline void encodeField(KeyedEncodingContainer& container, const std::string& text, const CodingKey& key) {
   container.encode(std::string_view(text), key);
@@ -50,8 +52,11 @@ void encodeField(KeyedEncodingContainer& container, const std::optional<Value>& 
 template <class Record>
 void encodeRecord(const Record& record, Encoder& encoder) {
   const auto container = encoder.keyedContainer();
-  std::apply([&](const auto&... field) { (encodeField(*container, record.*field.member, CodingKey(field.name)), ...); },
-             RecordTable::of<Record>());
+  std::apply(
+      [&](const auto&... field) {
+        (encodeField(*container, record.*field.member, CodingKey(field.name)), ...);
+      },
+      RecordTable::of<Record>());
 }
 
 template <class Value>
@@ -116,8 +121,8 @@ Record decodeRecord(const Decoder& decoder) {
         // Braces, because they read the fields in table order.
         return std::make_from_tuple<Record>(
             std::tuple<typename std::remove_cvref_t<decltype(field)>::Type...>{
-                FieldDecoder<typename std::remove_cvref_t<decltype(field)>::Type>::decode(*container,
-                                                                                         CodingKey(field.name))...});
+                FieldDecoder<typename std::remove_cvref_t<decltype(field)>::Type>::decode(
+                    *container, CodingKey(field.name))...});
       },
       RecordTable::of<Record>());
 }

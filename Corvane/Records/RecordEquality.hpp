@@ -9,15 +9,17 @@
 #include <tuple>
 #include <vector>
 
-// Equality by a record's table: field by field in order, up to the first difference. Texts are compared as users see
-// them, everything else by value.
+// Equality by a record's table: field by field in order, up to the first difference. Texts are compared as
+// users see them, everything else by value.
 namespace corvane::equality {
 
 template <class Value>
 bool equal(const Value& left, const Value& right) {
   return left == right;
 }
-inline bool equal(const std::string& left, const std::string& right) { return textEqual(left, right); }
+inline bool equal(const std::string& left, const std::string& right) {
+  return textEqual(left, right);
+}
 template <class Element>
 bool equal(const std::vector<Element>& left, const std::vector<Element>& right) {
   return std::equal(left.begin(), left.end(), right.begin(), right.end(),

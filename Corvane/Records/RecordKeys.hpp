@@ -17,8 +17,9 @@ struct RecordKeys {
   /// The key of exactly that text, letter case included.
   static std::optional<CodingKey> fromString(std::string_view text) {
     std::optional<CodingKey> key;
-    std::apply([&](const auto&... field) { ((field.name == text ? void(key.emplace(field.name)) : void()), ...); },
-               RecordTable::of<Record>());
+    std::apply(
+        [&](const auto&... field) { ((field.name == text ? void(key.emplace(field.name)) : void()), ...); },
+        RecordTable::of<Record>());
     return key;
   }
 

@@ -8,7 +8,8 @@
 
 namespace corvane {
 
-/// Something that can be told to stop. `cancel()` may come from any thread, any number of times, and never waits.
+/// Something that can be told to stop. `cancel()` may come from any thread, any number of times, and never
+/// waits.
 class Cancellable {
  public:
   virtual ~Cancellable() = default;
@@ -17,8 +18,8 @@ class Cancellable {
 
 /// The hold on a running piece of work: dropping it cancels the work.
 ///
-/// Move-only. `cancel()` is idempotent, may be called from any thread and never waits: a callback already running on
-/// another thread may finish, no new one begins. An empty one does nothing.
+/// Move-only. `cancel()` is idempotent, may be called from any thread and never waits: a callback already
+/// running on another thread may finish, no new one begins. An empty one does nothing.
 class [[nodiscard("dropping the cancellable cancels the work at once")]] AnyCancellable {
  public:
   AnyCancellable() = default;
@@ -29,7 +30,7 @@ class [[nodiscard("dropping the cancellable cancels the work at once")]] AnyCanc
   explicit AnyCancellable(UniqueFunction<void()> onCancel)
       : target_(std::make_shared<Action>(std::move(onCancel))) {}
 
-  AnyCancellable(AnyCancellable&&) noexcept = default;
+  AnyCancellable(AnyCancellable &&) noexcept = default;
   AnyCancellable& operator=(AnyCancellable&& other) noexcept {
     if (this != &other) {
       auto dropped = std::exchange(target_, std::move(other.target_));
@@ -37,14 +38,18 @@ class [[nodiscard("dropping the cancellable cancels the work at once")]] AnyCanc
     }
     return *this;
   }
-  ~AnyCancellable() { cancel(); }
+  ~AnyCancellable() {
+    cancel();
+  }
 
   void cancel() const noexcept {
     if (target_) target_->cancel();
   }
 
   /// Gives the hold away: the work runs to its end unless the taker cancels it. This one is empty afterwards.
-  std::shared_ptr<Cancellable> release() noexcept { return std::move(target_); }
+  std::shared_ptr<Cancellable> release() noexcept {
+    return std::move(target_);
+  }
 
  private:
   class Action final : public Cancellable {

@@ -15,14 +15,14 @@ namespace corvane {
 
 /// Any error value, held cheaply: what synchronous operations throw and publishers deliver.
 ///
-/// An immutable value; copies share one storage, never throw, and may be used from any thread. `as<T>()` gives the
-/// typed value back, `nsError()` the view that every error has: domain, code, user info and description.
+/// An immutable value; copies share one storage, never throw, and may be used from any thread. `as<T>()`
+/// gives the typed value back, `nsError()` the view that every error has: domain, code, user info and
+/// description.
 class AnyError : public std::exception {
  public:
   /// Holds any type that has an error's name or its own domain (see ErrorBridge.hpp).
   template <class Error>
-    requires BridgedError<std::remove_cvref_t<Error>>
-  AnyError(Error&& error)
+  requires BridgedError<std::remove_cvref_t<Error>> AnyError(Error&& error)
       : storage_(std::make_shared<Typed<std::remove_cvref_t<Error>>>(std::forward<Error>(error))) {}
 
   /// An NSError that was made from a typed error becomes that error again.
@@ -38,6 +38,12 @@ class AnyError : public std::exception {
   /// The error as a `T`, looked for first here and then along the chain of underlying errors.
   template <class T>
   std::optional<T> as() const;
+
+  /// Whether the error itself, not one underneath, is a `T`.
+  template <class T>
+  bool holds() const {
+    return dynamic_cast<const Typed<T>*>(storage_.get()) != nullptr;
+  }
 
   /// The localized description; valid as long as any copy of this error lives.
   const char* what() const noexcept override { return storage_->what(); }

@@ -18,8 +18,8 @@ namespace corvane {
 /// Lifetime: a copyable handle; it holds what its work needs. Work runs once per subscription and begins at
 /// subscription, unless the operation that made the publisher says otherwise.
 /// Threads: may be subscribed to from any thread; the operation says where callbacks run. Calls are serial.
-/// Cancellation: dropping the AnyCancellable of a subscription cancels it, silently; keep it until the result is in.
-/// Errors: a subscription always ends, also when whoever worked for it lets go without an answer.
+/// Cancellation: dropping the AnyCancellable of a subscription cancels it, silently; keep it until the result
+/// is in. Errors: a subscription always ends, also when whoever worked for it lets go without an answer.
 template <class Value, class Failure = AnyError>
 class AnyPublisher {
  public:
@@ -29,8 +29,9 @@ class AnyPublisher {
   explicit AnyPublisher(std::shared_ptr<const Publisher<Value, Failure>> publisher)
       : publisher_(std::move(publisher)) {}
 
-  /// Work that runs at each subscription, on the subscribing thread, and answers through the subscriber it is given.
-  /// It returns what is to be cancelled with the subscription. Useful to hosts for doubles of the module's services.
+  /// Work that runs at each subscription, on the subscribing thread, and answers through the subscriber it is
+  /// given. It returns what is to be cancelled with the subscription. Useful to hosts for doubles of the
+  /// module's services.
   static AnyPublisher create(std::function<AnyCancellable(Subscriber<Value, Failure>)> work,
                              DropRule<Failure> dropRule);
 

@@ -8,11 +8,12 @@
 
 namespace corvane {
 
-/// The place where a subscription keeps whatever must be cancelled just now: a request, a timer, a queued block.
+/// The place where a subscription keeps whatever must be cancelled just now: a request, a timer, a queued
+/// block.
 ///
-/// Each `set` replaces the former content without cancelling it. `cancel` cancels the content and whatever is set
-/// later; `close` drops the content and whatever is set later. Any thread may call any of them at any time, none
-/// waits: the content is owned by whoever exchanged it out.
+/// Each `set` replaces the former content without cancelling it. `cancel` cancels the content and whatever is
+/// set later; `close` drops the content and whatever is set later. Any thread may call any of them at any
+/// time, none waits: the content is owned by whoever exchanged it out.
 class CancellableSlot final : public Cancellable {
  public:
   CancellableSlot() = default;

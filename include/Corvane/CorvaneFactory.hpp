@@ -16,23 +16,24 @@ class GoogleAccountsStoreType;
 /// The way in: a host makes one from its configuration and keeps it.
 ///
 /// Lifetime: what it makes stays usable after it is gone.
-/// Threads: not synchronized. Use it from one thread until the first `make…` has returned, from any afterwards.
-/// Errors: none. Bad credentials show when somebody signs in, keychain trouble in the operations that touch it.
+/// Threads: not synchronized. Use it from one thread until the first `make…` has returned, from any
+/// afterwards. Errors: none. Bad credentials show when somebody signs in, keychain trouble in the operations
+/// that touch it.
 class CorvaneFactory final : public CorvaneFactoryType {
  public:
-  /// Names the window over which a sign-in is presented; asked once per sign-in, on the subscribing thread. Nothing
-  /// means that there is no window now, and the sign-in fails.
+  /// Names the window over which a sign-in is presented; asked once per sign-in, on the subscribing thread.
+  /// Nothing means that there is no window now, and the sign-in fails.
   using MainAppWindow = std::function<std::optional<WindowHandle>()>;
 
-  /// `credentials` is the OAuth client as JSON with the texts "client_id" and "clientSecret". Sessions are kept in the
-  /// system's keychain under `keychainService`, one item per account, in `keychainAccessGroup`. Nothing is decoded,
-  /// checked or opened here.
-  CorvaneFactory(std::optional<Data> credentials, std::string keychainService, std::string keychainAccessGroup,
-                 MainAppWindow mainAppWindow);
+  /// `credentials` is the OAuth client as JSON with the texts "client_id" and "clientSecret". Sessions are
+  /// kept in the system's keychain under `keychainService`, one item per account, in `keychainAccessGroup`.
+  /// Nothing is decoded, checked or opened here.
+  CorvaneFactory(std::optional<Data> credentials, std::string keychainService,
+                 std::string keychainAccessGroup, MainAppWindow mainAppWindow);
 
   /// The same over a platform of the host's choice.
-  CorvaneFactory(std::optional<Data> credentials, std::string keychainService, std::string keychainAccessGroup,
-                 MainAppWindow mainAppWindow, Platform platform);
+  CorvaneFactory(std::optional<Data> credentials, std::string keychainService,
+                 std::string keychainAccessGroup, MainAppWindow mainAppWindow, Platform platform);
 
   std::shared_ptr<GoogleDriveAuthorizationProviderType> makeAuthorizationProvider(
       std::shared_ptr<GoogleDriveAuthorizationNFRTrackerType> nfrTracker) override;

@@ -13,7 +13,8 @@ inline void wipeMemory(void* memory, std::size_t size) noexcept {
   for (std::size_t i = 0; i < size; ++i) bytes[i] = 0;
 }
 
-/// An allocator that wipes each block before it is given back, so that dropped secrets do not linger in the heap.
+/// An allocator that wipes each block before it is given back, so that dropped secrets do not linger in the
+/// heap.
 template <class T>
 struct WipingAllocator {
   using value_type = T;

@@ -33,6 +33,8 @@ class DecodingError {
   std::string debugDescription_;
 };
 
-constexpr std::string_view errorTypeName(const DecodingError&) { return "Corvane.DecodingError"; }
+constexpr std::string_view errorTypeName(const DecodingError&) {
+  return "Corvane.DecodingError";
+}
 
 }  // namespace corvane

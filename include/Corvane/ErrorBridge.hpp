@@ -12,11 +12,13 @@
 
 /// How a typed error becomes an NSError: one rule for all.
 ///
-/// A type may say its own domain, code and user info (`errorDomain`, `errorCode`, `errorUserInfo`). What it leaves out
-/// takes the default: its qualified name as the domain, the number of its case as the code, no user info. A type with
-/// an `errorDescription` (or `failureReason`, `recoverySuggestion`) has it under the matching key.
+/// A type may say its own domain, code and user info (`errorDomain`, `errorCode`, `errorUserInfo`). What it
+/// leaves out takes the default: its qualified name as the domain, the number of its case as the code, no
+/// user info. A type with an `errorDescription` (or `failureReason`, `recoverySuggestion`) has it under the
+/// matching key.
 ///
-/// The qualified name comes from a free function `errorTypeName(const Error&)` found by argument-dependent look-up.
+/// The qualified name comes from a free function `errorTypeName(const Error&)` found by argument-dependent
+/// look-up.
 namespace corvane {
 
 template <class Error>

@@ -13,9 +13,10 @@ namespace corvane {
 /// One file or folder of a Drive. (Drive API v3, files.)
 /// A plain value, comparable and codable under its fields' names, identified by `id`.
 struct File {
-  explicit File(std::string id, std::string mimeType, std::string name, std::optional<std::string> size, bool shared,
-                bool trashed, Date createdTime, Date modifiedTime, std::optional<std::vector<std::string>> parents,
-                std::optional<std::string> iconLink, std::optional<std::string> webViewLink);
+  explicit File(std::string id, std::string mimeType, std::string name, std::optional<std::string> size,
+                bool shared, bool trashed, Date createdTime, Date modifiedTime,
+                std::optional<std::vector<std::string>> parents, std::optional<std::string> iconLink,
+                std::optional<std::string> webViewLink);
 
   std::string id;
   std::string mimeType;
@@ -50,8 +51,9 @@ struct File {
                       recordField("name", &File::name), recordField("size", &File::size),
                       recordField("shared", &File::shared), recordField("trashed", &File::trashed),
                       recordField("createdTime", &File::createdTime),
-                      recordField("modifiedTime", &File::modifiedTime), recordField("parents", &File::parents),
-                      recordField("iconLink", &File::iconLink), recordField("webViewLink", &File::webViewLink));
+                      recordField("modifiedTime", &File::modifiedTime),
+                      recordField("parents", &File::parents), recordField("iconLink", &File::iconLink),
+                      recordField("webViewLink", &File::webViewLink));
   }
 };
 

@@ -4,7 +4,8 @@
 
 namespace corvane {
 
-/// A response of Drive's that could not be turned into a record. In the order of their codes; comparable and hashable.
+/// A response of Drive's that could not be turned into a record. In the order of their codes; comparable and
+/// hashable.
 enum class GoogleDriveAPIError {
   /// Declared for an account without an access token; no operation raises it.
   emptyAccessToken,
@@ -16,6 +17,8 @@ enum class GoogleDriveAPIError {
   convertFilesList,
 };
 
-constexpr std::string_view errorTypeName(const GoogleDriveAPIError&) { return "Corvane.GoogleDriveAPIError"; }
+constexpr std::string_view errorTypeName(const GoogleDriveAPIError&) {
+  return "Corvane.GoogleDriveAPIError";
+}
 
 }  // namespace corvane

@@ -12,12 +12,12 @@ namespace corvane {
 
 /// Google Drive as one account sees it.
 ///
-/// Lifetime: operations start at subscription, once per subscriber. Dropping the API object ends its running requests
-/// with NSURLErrorDomain -999.
-/// Threads: any; work and callbacks run on the shared user-initiated queue, never on the main thread.
-/// Cancellation: ends the request, or the delay before a further attempt, at once and silently.
-/// Errors: Drive's (see CorvanePlatform/DriveService.hpp), the keychain's when the session cannot be read, or
-/// GoogleDriveAPIError. Reads are tried up to four times more after a transient failure; deletes and trashing never.
+/// Lifetime: operations start at subscription, once per subscriber. Dropping the API object ends its running
+/// requests with NSURLErrorDomain -999. Threads: any; work and callbacks run on the shared user-initiated
+/// queue, never on the main thread. Cancellation: ends the request, or the delay before a further attempt, at
+/// once and silently. Errors: Drive's (see CorvanePlatform/DriveService.hpp), the keychain's when the session
+/// cannot be read, or GoogleDriveAPIError. Reads are tried up to four times more after a transient failure;
+/// deletes and trashing never.
 class GoogleDriveAPIType {
  public:
   virtual ~GoogleDriveAPIType() = default;
@@ -25,8 +25,9 @@ class GoogleDriveAPIType {
   /// The account's profile and storage quota.
   virtual AnyPublisher<About> getAbout() = 0;
 
-  /// One page of up to 500 of the files that the user owns and that are not in the trash. Pass nothing for the first
-  /// page, then each page's `nextPageToken` until there is none. Failures name the account and the page.
+  /// One page of up to 500 of the files that the user owns and that are not in the trash. Pass nothing for
+  /// the first page, then each page's `nextPageToken` until there is none. Failures name the account and the
+  /// page.
   virtual AnyPublisher<FilesPage> getFilesPage(std::optional<std::string> pageToken) = 0;
 
   /// Deletes a file for good, past the trash.

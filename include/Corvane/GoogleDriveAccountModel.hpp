@@ -11,8 +11,8 @@ namespace corvane {
 
 /// Names one signed-in Drive account by its e-mail address, exactly as the sign-in gave it.
 ///
-/// A plain value without secrets. Two are equal when their e-mail texts are (Unicode canonical equivalence); letter
-/// case counts. Usable as a member of unordered containers.
+/// A plain value without secrets. Two are equal when their e-mail texts are (Unicode canonical equivalence);
+/// letter case counts. Usable as a member of unordered containers.
 class GoogleDriveAccountModel {
  public:
   /// Any text, the empty one included.

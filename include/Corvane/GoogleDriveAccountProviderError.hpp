@@ -4,8 +4,8 @@
 
 namespace corvane {
 
-/// Failures of the account listing itself; the store's own errors pass through it unchanged. In the order of their
-/// codes; comparable and hashable.
+/// Failures of the account listing itself; the store's own errors pass through it unchanged. In the order of
+/// their codes; comparable and hashable.
 enum class GoogleDriveAccountProviderError {
   /// The provider was gone when the work was to begin.
   emptySelf,

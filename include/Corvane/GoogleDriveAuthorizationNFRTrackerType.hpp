@@ -14,8 +14,8 @@ class GoogleDriveAuthorizationNFRTrackerType {
   /// `signIn()` was called, on the calling thread.
   virtual void trackSignInStarted() = 0;
 
-  /// A sign-in ended, on the thread where it did and before its subscriber learns of it. Not called for a cancelled
-  /// one, nor when the provider is gone.
+  /// A sign-in ended, on the thread where it did and before its subscriber learns of it. Not called for a
+  /// cancelled one, nor when the provider is gone.
   virtual void trackSignInFinished(const Result<Void, GoogleDriveAuthorizationProviderError>& result) = 0;
 };
 

@@ -36,7 +36,9 @@ class GoogleDriveAuthorizationProviderError {
     return of(Case::presentingWindowUnavailable);
   }
   static GoogleDriveAuthorizationProviderError tokenSaveFailed() { return of(Case::tokenSaveFailed); }
-  static GoogleDriveAuthorizationProviderError missingRequiredScopes() { return of(Case::missingRequiredScopes); }
+  static GoogleDriveAuthorizationProviderError missingRequiredScopes() {
+    return of(Case::missingRequiredScopes);
+  }
   static GoogleDriveAuthorizationProviderError accessDenied() { return of(Case::accessDenied); }
   static GoogleDriveAuthorizationProviderError userCancelled() { return of(Case::userCancelled); }
   static GoogleDriveAuthorizationProviderError signInFailedUnknown() { return of(Case::signInFailedUnknown); }
@@ -51,7 +53,9 @@ class GoogleDriveAuthorizationProviderError {
 
  private:
   explicit GoogleDriveAuthorizationProviderError(Case which) : case_(which) {}
-  static GoogleDriveAuthorizationProviderError of(Case which) { return GoogleDriveAuthorizationProviderError(which); }
+  static GoogleDriveAuthorizationProviderError of(Case which) {
+    return GoogleDriveAuthorizationProviderError(which);
+  }
 
   Case case_;
   std::optional<AnyError> underlying_;

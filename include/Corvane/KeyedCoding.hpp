@@ -13,9 +13,9 @@
 
 /// Keyed coding: how records are written to, and read from, any format that has objects and lists.
 ///
-/// A record opens a keyed container on the coder it is given and reads or writes one value per key. A host may bring
-/// a coder of its own by implementing these four containers and two coders. Not for use from two threads at once.
-/// Errors are thrown, as AnyError: the coder's own; a decoder's are a DecodingError.
+/// A record opens a keyed container on the coder it is given and reads or writes one value per key. A host
+/// may bring a coder of its own by implementing these four containers and two coders. Not for use from two
+/// threads at once. Errors are thrown, as AnyError: the coder's own; a decoder's are a DecodingError.
 namespace corvane {
 
 class Encoder;
@@ -41,8 +41,8 @@ class UnkeyedEncodingContainer {
   virtual void encodeNested(const std::function<void(Encoder&)>& content) = 0;
 };
 
-/// Takes one value: the first container opened on it decides whether that is an object or a list. Containers are
-/// owned by the caller and used before the encoder goes.
+/// Takes one value: the first container opened on it decides whether that is an object or a list. Containers
+/// are owned by the caller and used before the encoder goes.
 class Encoder {
  public:
   virtual ~Encoder() = default;

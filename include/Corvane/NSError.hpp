@@ -23,8 +23,8 @@ inline constexpr std::string_view NSOSStatusErrorDomain = "NSOSStatusErrorDomain
 
 /// An error as a domain, an integer code and a user info: the form in which every error can be seen.
 ///
-/// An immutable value, usable from any thread. One that was made from a typed error remembers it, so that turning it
-/// back into an `AnyError` loses nothing.
+/// An immutable value, usable from any thread. One that was made from a typed error remembers it, so that
+/// turning it back into an `AnyError` loses nothing.
 class NSError {
  public:
   NSError(std::string domain, std::int64_t code, UserInfo userInfo = {})
@@ -58,7 +58,8 @@ class NSError {
   std::shared_ptr<const AnyError> origin_;  // the typed error that this is a view of, if any
 };
 
-/// Where a selector form leaves its error; null when the caller wants none, and left empty when there is none to tell.
+/// Where a selector form leaves its error; null when the caller wants none, and left empty when there is none
+/// to tell.
 using NSErrorPointer = std::optional<NSError>*;
 
 }  // namespace corvane

@@ -18,13 +18,14 @@ class Receiver {
 
 /// What stands behind an `AnyPublisher`: one class per way of making or changing events.
 ///
-/// Immutable; `subscribe` may be called any number of times from any thread. It may send events before it returns.
-/// A subscription that ended or was cancelled lets go of its receiver.
+/// Immutable; `subscribe` may be called any number of times from any thread. It may send events before it
+/// returns. A subscription that ended or was cancelled lets go of its receiver.
 template <class Value, class Failure>
 class Publisher {
  public:
   virtual ~Publisher() = default;
-  virtual std::shared_ptr<Cancellable> subscribe(std::shared_ptr<Receiver<Value, Failure>> receiver) const = 0;
+  virtual std::shared_ptr<Cancellable> subscribe(
+      std::shared_ptr<Receiver<Value, Failure>> receiver) const = 0;
 };
 
 }  // namespace corvane

@@ -18,8 +18,8 @@ constexpr RecordField<Record, Value> recordField(std::string_view name, Value Re
   return {name, member};
 }
 
-/// A record writes its fields down once, in a private table; coding keys, the partial-response field list, equality,
-/// encoding and decoding all follow from it. This is how they reach it.
+/// A record writes its fields down once, in a private table; coding keys, the partial-response field list,
+/// equality, encoding and decoding all follow from it. This is how they reach it.
 struct RecordTable {
   template <class Record>
   static constexpr auto of() {
@@ -27,7 +27,9 @@ struct RecordTable {
   }
 
   template <class Type>
-  static constexpr bool isThere = requires { Type::table(); };
+  static constexpr bool isThere = requires {
+    Type::table();
+  };
 };
 
 template <class Type>

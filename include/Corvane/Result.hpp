@@ -5,7 +5,8 @@
 
 namespace corvane {
 
-/// Either a value or the failure that stands in its place. A plain value; its parts are moved or copied with it.
+/// Either a value or the failure that stands in its place. A plain value; its parts are moved or copied with
+/// it.
 template <class Value, class Failure>
 class Result {
  public:

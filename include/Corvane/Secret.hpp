@@ -8,9 +8,9 @@ namespace corvane {
 
 /// A text that must not linger in memory: a token, a code, a client secret. It is wiped when dropped.
 ///
-/// It has no stream operator and no conversion to std::string on purpose: whoever needs the text asks for it with
-/// `reveal()`, where a reviewer sees it. Copies are independent. It lives on the heap at every length, because a
-/// std::string would keep a short one inside itself, unwiped.
+/// It has no stream operator and no conversion to std::string on purpose: whoever needs the text asks for it
+/// with `reveal()`, where a reviewer sees it. Copies are independent. It lives on the heap at every length,
+/// because a std::string would keep a short one inside itself, unwiped.
 class Secret {
  public:
   Secret() = default;

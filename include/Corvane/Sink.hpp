@@ -12,9 +12,9 @@ namespace corvane {
 
 /// The host's end of a subscription: calls the host back until it is told not to.
 ///
-/// A call is claimed before it is made, so that after `cancel()` returned no new call begins; the callbacks and what
-/// they captured are released as soon as the last claimed call is over. An exception thrown by a callback is the
-/// host's own bug and ends the program.
+/// A call is claimed before it is made, so that after `cancel()` returned no new call begins; the callbacks
+/// and what they captured are released as soon as the last claimed call is over. An exception thrown by a
+/// callback is the host's own bug and ends the program.
 template <class Value, class Failure>
 class Sink final : public Receiver<Value, Failure>, public Cancellable {
  public:

@@ -22,9 +22,9 @@ struct DropRule {
 
 /// The working end of one subscription: whoever holds it owes one value and a completion, or a failure.
 ///
-/// Copies speak for the same subscription. Only the first value and the first completion count; after a cancellation
-/// nothing does. When the last copy is dropped without an answer, the drop rule's error is delivered: never a hang.
-/// Any thread may use it, one at a time.
+/// Copies speak for the same subscription. Only the first value and the first completion count; after a
+/// cancellation nothing does. When the last copy is dropped without an answer, the drop rule's error is
+/// delivered: never a hang. Any thread may use it, one at a time.
 template <class Value, class Failure>
 class Subscriber {
  public:

@@ -11,8 +11,8 @@ class UniqueFunction;
 
 /// A move-only callable, for work and handlers that own what they will hand on.
 ///
-/// Empty until it is given a target; calling an empty one is undefined. It may be moved between threads, and is
-/// called by one at a time. Exceptions of the target pass through.
+/// Empty until it is given a target; calling an empty one is undefined. It may be moved between threads, and
+/// is called by one at a time. Exceptions of the target pass through.
 template <class Result, class... Arguments>
 class UniqueFunction<Result(Arguments...)> {
  public:
@@ -20,14 +20,15 @@ class UniqueFunction<Result(Arguments...)> {
   UniqueFunction(std::nullptr_t) {}
 
   template <class Target>
-    requires(!std::is_same_v<std::remove_cvref_t<Target>, UniqueFunction> &&
-             std::is_invocable_r_v<Result, std::decay_t<Target>&, Arguments...>)
-  UniqueFunction(Target&& target)
+  requires(!std::is_same_v<std::remove_cvref_t<Target>, UniqueFunction> &&
+           std::is_invocable_r_v<Result, std::decay_t<Target>&, Arguments...>) UniqueFunction(Target&& target)
       : callable_(std::make_unique<Callable<std::decay_t<Target>>>(std::forward<Target>(target))) {}
 
   explicit operator bool() const noexcept { return callable_ != nullptr; }
 
-  Result operator()(Arguments... arguments) const { return callable_->call(std::forward<Arguments>(arguments)...); }
+  Result operator()(Arguments... arguments) const {
+    return callable_->call(std::forward<Arguments>(arguments)...);
+  }
 
  private:
   struct CallableBase {

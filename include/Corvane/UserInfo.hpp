@@ -25,8 +25,8 @@ class Printable {
   virtual std::string description() const = 0;
 };
 
-/// One value of an error's user info: text, integer, real, boolean, dictionary, list, another error, or a printable.
-/// An immutable value; the larger kinds are shared between copies.
+/// One value of an error's user info: text, integer, real, boolean, dictionary, list, another error, or a
+/// printable. An immutable value; the larger kinds are shared between copies.
 class UserInfoValue {
  public:
   using List = std::vector<UserInfoValue>;

@@ -12,8 +12,8 @@
 
 namespace corvane {
 
-/// The OAuth state of one signed-in account. The module stores it and installs it as a service's authorizer; it never
-/// looks inside, but for the e-mail address.
+/// The OAuth state of one signed-in account. The module stores it and installs it as a service's authorizer;
+/// it never looks inside, but for the e-mail address.
 ///
 /// Lifetime: shared; whoever waits for a token keeps the session alive.
 /// Threads: any.
@@ -26,14 +26,14 @@ class AuthSession {
   /// The signed-in user's e-mail address, or nothing when the sign-in did not tell it.
   virtual std::optional<std::string> userEmail() const = 0;
 
-  /// Asks for a token to sign a request with, refreshing it first when it is about to expire. However many ask at
-  /// once, one refresh is made. `rejected` is a token that the server refused: as long as the session still holds that
-  /// very token, it is refreshed whatever its age.
+  /// Asks for a token to sign a request with, refreshing it first when it is about to expire. However many
+  /// ask at once, one refresh is made. `rejected` is a token that the server refused: as long as the session
+  /// still holds that very token, it is refreshed whatever its age.
   ///
-  /// The handler is called once, at once on this thread when a good token is at hand, else on a pool thread; after
-  /// cancellation it is dropped uncalled, and the others who wait are not disturbed.
-  /// Errors: domain "org.openid.appauth.oauth_token" when the token endpoint refuses (its `invalid_grant` means that
-  /// the user has to sign in again), `NSURLErrorDomain` for what went wrong on the way. The session stays usable.
+  /// The handler is called once, at once on this thread when a good token is at hand, else on a pool thread;
+  /// after cancellation it is dropped uncalled, and the others who wait are not disturbed. Errors: domain
+  /// "org.openid.appauth.oauth_token" when the token endpoint refuses (its `invalid_grant` means that the
+  /// user has to sign in again), `NSURLErrorDomain` for what went wrong on the way. The session stays usable.
   [[nodiscard]] virtual AnyCancellable accessToken(std::optional<Secret> rejected, TokenHandler handler) = 0;
 };
 

@@ -10,8 +10,9 @@
 
 namespace corvane {
 
-// What Drive answers, member by member. A member that the server left out, or sent as another kind, is absent.
-// (Google's reference: developers.google.com/drive/api/reference/rest/v3, resources About, File and FileList.)
+// What Drive answers, member by member. A member that the server left out, or sent as another kind, is
+// absent. (Google's reference: developers.google.com/drive/api/reference/rest/v3, resources About, File and
+// FileList.)
 
 struct GTLRDrive_About_User {
   std::optional<std::string> displayName;

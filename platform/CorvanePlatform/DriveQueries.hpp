@@ -50,7 +50,7 @@ struct GTLRDriveQuery_FilesUpdate {
   std::optional<bool> supportsAllDrives;
 };
 
-using GTLRDriveQuery = std::variant<GTLRDriveQuery_AboutGet, GTLRDriveQuery_FilesList, GTLRDriveQuery_FilesDelete,
-                                    GTLRDriveQuery_FilesUpdate>;
+using GTLRDriveQuery = std::variant<GTLRDriveQuery_AboutGet, GTLRDriveQuery_FilesList,
+                                    GTLRDriveQuery_FilesDelete, GTLRDriveQuery_FilesUpdate>;
 
 }  // namespace corvane

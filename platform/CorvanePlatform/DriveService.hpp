@@ -12,7 +12,8 @@
 
 namespace corvane {
 
-// Error domains of the REST client: an error that Google described, and an HTTP failure that it did not describe.
+// Error domains of the REST client: an error that Google described, and an HTTP failure that it did not
+// describe.
 inline constexpr std::string_view GTLRErrorObjectDomain = "com.google.GTLRErrorObjectDomain";
 inline constexpr std::string_view GTLRServiceErrorDomain = "com.google.GTLRServiceErrorDomain";
 /// User-info key of the error object that Google sent; a Printable.
@@ -22,8 +23,8 @@ inline constexpr std::string_view GTLRStructuredErrorKey = "GTLRStructuredError"
 class GTLRServiceTicket {
  public:
   virtual ~GTLRServiceTicket() = default;
-  /// Ends the request at once, from any thread, without waiting; its handler is released uncalled unless it has
-  /// already begun. Does nothing on a request that is over.
+  /// Ends the request at once, from any thread, without waiting; its handler is released uncalled unless it
+  /// has already begun. Does nothing on a request that is over.
   virtual void cancelTicket() = 0;
 };
 
@@ -40,13 +41,13 @@ class GTMSessionFetcherService {
 /// An authorized client of Drive v3 for one account.
 ///
 /// Lifetime: shared; dropping it drops its connections and ends its requests.
-/// Threads: any. The handler is called on a thread of the platform's, at most once; it does no work of its own there.
-/// Errors: see the domains above, and NSURLErrorDomain for what went wrong on the way.
+/// Threads: any. The handler is called on a thread of the platform's, at most once; it does no work of its
+/// own there. Errors: see the domains above, and NSURLErrorDomain for what went wrong on the way.
 class GTLRDriveService {
  public:
   /// The ticket, the response object, and the error or nothing.
-  using CompletionHandler = UniqueFunction<void(const std::shared_ptr<GTLRServiceTicket>& ticket, GTLRObject object,
-                                                std::optional<NSError> error)>;
+  using CompletionHandler = UniqueFunction<void(const std::shared_ptr<GTLRServiceTicket>& ticket,
+                                                GTLRObject object, std::optional<NSError> error)>;
 
   virtual ~GTLRDriveService() = default;
 
@@ -56,8 +57,8 @@ class GTLRDriveService {
 
   virtual GTMSessionFetcherService& fetcherService() = 0;
 
-  [[nodiscard]] virtual std::shared_ptr<GTLRServiceTicket> executeQuery(GTLRDriveQuery query,
-                                                                         CompletionHandler completionHandler) = 0;
+  [[nodiscard]] virtual std::shared_ptr<GTLRServiceTicket> executeQuery(
+      GTLRDriveQuery query, CompletionHandler completionHandler) = 0;
 };
 
 using DriveServiceMaker = std::function<std::shared_ptr<GTLRDriveService>()>;

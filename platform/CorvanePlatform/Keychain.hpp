@@ -56,7 +56,8 @@ class KeychainValue;
 /// A query, or the attributes of an item, by key.
 using KeychainDictionary = std::map<std::string, KeychainValue, std::less<>>;
 
-/// One value of a query or of a result: nothing, boolean, integer, text, bytes, dictionary or list of dictionaries.
+/// One value of a query or of a result: nothing, boolean, integer, text, bytes, dictionary or list of
+/// dictionaries.
 class KeychainValue {
  public:
   using List = std::vector<KeychainDictionary>;
@@ -83,8 +84,8 @@ class KeychainValue {
   bool operator==(const KeychainValue& other) const;
 
  private:
-  std::variant<std::monostate, bool, std::int64_t, std::string, Data, std::shared_ptr<const KeychainDictionary>,
-               std::shared_ptr<const List>>
+  std::variant<std::monostate, bool, std::int64_t, std::string, Data,
+               std::shared_ptr<const KeychainDictionary>, std::shared_ptr<const List>>
       value_;
 };
 
@@ -112,22 +113,24 @@ inline bool KeychainValue::operator==(const KeychainValue& other) const {
 /// The place where sessions are kept: the three item operations that the module needs of a system keychain.
 ///
 /// Lifetime: shared by everything that is made from one platform.
-/// Threads: any, also at once. Calls are synchronous and may block for long, for instance while the user is asked to
-/// unlock.
-/// Errors: a Security status; `errSecItemNotFound` only when an item is really missing, never for one that is locked
-/// or cannot be read.
+/// Threads: any, also at once. Calls are synchronous and may block for long, for instance while the user is
+/// asked to unlock. Errors: a Security status; `errSecItemNotFound` only when an item is really missing,
+/// never for one that is locked or cannot be read.
 ///
-/// An item is identified by class, account, service, access group and synchronizable. A query that is silent on
-/// `kSecAttrSynchronizable` matches only items without it; `kSecAttrSynchronizableAny` matches either kind.
+/// An item is identified by class, account, service, access group and synchronizable. A query that is silent
+/// on `kSecAttrSynchronizable` matches only items without it; `kSecAttrSynchronizableAny` matches either
+/// kind.
 class Keychain {
  public:
   virtual ~Keychain() = default;
 
-  /// Looks items up. With `kSecReturnData` the result is an item's bytes; with `kSecReturnAttributes` a dictionary of
-  /// its attributes, or under `kSecMatchLimitAll` a list of them. `result` may be null and is left alone on failure.
+  /// Looks items up. With `kSecReturnData` the result is an item's bytes; with `kSecReturnAttributes` a
+  /// dictionary of its attributes, or under `kSecMatchLimitAll` a list of them. `result` may be null and is
+  /// left alone on failure.
   virtual OSStatus SecItemCopyMatching(const KeychainDictionary& query, KeychainValue* result) = 0;
 
-  /// Adds one item made of the query's attributes and `kSecValueData`; `errSecDuplicateItem` when it is there already.
+  /// Adds one item made of the query's attributes and `kSecValueData`; `errSecDuplicateItem` when it is there
+  /// already.
   virtual OSStatus SecItemAdd(const KeychainDictionary& attributes, KeychainValue* result) = 0;
 
   /// Deletes every item that matches; `errSecItemNotFound` when there is none.

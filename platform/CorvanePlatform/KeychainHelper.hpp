@@ -11,10 +11,11 @@
 
 namespace corvane {
 
-/// How a `KeychainStore` reaches the keychain: whoever implements this decides how one session is laid out there.
+/// How a `KeychainStore` reaches the keychain: whoever implements this decides how one session is laid out
+/// there.
 ///
-/// Every operation leaves its error in the out-parameter when there is one and drops it otherwise; the result then is
-/// empty or false. Any thread; calls block on the keychain.
+/// Every operation leaves its error in the out-parameter when there is one and drops it otherwise; the result
+/// then is empty or false. Any thread; calls block on the keychain.
 class KeychainHelper {
  public:
   virtual ~KeychainHelper() = default;
@@ -26,7 +27,8 @@ class KeychainHelper {
   virtual std::optional<Data> passwordData(const std::string& service, NSErrorPointer error) const = 0;
   virtual std::optional<std::string> password(const std::string& service, NSErrorPointer error) const = 0;
   virtual bool removePassword(const std::string& service, NSErrorPointer error) const = 0;
-  virtual bool setPassword(const std::string& password, const std::string& service, NSErrorPointer error) const = 0;
+  virtual bool setPassword(const std::string& password, const std::string& service,
+                           NSErrorPointer error) const = 0;
   /// `accessibility` is one of the `kSecAttrAccessible…` values, or empty for the keychain's default.
   virtual bool setPassword(const std::string& password, const std::string& service,
                            const std::optional<KeychainValue>& accessibility, NSErrorPointer error) const = 0;

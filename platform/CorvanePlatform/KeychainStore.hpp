@@ -13,14 +13,17 @@
 
 namespace corvane {
 
-/// The keychain item of one session: archives the session and lets its helper read, write and delete the bytes.
+/// The keychain item of one session: archives the session and lets its helper read, write and delete the
+/// bytes.
 ///
 /// Immutable; any thread; calls block on the keychain. Errors are left in the out-parameter, if there is one.
 class KeychainStore {
  public:
   KeychainStore(std::string itemName, std::shared_ptr<KeychainHelper> keychainHelper,
                 std::shared_ptr<const SessionArchive> archive)
-      : itemName_(std::move(itemName)), keychainHelper_(std::move(keychainHelper)), archive_(std::move(archive)) {}
+      : itemName_(std::move(itemName)),
+        keychainHelper_(std::move(keychainHelper)),
+        archive_(std::move(archive)) {}
   virtual ~KeychainStore() = default;
 
   const std::string& itemName() const { return itemName_; }

@@ -51,13 +51,16 @@ class KeychainStoreError {
   bool operator==(const KeychainStoreError&) const = default;
 
  private:
-  explicit KeychainStoreError(Case which, std::string service = {}) : case_(which), service_(std::move(service)) {}
+  explicit KeychainStoreError(Case which, std::string service = {})
+      : case_(which), service_(std::move(service)) {}
 
   Case case_;
   std::string service_;
   OSStatus status_ = errSecSuccess;
 };
 
-constexpr std::string_view errorTypeName(const KeychainStoreError&) { return "Corvane.KeychainStore.Error"; }
+constexpr std::string_view errorTypeName(const KeychainStoreError&) {
+  return "Corvane.KeychainStore.Error";
+}
 
 }  // namespace corvane

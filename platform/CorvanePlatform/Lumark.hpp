@@ -21,11 +21,10 @@ class LogCategory {
 
 /// The host's log.
 ///
-/// Threads: any, also from several at once and from within a message. Errors: none; a log that cannot be written is
-/// the log's own concern.
-/// `message` is called only if the line is written, at most once and before the operation returns. `context` is a
-/// number that the host may sort by, `asynchronous` says that the caller need not wait for the line to be out, and
-/// `file` names the source that speaks.
+/// Threads: any, also from several at once and from within a message. Errors: none; a log that cannot be
+/// written is the log's own concern. `message` is called only if the line is written, at most once and before
+/// the operation returns. `context` is a number that the host may sort by, `asynchronous` says that the
+/// caller need not wait for the line to be out, and `file` names the source that speaks.
 class Lumark {
  public:
   using Message = std::function<std::string()>;
@@ -36,11 +35,13 @@ class Lumark {
   virtual void logWarning(const LogCategory& category, const Message& message, int context, bool asynchronous,
                           std::string_view file) = 0;
   /// The verbose level.
-  virtual void logExtended(const LogCategory& category, const Message& message, int context, bool asynchronous,
-                           std::string_view file) = 0;
+  virtual void logExtended(const LogCategory& category, const Message& message, int context,
+                           bool asynchronous, std::string_view file) = 0;
 };
 
 /// How the log describes an error.
-inline std::string logDescription(const AnyError& error) { return error.localizedDescription(); }
+inline std::string logDescription(const AnyError& error) {
+  return error.localizedDescription();
+}
 
 }  // namespace corvane

@@ -12,10 +12,11 @@
 
 namespace corvane {
 
-/// The pieces of the platform that the module is built on. All of them are needed; each is used from any thread.
+/// The pieces of the platform that the module is built on. All of them are needed; each is used from any
+/// thread.
 ///
-/// A plain value of shared references: change a member to bring a piece of your own, for instance a log or, in a test,
-/// a keychain.
+/// A plain value of shared references: change a member to bring a piece of your own, for instance a log or,
+/// in a test, a keychain.
 struct Platform {
   std::shared_ptr<Keychain> keychain;
   std::shared_ptr<const SessionArchive> sessionArchive;
@@ -29,8 +30,8 @@ struct Platform {
   std::shared_ptr<const JSON> json;
 };
 
-/// The platform of the system this program runs on, supplied by the linked platform library. One is shared per process
-/// while anything made from it lives. Touches no file, thread or bus until an operation needs it.
+/// The platform of the system this program runs on, supplied by the linked platform library. One is shared
+/// per process while anything made from it lives. Touches no file, thread or bus until an operation needs it.
 Platform systemPlatform();
 
 }  // namespace corvane

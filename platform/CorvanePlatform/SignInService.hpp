@@ -44,8 +44,8 @@ class QVTessoraCredentials {
 /// One interactive sign-in.
 ///
 /// Lifetime: shared; whoever wants the result keeps it. Dropping it cancels.
-/// Threads: started on the host's main thread, since it presents; the handler is called on a thread of the platform's
-/// pool, never on its network thread.
+/// Threads: started on the host's main thread, since it presents; the handler is called on a thread of the
+/// platform's pool, never on its network thread.
 class QVTessoraService {
  public:
   /// Called at most once, with the session or with the error that prevented one.
@@ -61,7 +61,7 @@ class QVTessoraService {
 };
 
 /// Makes a sign-in service for a client; `successURL` is the page that the browser ends on.
-using SignInServiceMaker =
-    std::function<std::shared_ptr<QVTessoraService>(const QVTessoraCredentials& credentials, const URL& successURL)>;
+using SignInServiceMaker = std::function<std::shared_ptr<QVTessoraService>(
+    const QVTessoraCredentials& credentials, const URL& successURL)>;
 
 }  // namespace corvane

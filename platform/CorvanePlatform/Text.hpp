@@ -9,8 +9,8 @@ namespace corvane {
 
 namespace detail {
 
-// Supplied by the linked platform: equality and hash of any two texts by Unicode canonical equivalence. Bytes that are
-// not UTF-8 are equal only to the same bytes.
+// Supplied by the linked platform: equality and hash of any two texts by Unicode canonical equivalence. Bytes
+// that are not UTF-8 are equal only to the same bytes.
 bool canonicallyEqual(std::string_view left, std::string_view right);
 std::size_t canonicalHash(std::string_view text);
 

@@ -34,7 +34,8 @@ class URL {
     });
   }
   static bool isAllowed(char c) {
-    return isLetter(c) || isDigit(c) || std::string_view("-._~:/?#[]@!$&'()*+,;=%").find(c) != std::string_view::npos;
+    return isLetter(c) || isDigit(c) ||
+           std::string_view("-._~:/?#[]@!$&'()*+,;=%").find(c) != std::string_view::npos;
   }
 
   std::string text_;

@@ -1,0 +1,143 @@
+#include <Corvane/ErrorKind.hpp>
+
+#include <Corvane/GoogleAccountsStoreError.hpp>
+#include <Corvane/GoogleDriveAPIError.hpp>
+#include <Corvane/GoogleDriveAuthorizationProviderError.hpp>
+#include <CorvanePlatform/DriveService.hpp>
+#include <CorvanePlatform/KeychainStoreError.hpp>
+#include <CorvanePlatform/SignInService.hpp>
+
+#include <cstdint>
+#include <string>
+
+namespace corvane {
+
+namespace {
+
+ErrorKind kindOfStatus(OSStatus status) {
+  switch (status) {
+    case errSecItemNotFound:
+      return ErrorKind::notSignedIn;
+    case errSecUserCanceled:
+      return ErrorKind::cancelled;
+    case errSecInteractionNotAllowed:
+      return ErrorKind::keychainLocked;
+    default:
+      return ErrorKind::keychainUnavailable;
+  }
+}
+
+ErrorKind kindOfSignIn(const GoogleDriveAuthorizationProviderError& error) {
+  using Case = GoogleDriveAuthorizationProviderError::Case;
+  switch (error.kind()) {
+    case Case::userCancelled:
+      return ErrorKind::cancelled;
+    case Case::missingRequiredScopes:
+    case Case::accessDenied:
+      return ErrorKind::permission;
+    case Case::tokenSaveFailed:
+      return ErrorKind::keychainUnavailable;
+    case Case::signInFailed:
+      return errorKind(*error.underlying());
+    default:
+      return ErrorKind::other;
+  }
+}
+
+// Drive's HTTP statuses (Drive API v3, "Resolve errors"); a rate limit arrives as 429.
+ErrorKind kindOfDriveCode(std::int64_t code) {
+  switch (code) {
+    case 401:
+      return ErrorKind::notSignedIn;
+    case 403:
+      return ErrorKind::permission;
+    case 404:
+      return ErrorKind::notFound;
+    case 429:
+    case 500:
+    case 502:
+    case 503:
+    case 504:
+      return ErrorKind::temporary;
+    default:
+      return ErrorKind::other;
+  }
+}
+
+ErrorKind kindOfNetworkCode(std::int64_t code) {
+  switch (code) {
+    case -999:
+      return ErrorKind::cancelled;
+    case -1001:  // timed out
+    case -1003:  // host not found
+    case -1004:  // cannot connect
+    case -1005:  // connection lost
+    case -1009:  // no network
+    case -1011:  // bad server response
+    case -1200:  // no secure connection
+      return ErrorKind::temporary;
+    case -1017:  // cannot be parsed
+    case -1103:  // too large
+      return ErrorKind::invalidResponse;
+    default:
+      return ErrorKind::other;
+  }
+}
+
+// RFC 6749, section 5.2: the grant is invalid, expired or revoked, so only a new sign-in helps.
+bool isInvalidGrant(const NSError& error) {
+  const auto response = error.userInfo().find(std::string(oauthErrorResponseKey));
+  if (response == error.userInfo().end() || !response->second.dictionary()) return false;
+  const auto& members = *response->second.dictionary();
+  const auto reason = members.find("error");
+  return reason != members.end() && reason->second.text() && *reason->second.text() == "invalid_grant";
+}
+
+ErrorKind kindOfBridged(const NSError& error) {
+  if (error.domain() == NSURLErrorDomain) return kindOfNetworkCode(error.code());
+  if (error.domain() == GTLRErrorObjectDomain || error.domain() == GTLRServiceErrorDomain)
+    return kindOfDriveCode(error.code());
+  if (error.domain() == oauthTokenErrorDomain)
+    return isInvalidGrant(error) ? ErrorKind::notSignedIn : ErrorKind::other;
+  return ErrorKind::other;
+}
+
+}  // namespace
+
+std::optional<OSStatus> keychainStatus(const AnyError& error) {
+  if (const auto stored = error.as<KeychainStoreError>()) {
+    using Case = KeychainStoreError::Case;
+    switch (stored->kind()) {
+      case Case::unhandled:
+        return stored->status();
+      case Case::passwordNotFound:
+      case Case::failedToDeletePasswordBecauseItemNotFound:
+        return errSecItemNotFound;
+      case Case::unexpectedPasswordData:
+        return errSecDecode;
+      case Case::noService:
+        return errSecParam;
+    }
+  }
+  if (const auto listed = error.as<GoogleAccountsStoreError>()) {
+    using Case = GoogleAccountsStoreError::Case;
+    if (listed->kind() == Case::unhandled) return listed->status();
+    return listed->kind() == Case::keysNotFound ? errSecItemNotFound : errSecDecode;
+  }
+  const NSError bridged = error.nsError();
+  if (bridged.domain() == NSOSStatusErrorDomain) return static_cast<OSStatus>(bridged.code());
+  return bridged.underlyingError() ? keychainStatus(*bridged.underlyingError()) : std::nullopt;
+}
+
+ErrorKind errorKind(const AnyError& error) {
+  if (const auto signIn = error.as<GoogleDriveAuthorizationProviderError>()) return kindOfSignIn(*signIn);
+  if (const auto status = keychainStatus(error)) return kindOfStatus(*status);
+  if (error.as<GoogleDriveAPIError>()) return ErrorKind::invalidResponse;
+
+  const NSError bridged = error.nsError();
+  const ErrorKind kind = kindOfBridged(bridged);
+  if (kind != ErrorKind::other || !bridged.underlyingError()) return kind;
+  return errorKind(*bridged.underlyingError());
+}
+
+}  // namespace corvane

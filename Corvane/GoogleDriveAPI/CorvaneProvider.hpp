@@ -1,0 +1,34 @@
+#pragma once
+
+#include <CorvanePlatform/DriveService.hpp>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+
+namespace corvane {
+
+/// Owns the authorized Drive service of one API object: builds it on first demand, keeps it, and stops its
+/// network activity when destroyed.
+///
+/// Threads: any. The lock is held across check, build and store, so that two first calls build one service;
+/// the builder must not call back. Destruction takes no lock. Errors: the builder's, thrown unchanged and not
+/// remembered: the next call builds again.
+class CorvaneProvider {
+ public:
+  using MakeService = std::function<std::shared_ptr<GTLRDriveService>()>;
+
+  explicit CorvaneProvider(MakeService makeService);
+  CorvaneProvider(const CorvaneProvider&) = delete;
+  CorvaneProvider& operator=(const CorvaneProvider&) = delete;
+  ~CorvaneProvider();
+
+  std::shared_ptr<GTLRDriveService> service();
+
+ private:
+  const MakeService makeService_;
+  std::mutex lock_;
+  std::shared_ptr<GTLRDriveService> cachedService_;
+};
+
+}  // namespace corvane

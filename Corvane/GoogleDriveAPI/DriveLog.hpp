@@ -1,0 +1,24 @@
+#pragma once
+
+#include <CorvanePlatform/Lumark.hpp>
+
+#include <memory>
+#include <utility>
+
+namespace corvane {
+
+/// The Drive API's voice in the host's log: category, source and prefix are always the same. Any thread.
+class DriveLog {
+ public:
+  explicit DriveLog(std::shared_ptr<Lumark> log) : log_(std::move(log)) {}
+
+  /// `message` makes the text behind "☁️ Google Drive API: ", and only if the line is written.
+  void error(const Lumark::Message& message) const;
+  void warning(const Lumark::Message& message) const;
+  void extended(const Lumark::Message& message) const;
+
+ private:
+  std::shared_ptr<Lumark> log_;
+};
+
+}  // namespace corvane

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <CorvanePlatform/Platform.hpp>
+
+#include "support/FakeDriveService.hpp"
+#include "support/FakeKeychain.hpp"
+#include "support/FakeLog.hpp"
+#include "support/FakeSession.hpp"
+#include "support/FakeSignInService.hpp"
+#include "support/ManualQueue.hpp"
+#include "support/PlainJSON.hpp"
+
+#include <memory>
+#include <vector>
+
+namespace corvane::test {
+
+/// A whole platform of fakes, within reach of the test.
+class FakePlatform {
+ public:
+  Platform platform() {
+    Platform pieces;
+    pieces.keychain = keychain;
+    pieces.sessionArchive = sessionArchive;
+    pieces.makeDriveService = [this] {
+      driveServices.push_back(std::make_shared<FakeDriveService>(driveJournal));
+      return driveServices.back();
+    };
+    pieces.makeSignInService = signInServices.maker();
+    pieces.log = log;
+    pieces.userInitiatedQueue = userInitiatedQueue;
+    pieces.taskPool = taskPool;
+    pieces.json = json;
+    return pieces;
+  }
+
+  /// What `systemPlatform()` gives where no real platform is linked.
+  static FakePlatform& shared() {
+    static FakePlatform platform;
+    return platform;
+  }
+
+  std::shared_ptr<FakeKeychain> keychain = std::make_shared<FakeKeychain>();
+  std::shared_ptr<FakeSessionArchive> sessionArchive = std::make_shared<FakeSessionArchive>();
+  std::vector<std::shared_ptr<FakeDriveService>> driveServices;
+  std::shared_ptr<std::vector<std::string>> driveJournal = std::make_shared<std::vector<std::string>>();
+  FakeSignInServices signInServices;
+  std::shared_ptr<FakeLog> log = std::make_shared<FakeLog>();
+  std::shared_ptr<ManualQueue> userInitiatedQueue = std::make_shared<ManualQueue>();
+  std::shared_ptr<ManualQueue> taskPool = std::make_shared<ManualQueue>();
+  std::shared_ptr<PlainJSON> json = std::make_shared<PlainJSON>();
+};
+
+}  // namespace corvane::test
