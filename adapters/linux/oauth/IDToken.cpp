@@ -1,0 +1,95 @@
+#include "IDToken.hpp"
+
+#include "Base64URL.hpp"
+#include "ConstantTime.hpp"
+#include "OAuthErrors.hpp"
+#include "SecretJSON.hpp"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+namespace corvane {
+
+namespace {
+
+// Clocks of users' machines are often a few minutes off.
+constexpr std::chrono::seconds clockTolerance{300};
+// OpenID Connect Core 2: `sub` must not exceed 255 ASCII characters.
+constexpr std::size_t longestSubject = 255;
+
+std::optional<SecretJSON> payload(std::string_view token) {
+  const auto first = token.find('.');
+  if (first == std::string_view::npos) return std::nullopt;
+  const auto second = token.find('.', first + 1);
+  if (second == std::string_view::npos || token.find('.', second + 1) != std::string_view::npos)
+    return std::nullopt;
+  const auto header = decodeBase64URL(token.substr(0, first));
+  const auto claims = decodeBase64URL(token.substr(first + 1, second - first - 1));
+  if (!header || !claims || !parseSecretObject(textView(*header))) return std::nullopt;
+  return parseSecretObject(textView(*claims));
+}
+
+bool isText(const SecretJSON& value, std::string_view text) {
+  return value.is_string() && std::string_view(value.get_ref<const SecretString&>()) == text;
+}
+
+// One audience, or several with us as the authorized party (OpenID Connect Core 3.1.3.7, points 3 to 5).
+bool isForClient(const SecretJSON& claims, std::string_view clientID) {
+  const auto* audience = findMember(claims, "aud");
+  if (!audience) return false;
+  if (!audience->is_array()) return isText(*audience, clientID);
+  const bool isNamed = std::any_of(audience->begin(), audience->end(),
+                                   [clientID](const auto& entry) { return isText(entry, clientID); });
+  const auto* party = findMember(claims, "azp");
+  return isNamed && (audience->size() == 1 || (party && isText(*party, clientID)));
+}
+
+// Google documents both forms, with and without the scheme.
+bool isIssuer(std::string_view claimed, std::string_view issuer) {
+  constexpr std::string_view scheme = "https://";
+  return claimed == issuer ||
+         (issuer.substr(0, scheme.size()) == scheme && claimed == issuer.substr(scheme.size()));
+}
+
+std::optional<std::string> objection(const SecretJSON& claims, const IDTokenExpectation& expected) {
+  if (!isForClient(claims, expected.clientID)) return "it was issued to another program";
+  if (!isIssuer(textMember(claims, "iss").value_or(""), expected.issuer))
+    return "it comes from another issuer";
+  const auto* expiry = findMember(claims, "exp");
+  if (!expiry || !expiry->is_number()) return "it has no expiry";
+  const auto earliest = (expected.now - clockTolerance).time_since_epoch();
+  if (!(expiry->get<double>() > static_cast<double>(earliest.count())))
+    return "it has expired; check the clock of this computer";
+  const auto nonce = secretMember(claims, "nonce");
+  if (!nonce || !equalInConstantTime(nonce->reveal(), expected.nonce.reveal()))
+    return "it belongs to another sign-in";
+  const auto subject = textMember(claims, "sub");
+  if (!subject || subject->empty() || subject->size() > longestSubject) return "it names no account";
+  return std::nullopt;
+}
+
+// An account is shown and stored by its address, so one with control characters counts as absent.
+std::string cleanEmail(const SecretJSON& claims) {
+  auto email = textMember(claims, "email").value_or("");
+  const bool isClean =
+      std::none_of(email.begin(), email.end(), [](char c) { return (c >= 0 && c < 0x20) || c == 0x7F; });
+  return isClean ? std::move(email) : std::string();
+}
+
+}  // namespace
+
+Result<IDToken, NSError> readIDToken(const Secret& token, const IDTokenExpectation& expected) {
+  using Read = Result<IDToken, NSError>;
+  const auto claims = payload(token.reveal());
+  if (!claims)
+    return Read::failure(
+        describedError(oauthGeneralErrorDomain, oauthIDTokenUnreadableCode,
+                       "The sign-in's id_token is missing or cannot be read. Sign in again."));
+  if (const auto reason = objection(*claims, expected))
+    return Read::failure(describedError(oauthGeneralErrorDomain, oauthIDTokenRefusedCode,
+                                        "The sign-in's id_token is not acceptable: " + *reason + "."));
+  return Read::success({textMember(*claims, "sub").value_or(""), cleanEmail(*claims)});
+}
+
+}  // namespace corvane

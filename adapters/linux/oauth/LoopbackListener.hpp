@@ -1,0 +1,70 @@
+#pragma once
+
+#include <Corvane/UniqueFunction.hpp>
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace corvane {
+
+/// What a listener bears with. The defaults serve a browser well and leave a flood little to hold on to.
+struct LoopbackLimits {
+  std::size_t requestBytes = 16u << 10;
+  /// One more connection, and the oldest is dropped.
+  std::size_t connections = 64;
+  /// For a connection to send its request and take its answer.
+  std::chrono::milliseconds connectionTime{10'000};
+  /// Tried in order, since a machine may have no IPv4 loopback.
+  std::vector<std::string> addresses{"127.0.0.1", "::1"};
+};
+
+/// A small web server on a free loopback port, for the browser's way back from the sign-in page.
+///
+/// The problem: the one request that matters may come amid strays, slow clients and floods, and its answer
+/// has to wait until the code has been exchanged. The idea: each request's head goes to one function, which
+/// answers at once or holds the connection; one connection is held at most, and `finish` answers it and
+/// closes everything. All sockets live on one thread of the listener's own, so nothing here is locked. The
+/// cost: a thread while a sign-in runs, which is rare and short, and in return no stray connection ever takes
+/// a thread from the pool.
+///
+/// Lifetime: dropping it closes everything and waits for the thread, which never waits for anybody; dropped
+/// on its own thread it lets that thread end by itself. Threads: `finish` and `stop` from any, they do not
+/// wait. Handlers run on the listener's thread. Errors: the constructor throws an AnyError (domain
+/// "org.openid.appauth.general", -101) when no port can be had.
+class LoopbackListener {
+ public:
+  /// The whole answer to a request, or nothing to hold its connection.
+  using RequestHandler = std::function<std::optional<std::string>(std::string_view head)>;
+
+  explicit LoopbackListener(const LoopbackLimits& limits = {});
+  LoopbackListener(const LoopbackListener&) = delete;
+  LoopbackListener& operator=(const LoopbackListener&) = delete;
+  ~LoopbackListener();
+
+  /// "127.0.0.1:12345" or "[::1]:12345". Connections are taken from the construction on, and wait for
+  /// `start`.
+  const std::string& host() const { return host_; }
+
+  void start(RequestHandler handler);
+
+  /// Answers the held connection, if there is one, closes all sockets, and only then calls `then`.
+  void finish(std::string reply, UniqueFunction<void()> then);
+
+  /// Closes all sockets.
+  void stop();
+
+ private:
+  class Server;
+  std::shared_ptr<Server> server_;
+  std::string host_;
+  std::thread thread_;
+};
+
+}  // namespace corvane

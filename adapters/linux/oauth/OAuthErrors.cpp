@@ -1,0 +1,46 @@
+#include "OAuthErrors.hpp"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace corvane {
+
+std::int64_t oauthErrorCode(std::string_view error) {
+  static constexpr std::array<std::string_view, 10> names{
+      "invalid_request", "unauthorized_client",   "access_denied",           "unsupported_response_type",
+      "invalid_scope",   "server_error",          "temporarily_unavailable", "invalid_client",
+      "invalid_grant",   "unsupported_grant_type"};
+  const auto found = std::find(names.begin(), names.end(), error);
+  return found == names.end() ? oauthOtherErrorCode : -2 - (found - names.begin());
+}
+
+NSError describedError(std::string_view domain, std::int64_t code, std::string description) {
+  return NSError(domain, code, {{std::string(NSLocalizedDescriptionKey), std::move(description)}});
+}
+
+NSError oauthResponseError(std::string_view domain, std::string_view error, std::string_view errorDescription,
+                           std::string description) {
+  UserInfo response{{"error", oneLine(error)}};
+  if (!errorDescription.empty()) response.emplace("error_description", oneLine(errorDescription));
+  return NSError(domain, oauthErrorCode(error),
+                 {{std::string(oauthErrorResponseKey), std::move(response)},
+                  {std::string(NSLocalizedDescriptionKey), std::move(description)}});
+}
+
+std::string oneLine(std::string_view text) {
+  constexpr std::size_t limit = 200;
+  std::string line(text.substr(0, limit));
+  std::replace_if(
+      line.begin(), line.end(), [](char c) { return c < 0x20 || c > 0x7E; }, '?');
+  return line;
+}
+
+std::string hostOf(std::string_view url) {
+  const auto separator = url.find("://");
+  if (separator == std::string_view::npos) return "the server";
+  url.remove_prefix(separator + 3);
+  return std::string(url.substr(0, url.find_first_of("/?#")));
+}
+
+}  // namespace corvane

@@ -1,0 +1,112 @@
+#include "TokenEndpoint.hpp"
+
+#include "OAuthErrors.hpp"
+#include "SecretJSON.hpp"
+#include "URLErrors.hpp"
+
+#include <atomic>
+#include <utility>
+
+namespace corvane {
+
+namespace {
+
+using Answer = Result<TokenResponse, NSError>;
+
+NSError invalidGrant(std::string_view host, std::string_view errorDescription) {
+  return oauthResponseError(oauthTokenErrorDomain, "invalid_grant", errorDescription,
+                            std::string(host) +
+                                " no longer accepts this sign-in: it has expired or was revoked "
+                                "(invalid_grant). Sign in again.");
+}
+
+NSError refusal(const std::string& host, int status, const Data& body) {
+  const auto object = parseSecretObject(textView(body));
+  const auto error = object ? textMember(*object, "error") : std::nullopt;
+  if (!error)
+    return describedError(oauthTokenErrorDomain, oauthOtherErrorCode,
+                          host + " refused to give a token (HTTP " + std::to_string(status) + ").");
+  const auto description = textMember(*object, "error_description").value_or("");
+  if (*error == "invalid_grant") return invalidGrant(host, description);
+  std::string text = host + " refused to give a token: " + oneLine(*error);
+  if (!description.empty()) text += " (" + oneLine(description) + ")";
+  text += *error == "invalid_client" ? ". Check the client ID and secret that the program was given."
+                                     : ". Signing in again may help.";
+  return oauthResponseError(oauthTokenErrorDomain, *error, description, std::move(text));
+}
+
+Answer judge(const std::string& host, Result<HTTPResponse, NSError> result) {
+  if (!result) return Answer::failure(std::move(result).error());
+  const HTTPResponse& response = result.value();
+  if (response.status >= 400 && response.status < 500)
+    return Answer::failure(refusal(host, response.status, response.body));
+  if (response.status < 200 || response.status >= 300)
+    return Answer::failure(urlError::make(urlError::badServerResponse,
+                                          host + " could not give a token just now",
+                                          "HTTP " + std::to_string(response.status), "Try again later."));
+  auto tokens = parseTokenResponse(response.body);
+  if (!tokens)
+    return Answer::failure(urlError::make(urlError::cannotParseResponse,
+                                          "The token answer of " + host + " cannot be used", tokens.error(),
+                                          "A network's sign-in page may be in the way."));
+  return Answer::success(std::move(tokens).value());
+}
+
+// Sees to it that whoever waits gets an answer, even when the HTTP client is stopped under the request.
+class Reply {
+ public:
+  Reply(TokenEndpoint::Handler handler, std::shared_ptr<Queue> pool,
+        std::shared_ptr<std::atomic<bool>> cancelled)
+      : handler_(std::move(handler)), pool_(std::move(pool)), cancelled_(std::move(cancelled)) {}
+  Reply(Reply&&) = default;
+  ~Reply() {
+    if (!handler_ || *cancelled_) return;
+    pool_->async([handler = std::move(handler_)] {
+      handler(Answer::failure(urlError::make(urlError::cancelled, "The request for a token was cancelled")));
+    });
+  }
+
+  void operator()(Answer answer) {
+    const auto handler = std::move(handler_);
+    handler(std::move(answer));
+  }
+
+ private:
+  TokenEndpoint::Handler handler_;
+  std::shared_ptr<Queue> pool_;
+  std::shared_ptr<std::atomic<bool>> cancelled_;
+};
+
+class Request final : public Cancellable {
+ public:
+  Request(std::shared_ptr<std::atomic<bool>> cancelled, std::shared_ptr<Cancellable> request)
+      : cancelled_(std::move(cancelled)), request_(std::move(request)) {}
+  void cancel() noexcept override {
+    *cancelled_ = true;
+    if (request_) request_->cancel();
+  }
+
+ private:
+  std::shared_ptr<std::atomic<bool>> cancelled_;
+  std::shared_ptr<Cancellable> request_;
+};
+
+}  // namespace
+
+TokenEndpoint::TokenEndpoint(std::shared_ptr<HTTPClient> http, std::shared_ptr<Queue> pool, std::string url)
+    : http_(std::move(http)), pool_(std::move(pool)), url_(std::move(url)) {}
+
+std::shared_ptr<Cancellable> TokenEndpoint::send(Data form, Handler handler) const {
+  HTTPRequest request;
+  request.method = "POST";
+  request.url = url_;
+  request.headers = {{"Content-Type", "application/x-www-form-urlencoded"}, {"Accept", "application/json"}};
+  request.body = std::move(form);
+  auto cancelled = std::make_shared<std::atomic<bool>>(false);
+  auto running = http_->send(std::move(request),
+                             [host = hostOf(url_), reply = Reply(std::move(handler), pool_, cancelled)](
+                                 auto result) mutable { reply(judge(host, std::move(result))); });
+  return std::make_shared<Request>(std::move(cancelled), std::move(running));
+}
+
+}  // namespace corvane
