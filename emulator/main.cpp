@@ -24,6 +24,7 @@ struct Arguments {
   Options options;
   std::uint64_t files = 100;
   std::vector<std::string> accounts;
+  std::string consent = "allow";
   std::int64_t tokenLifetime = 3599;
   std::string tlsDirectory;
   std::string readyFile;
@@ -43,21 +44,36 @@ Account accountFrom(const std::string& text, std::uint64_t files) {
   return account;
 }
 
-void describe(CLI::App& app, Arguments& arguments) {
+Consent consentFrom(const std::string& name) {
   static const std::map<std::string, Consent> consents = {{"ask", Consent::Ask},
                                                           {"allow", Consent::Allow},
                                                           {"deny", Consent::Deny},
                                                           {"partial", Consent::Partial}};
+  const auto found = consents.find(name);
+  if (found == consents.end()) {
+    throw std::invalid_argument("--consent " + name + ": must be ask, allow, deny or partial");
+  }
+  return found->second;
+}
+
+/// CLI11 lets a negative number wrap around.
+std::string requireDigits(const std::string& text) {
+  return text.find_first_not_of("0123456789") == std::string::npos ? "" : "'" + text + "' is no whole number";
+}
+
+void describe(CLI::App& app, Arguments& arguments) {
   auto& options = arguments.options;
   app.add_option("--port", options.port, "Port on 127.0.0.1; 0 takes any free one")->capture_default_str();
   app.add_option("--files", arguments.files, "Files of each account that gives no number")
+      ->check(requireDigits)
       ->capture_default_str();
-  app.add_option("--seed", options.seed, "The same seed gives the same files")->capture_default_str();
+  app.add_option("--seed", options.seed, "The same seed gives the same files")
+      ->check(requireDigits)
+      ->capture_default_str();
   app.add_option("--account", arguments.accounts, "Account, as EMAIL or EMAIL=N for N files; repeatable");
-  app.add_option("--consent", options.consent,
+  app.add_option("--consent", arguments.consent,
                  "Answer of the authorization page: ask, allow, deny or partial")
-      ->transform(CLI::CheckedTransformer(consents))
-      ->default_str("allow");
+      ->capture_default_str();
   app.add_option("--tls-dir", arguments.tlsDirectory, "Serve https and write the authority to DIR/ca.pem");
   app.add_option("--ready-file", arguments.readyFile, "Write the base URL here once it is served");
   app.add_option("--client-id", options.clientID, "The OAuth client's id")->capture_default_str();
@@ -98,6 +114,7 @@ void serve(Arguments& arguments) {
   options.tls = !arguments.tlsDirectory.empty();
   options.tokenLifetime = std::chrono::seconds(arguments.tokenLifetime);
   if (arguments.accounts.empty()) arguments.accounts = {"ada@example.com"};
+  options.consent = consentFrom(arguments.consent);
   options.accounts.clear();
   for (const auto& text : arguments.accounts) options.accounts.push_back(accountFrom(text, arguments.files));
 
