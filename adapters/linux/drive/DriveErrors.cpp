@@ -1,0 +1,101 @@
+#include "DriveErrors.hpp"
+
+#include "OneLine.hpp"
+#include "StructuredError.hpp"
+
+#include <CorvanePlatform/DriveService.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <memory>
+
+namespace corvane {
+namespace {
+
+constexpr std::int64_t refusedQueryCode = -1;               // HTTP statuses are positive
+constexpr std::int64_t userAuthenticationRequired = -1013;  // NSURLErrorUserAuthenticationRequired
+constexpr std::int64_t cannotParseResponse = -1017;         // NSURLErrorCannotParseResponse
+constexpr std::string_view posixErrorDomain = "NSPOSIXErrorDomain";
+
+UserInfo described(std::string description) {
+  return {{std::string(NSLocalizedDescriptionKey), UserInfoValue(std::move(description))}};
+}
+
+bool isRateLimit(const DriveErrorObject& error) {
+  constexpr std::array<std::string_view, 3> reasons{"rateLimitExceeded", "userRateLimitExceeded",
+                                                    "RATE_LIMIT_EXCEEDED"};
+  const auto gives = [&reasons](const auto& entry) {
+    return std::find(reasons.begin(), reasons.end(), entry.reason) != reasons.end();
+  };
+  return std::any_of(error.errors.begin(), error.errors.end(), gives) ||
+         std::any_of(error.details.begin(), error.details.end(), gives);
+}
+
+std::string_view advice(int httpStatus) {
+  if (httpStatus >= 300 && httpStatus < 400)
+    return "A redirection is not followed; check the address and the network’s proxy.";
+  if (httpStatus == 401) return "Sign in again.";
+  if (httpStatus == 403) return "The account or the network may not allow this.";
+  if (httpStatus == 404) return "It does not exist, or this account may not see it.";
+  if (httpStatus == 407) return "The network’s proxy wants a sign-in.";
+  if (httpStatus == 429 || httpStatus >= 500) return "Try again later.";
+  return "The request was not carried out.";
+}
+
+std::string httpDescription(int httpStatus, std::string_view host) {
+  return std::string(host) + " answered with HTTP status " + std::to_string(httpStatus) +
+         " and did not say why. " + std::string(advice(httpStatus));
+}
+
+}  // namespace
+
+std::string hostOf(std::string_view url) {
+  if (const auto scheme = url.find("://"); scheme != std::string_view::npos) url.remove_prefix(scheme + 3);
+  url = url.substr(0, url.find_first_of("/?#"));
+  if (const auto at = url.rfind('@'); at != std::string_view::npos) url.remove_prefix(at + 1);
+  return std::string(url);
+}
+
+NSError googleError(const DriveErrorObject& error, int httpStatus, std::string_view host,
+                    std::string_view secret) {
+  auto code = error.code.value_or(httpStatus);
+  if (code == 403 && isRateLimit(error)) code = 429;
+
+  auto description = oneLine(error.message, secret);
+  if (description.empty()) description = httpDescription(httpStatus, host);
+  auto userInfo = described(std::move(description));
+  userInfo.emplace(GTLRStructuredErrorKey,
+                   std::shared_ptr<const Printable>(std::make_shared<StructuredError>(error, secret)));
+  return {GTLRErrorObjectDomain, code, std::move(userInfo)};
+}
+
+NSError httpError(int httpStatus, std::string_view host) {
+  return {GTLRServiceErrorDomain, httpStatus, described(httpDescription(httpStatus, host))};
+}
+
+NSError notJSONError(std::string_view host) {
+  return {
+      NSURLErrorDomain, cannotParseResponse,
+      described("The answer from " + std::string(host) +
+                " is not Google Drive’s. A network’s sign-in page may be in the way: open any web page in a "
+                "browser, sign in to the network, and try again.")};
+}
+
+NSError refusedQuery(std::string_view reason) {
+  return {GTLRServiceErrorDomain, refusedQueryCode, described(std::string(reason) + " Nothing was sent.")};
+}
+
+NSError missingAuthorizerError() {
+  return {
+      NSURLErrorDomain, userAuthenticationRequired,
+      described(
+          "The Drive service has no session to sign its requests with. Nothing was sent. Sign in first.")};
+}
+
+NSError outOfMemoryError() {
+  return {posixErrorDomain, ENOMEM,
+          described("There is not enough memory to read the answer of Google Drive.")};
+}
+
+}  // namespace corvane

@@ -1,0 +1,164 @@
+#include "DriveMembers.hpp"
+
+#include "MemberKinds.hpp"
+#include "MemberTable.hpp"
+
+namespace corvane {
+namespace {
+
+using simdjson::dom::array;
+using simdjson::dom::element;
+using simdjson::dom::object;
+
+// One entry of a member table: the member of Type whose name in JSON is `name`, read by `reader`.
+#define CORVANE_MEMBER(Type, name, member, reader)                                 \
+  Member<Type> {                                                                   \
+    name, [](Type& target, const element& value) { reader(target.member, value); } \
+  }
+
+constexpr std::array userMembers{
+    CORVANE_MEMBER(GTLRDrive_About_User, "displayName", displayName, readText),
+    CORVANE_MEMBER(GTLRDrive_About_User, "photoLink", photoLink, readText),
+    CORVANE_MEMBER(GTLRDrive_About_User, "emailAddress", emailAddress, readText),
+};
+
+constexpr std::array storageQuotaMembers{
+    CORVANE_MEMBER(GTLRDrive_About_StorageQuota, "limit", limit, readInteger),
+    CORVANE_MEMBER(GTLRDrive_About_StorageQuota, "usage", usage, readInteger),
+    CORVANE_MEMBER(GTLRDrive_About_StorageQuota, "usageInDrive", usageInDrive, readInteger),
+};
+
+// In the order in which Drive writes them.
+constexpr std::array fileMembers{
+    CORVANE_MEMBER(GTLRDrive_File, "parents", parents, readTexts),
+    CORVANE_MEMBER(GTLRDrive_File, "shared", shared, readFlag),
+    CORVANE_MEMBER(GTLRDrive_File, "webViewLink", webViewLink, readText),
+    CORVANE_MEMBER(GTLRDrive_File, "iconLink", iconLink, readText),
+    CORVANE_MEMBER(GTLRDrive_File, "size", size, readInteger),
+    CORVANE_MEMBER(GTLRDrive_File, "id", identifier, readText),
+    CORVANE_MEMBER(GTLRDrive_File, "name", name, readText),
+    CORVANE_MEMBER(GTLRDrive_File, "mimeType", mimeType, readText),
+    CORVANE_MEMBER(GTLRDrive_File, "trashed", trashed, readFlag),
+    CORVANE_MEMBER(GTLRDrive_File, "createdTime", createdTime, readDate),
+    CORVANE_MEMBER(GTLRDrive_File, "modifiedTime", modifiedTime, readDate),
+};
+
+constexpr std::array errorItemMembers{
+    CORVANE_MEMBER(DriveErrorObject::Item, "domain", domain, readText),
+    CORVANE_MEMBER(DriveErrorObject::Item, "reason", reason, readText),
+    CORVANE_MEMBER(DriveErrorObject::Item, "message", message, readText),
+    CORVANE_MEMBER(DriveErrorObject::Item, "locationType", locationType, readText),
+    CORVANE_MEMBER(DriveErrorObject::Item, "location", location, readText),
+};
+
+constexpr std::array errorDetailMembers{
+    CORVANE_MEMBER(DriveErrorObject::Detail, "reason", reason, readText),
+    CORVANE_MEMBER(DriveErrorObject::Detail, "domain", domain, readText),
+};
+
+template <class Object, std::size_t count>
+void readObject(std::optional<Object>& target, const element& value,
+                const std::array<Member<Object>, count>& table) {
+  object source;
+  if (!value.get(source)) readMembers(target.emplace(), source, table);
+}
+
+// Google sends one entry, rarely a few; a hostile list must not fill the memory.
+constexpr std::size_t maximumErrorEntries = 1'000;
+
+/// The objects of a list; entries of other kinds have nothing to tell and are left out.
+template <class Object, std::size_t count>
+void readObjects(std::vector<Object>& target, const element& value,
+                 const std::array<Member<Object>, count>& table) {
+  array entries;
+  if (value.get(entries)) return;
+  for (const auto entry : entries) {
+    if (target.size() == maximumErrorEntries) return;
+    object source;
+    if (!entry.get(source)) readMembers(target.emplace_back(), source, table);
+  }
+}
+
+void readUser(std::optional<GTLRDrive_About_User>& target, const element& value) {
+  readObject(target, value, userMembers);
+}
+
+void readStorageQuota(std::optional<GTLRDrive_About_StorageQuota>& target, const element& value) {
+  readObject(target, value, storageQuotaMembers);
+}
+
+void readErrorItems(std::vector<DriveErrorObject::Item>& target, const element& value) {
+  readObjects(target, value, errorItemMembers);
+}
+
+void readErrorDetails(std::vector<DriveErrorObject::Detail>& target, const element& value) {
+  readObjects(target, value, errorDetailMembers);
+}
+
+constexpr std::array aboutMembers{
+    CORVANE_MEMBER(GTLRDrive_About, "user", user, readUser),
+    CORVANE_MEMBER(GTLRDrive_About, "storageQuota", storageQuota, readStorageQuota),
+    CORVANE_MEMBER(GTLRDrive_About, "maxUploadSize", maxUploadSize, readInteger),
+    CORVANE_MEMBER(GTLRDrive_About, "appInstalled", appInstalled, readFlag),
+};
+
+constexpr std::array errorMembers{
+    CORVANE_MEMBER(DriveErrorObject, "code", code, readInteger),
+    CORVANE_MEMBER(DriveErrorObject, "message", message, readText),
+    CORVANE_MEMBER(DriveErrorObject, "errors", errors, readErrorItems),
+    CORVANE_MEMBER(DriveErrorObject, "status", status, readText),
+    CORVANE_MEMBER(DriveErrorObject, "details", details, readErrorDetails),
+};
+
+#undef CORVANE_MEMBER
+
+/// The list of files as it is found, before its length has been judged.
+struct FileListMembers {
+  std::optional<std::string> nextPageToken;
+  std::optional<array> files;
+};
+
+constexpr std::array fileListMembers{
+    Member<FileListMembers>{
+        "nextPageToken",
+        [](FileListMembers& target, const element& value) { readText(target.nextPageToken, value); }},
+    Member<FileListMembers>{"files",
+                            [](FileListMembers& target, const element& value) {
+                              array files;
+                              if (!value.get(files)) target.files = files;
+                            }},
+};
+
+}  // namespace
+
+void readAbout(GTLRDrive_About& about, const object& source) {
+  readMembers(about, source, aboutMembers);
+}
+
+void readFile(GTLRDrive_File& file, const object& source) {
+  readMembers(file, source, fileMembers);
+}
+
+bool readFileList(GTLRDrive_FileList& list, const object& source, std::size_t maximumFiles) {
+  FileListMembers members;
+  readMembers(members, source, fileListMembers);
+  list.nextPageToken = std::move(members.nextPageToken);
+  if (!members.files) return true;
+  if (members.files->size() > maximumFiles) return false;
+
+  auto& files = list.files.emplace();
+  files.reserve(members.files->size());
+  for (const auto entry : *members.files) {
+    // An entry that is no object is a file without members: it is counted, and lost when it is converted.
+    auto& file = files.emplace_back();
+    object entryMembers;
+    if (!entry.get(entryMembers)) readFile(file, entryMembers);
+  }
+  return true;
+}
+
+void readError(DriveErrorObject& error, const object& source) {
+  readMembers(error, source, errorMembers);
+}
+
+}  // namespace corvane

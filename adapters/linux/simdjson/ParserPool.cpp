@@ -1,0 +1,38 @@
+#include "ParserPool.hpp"
+
+#include <new>
+
+namespace corvane {
+
+std::optional<simdjson::dom::object> ParserPool::Document::parse(const Data& body) {
+  if (body.empty()) return std::nullopt;
+  // simdjson reads, and ignores, a few bytes behind the body; HTTPClient allocates them, so that no copy is
+  // needed.
+  const bool padded = body.capacity() - body.size() >= simdjson::SIMDJSON_PADDING;
+  simdjson::dom::object object;
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(body.data());
+  const auto error = parser_->parse(bytes, body.size(), !padded).get(object);
+  if (error == simdjson::MEMALLOC) throw std::bad_alloc();
+  if (error) return std::nullopt;
+  return object;
+}
+
+ParserPool::Document ParserPool::document() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!idle_.empty()) {
+      auto parser = std::move(idle_.back());
+      idle_.pop_back();
+      return Document(*this, std::move(parser));
+    }
+  }
+  return Document(*this, std::make_unique<simdjson::dom::parser>());
+}
+
+void ParserPool::giveBack(std::unique_ptr<simdjson::dom::parser> parser) noexcept {
+  if (parser->capacity() > maximumKeptCapacity) return;
+  const std::lock_guard lock(mutex_);
+  if (idle_.size() < maximumIdle) idle_.push_back(std::move(parser));
+}
+
+}  // namespace corvane
