@@ -1,0 +1,124 @@
+#include <CorvaneLinux/LinuxPlatform.hpp>
+
+#include "asio/AsioQueues.hpp"
+#include "curl/CurlNetwork.hpp"
+#include "curl/RequestTarget.hpp"
+#include "drive/RESTDriveService.hpp"
+#include "nlohmann/NlohmannJSON.hpp"
+#include "oauth/BrowserSignInService.hpp"
+#include "oauth/JSONSessionArchive.hpp"
+#include "portal/XdgOpenPresenter.hpp"
+#include "simdjson/SIMDJSONDriveParser.hpp"
+#include "spdlog/SpdlogLog.hpp"
+#include "sqlite/EncryptedFileKeychain.hpp"
+
+#include <Corvane/AnyError.hpp>
+
+#include <cstdio>
+#include <mutex>
+#include <string>
+#include <utility>
+
+namespace corvane {
+
+namespace {
+
+constexpr const char* userAgent = "Corvane/" CORVANE_VERSION " (gzip)";
+
+// The pieces of one platform. Every reference that a host gets keeps all of them, so that they end together.
+struct Pieces {
+  std::shared_ptr<Lumark> log;
+  LinuxQueues queues;
+  std::shared_ptr<Keychain> keychain;
+  std::shared_ptr<CurlNetwork> network;
+  std::shared_ptr<HTTPClient> oauthClient;  // token requests; Drive's connections are each service's own
+  std::shared_ptr<const JSONSessionArchive> sessionArchive;
+  std::shared_ptr<const DriveParser> parser;
+  std::shared_ptr<const JSON> json;
+  SignInEnvironment signIn;
+};
+
+void requireEndpoint(const char* option, const std::string& url) {
+  HTTPRequest request;
+  request.method = "GET";
+  request.url = url;
+  auto target = RequestTarget::vet(request);
+  if (target) return;
+  throw AnyError(NSError("Corvane.LinuxPlatform", 1,
+                         {{std::string(NSLocalizedDescriptionKey),
+                           "LinuxPlatformOptions." + std::string(option) + ": " +
+                               std::move(target).error().localizedDescription()}}));
+}
+
+void requireEndpoints(const GoogleEndpoints& google) {
+  requireEndpoint("google.drive", google.drive);
+  requireEndpoint("google.authorization", google.authorization);
+  requireEndpoint("google.token", google.token);
+}
+
+std::shared_ptr<Keychain> makeKeychain(const LinuxPlatformOptions& options, std::shared_ptr<Lumark> log) {
+  if (options.keychain) return options.keychain;
+  const auto logProblem = [log = std::move(log)](const std::string& sentence) {
+    log->logError(LogCategory("Keychain"), [&sentence] { return sentence; }, 0, true, "adapters/linux/sqlite");
+  };
+  return std::make_shared<EncryptedFileKeychain>(options.keychainFolder, logProblem);
+}
+
+void printSignInURL(const std::string& url) {
+  std::fprintf(stderr, "No browser could be opened. To sign in, open this page:\n%s\n", url.c_str());
+}
+
+std::shared_ptr<const Pieces> makePieces(LinuxPlatformOptions options) {
+  requireEndpoints(options.google);
+  auto pieces = std::make_shared<Pieces>();
+  pieces->log = options.log ? std::move(options.log) : std::make_shared<SpdlogLog>(options.logLevel);
+  pieces->queues = makeLinuxQueues();
+  pieces->keychain = makeKeychain(options, pieces->log);
+  pieces->network = std::make_shared<CurlNetwork>(
+      CurlNetwork::Options{options.limits, options.extraCAFile, userAgent, pieces->queues.userInitiated});
+  pieces->oauthClient = pieces->network->makeClient();
+  pieces->sessionArchive =
+      std::make_shared<const JSONSessionArchive>(pieces->oauthClient, pieces->queues.userInitiated, systemInstant);
+  pieces->parser = std::make_shared<const SIMDJSONDriveParser>();
+  pieces->json = std::make_shared<const NlohmannJSON>();
+  pieces->signIn.google = std::move(options.google);
+  pieces->signIn.loginHint = std::move(options.loginHint);
+  pieces->signIn.presenter =
+      options.presenter ? std::move(options.presenter) : std::make_shared<XdgOpenPresenter>(printSignInURL);
+  pieces->signIn.http = pieces->oauthClient;
+  pieces->signIn.pool = pieces->queues.userInitiated;
+  return pieces;
+}
+
+Platform platformOf(const std::shared_ptr<const Pieces>& pieces) {
+  Platform platform;
+  platform.keychain = {pieces, pieces->keychain.get()};
+  platform.sessionArchive = {pieces, pieces->sessionArchive.get()};
+  platform.makeDriveService = [pieces] {
+    return std::make_shared<RESTDriveService>(pieces->network->makeClient(), pieces->parser,
+                                              pieces->queues.userInitiated, pieces->signIn.google.drive);
+  };
+  platform.makeSignInService = [pieces](const QVTessoraCredentials& credentials, const URL& successURL) {
+    return std::make_shared<BrowserSignInService>(credentials, successURL, pieces->signIn);
+  };
+  platform.log = {pieces, pieces->log.get()};
+  platform.userInitiatedQueue = {pieces, pieces->queues.userInitiated.get()};
+  platform.taskPool = {pieces, pieces->queues.taskPool.get()};
+  platform.json = {pieces, pieces->json.get()};
+  return platform;
+}
+
+}  // namespace
+
+Platform makeLinuxPlatform(LinuxPlatformOptions options) { return platformOf(makePieces(std::move(options))); }
+
+Platform systemPlatform() {
+  static std::mutex mutex;
+  static std::weak_ptr<const Pieces> shared;
+  const std::lock_guard guard(mutex);
+  auto pieces = shared.lock();
+  if (!pieces) shared = pieces = makePieces({});
+  return platformOf(pieces);
+}
+
+}  // namespace corvane

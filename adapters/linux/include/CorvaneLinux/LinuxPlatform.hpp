@@ -1,0 +1,45 @@
+#pragma once
+
+#include <CorvaneLinux/GoogleEndpoints.hpp>
+#include <CorvaneLinux/HTTPLimits.hpp>
+#include <CorvaneLinux/Presenter.hpp>
+#include <CorvanePlatform/Platform.hpp>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace corvane {
+
+enum class LogLevel { off, error, warning, verbose };
+
+/// What a host may choose of the Linux platform; the defaults are what a desktop program wants.
+struct LinuxPlatformOptions {
+  GoogleEndpoints google;
+  /// A PEM file of certificate authorities to trust beside the system's. Verification itself cannot be switched off.
+  std::string extraCAFile;
+  HTTPLimits limits;
+
+  /// Where the encrypted keychain file and its key are; empty means `$XDG_DATA_HOME/corvane`.
+  std::filesystem::path keychainFolder;
+  /// A keychain of the host's own, in place of the file.
+  std::shared_ptr<Keychain> keychain;
+
+  /// Shows sign-in pages; empty means the system's browser.
+  std::shared_ptr<Presenter> presenter;
+  /// The account that sign-in pages suggest; empty for none. (OpenID Connect Core 3.1.2.1, login_hint.)
+  std::string loginHint;
+
+  /// A log of the host's own; empty means standard error at `logLevel`.
+  std::shared_ptr<Lumark> log;
+  LogLevel logLevel = LogLevel::error;
+};
+
+/// Puts the platform together. Throws an AnyError that names the option when one is wrong, such as an http URL that
+/// does not lead to a loopback address. Touches no file, thread or bus otherwise.
+///
+/// Everything made from the result shares its threads: two workers (more while workers are blocked) and one for the
+/// network. They end when the last piece is gone.
+Platform makeLinuxPlatform(LinuxPlatformOptions options = {});
+
+}  // namespace corvane
