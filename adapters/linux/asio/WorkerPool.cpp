@@ -1,0 +1,256 @@
+// How two workers serve a program whose blocks may block.
+//
+// Problem: blocks parse a megabyte, and they also wait for a person who is asked to unlock a keychain. As many threads
+// as blocks would waste memory for the first kind; as many as cores would let the second kind stop everything.
+//
+// Idea: a few workers run the library's scheduler. A post or a start that leaves work waiting with every worker busy
+// wakes the supervisor, a timer on the clock's thread. When no block ends while it looks on, it adds one worker and
+// looks again, sooner each time, until something moves. Surplus workers leave after some idle seconds. The clock has a
+// thread and a scheduler of its own: timers fire while all workers are blocked, and the workers' scheduler needs no
+// epoll, which makes a hop cheaper.
+//
+// Cost: three atomic counters per block, a mostly sleeping thread, and more threads than cores while long computations
+// fill all workers. An idle pool sleeps altogether.
+//
+// Threads leave in a chain: each leaving worker keeps its own handle in `lastToLeave_` and joins the one it found
+// there, so that at most one handle waits to be joined. The last worker stops the clock.
+#include "asio/WorkerPool.hpp"
+
+#include "SignalsBlocked.hpp"
+
+#include <boost/asio/post.hpp>
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <system_error>
+
+namespace corvane {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto firstPatience = 20ms;
+constexpr auto leastPatience = 2ms;
+constexpr auto idleBeforeLeaving = 5s;
+constexpr int mostWorkers = 512;
+constexpr auto longestDelay = std::chrono::hours(24 * 365 * 100);  // keeps "now plus delay" within the clock
+
+int coreWorkers() {
+  return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 2U, 4U));
+}
+
+thread_local const WorkerPool* poolOfThisThread = nullptr;
+
+}  // namespace
+
+WorkerPool::WorkerPool()
+    : workGuard_(workContext_.get_executor()),
+      clockGuard_(clockContext_.get_executor()),
+      supervisor_(clockContext_) {}
+
+// Posting
+
+void WorkerPool::post(Block block) {
+  ensureStarted();
+  enqueue(std::move(block));
+}
+
+void WorkerPool::enqueue(Block block) {
+  waiting_.fetch_add(1);
+  boost::asio::post(workContext_, Work{this, std::move(block)});
+  watchIfStarved();
+}
+
+void WorkerPool::run(Block block) noexcept {
+  waiting_.fetch_sub(1);
+  busy_.fetch_add(1);
+  watchIfStarved();
+  block();
+  block = Block();  // what it held is dropped while this worker still counts as busy
+  busy_.fetch_sub(1);
+  finished_.fetch_add(1);
+}
+
+// Timers
+
+std::shared_ptr<Cancellable> WorkerPool::postAfter(std::chrono::microseconds delay, Block block) {
+  ensureStarted();
+  auto timer = std::make_shared<Timer>(weak_from_this(), std::move(block));
+  if (delay <= 0us) {
+    enqueue([timer] { timer->run(); });
+    return timer;
+  }
+  const auto due =
+      std::chrono::steady_clock::now() + std::min<std::chrono::microseconds>(delay, longestDelay);
+  {
+    const std::lock_guard lock(timersMutex_);
+    timers_.insert(timer);
+  }
+  boost::asio::post(clockContext_, [this, timer, due] { schedule(timer, due); });
+  return timer;
+}
+
+void WorkerPool::schedule(const std::shared_ptr<Timer>& timer, std::chrono::steady_clock::time_point due) {
+  if (!timer->isPending()) return;
+  const auto waiting = std::make_shared<boost::asio::steady_timer>(clockContext_, due);
+  timer->waiting = waiting;
+  waiting->async_wait([this, timer, waiting](boost::system::error_code) { fire(timer); });
+}
+
+void WorkerPool::fire(const std::shared_ptr<Timer>& timer) {
+  {
+    const std::lock_guard lock(timersMutex_);
+    timers_.erase(timer);
+  }
+  if (timer->isPending()) enqueue([timer] { timer->run(); });
+}
+
+void WorkerPool::forget(std::shared_ptr<Timer> timer) noexcept {
+  try {
+    {
+      const std::lock_guard lock(timersMutex_);
+      timers_.erase(timer);
+    }
+    boost::asio::post(clockContext_, [timer = std::move(timer)] {
+      if (const auto waiting = timer->waiting.lock()) waiting->cancel();
+    });
+  } catch (...) {
+    // No memory: the clock runs out in its time and finds no block.
+  }
+}
+
+void WorkerPool::dropTimers() noexcept {
+  std::unordered_set<std::shared_ptr<Timer>> timers;
+  {
+    const std::lock_guard lock(timersMutex_);
+    timers.swap(timers_);
+  }
+  for (const auto& timer : timers) timer->drop();
+}
+
+// Supervision
+
+void WorkerPool::watchIfStarved() noexcept {
+  if (waiting_.load() <= 0 || busy_.load() < workers_.load()) return;
+  if (watched_.load() || watched_.exchange(true)) return;
+  boost::asio::post(clockContext_, [this] {
+    patience_ = firstPatience;
+    superviseSoon();
+  });
+}
+
+void WorkerPool::superviseSoon() {
+  finishedBefore_ = finished_.load();
+  supervisor_.expires_after(patience_);
+  supervisor_.async_wait([this](boost::system::error_code error) {
+    if (!error) supervise();
+  });
+}
+
+void WorkerPool::supervise() {
+  if (waiting_.load() <= 0 || busy_.load() < workers_.load()) {
+    watched_.store(false);
+    watchIfStarved();  // it may have starved again before anyone could see that nobody watches
+    return;
+  }
+  if (finished_.load() != finishedBefore_) {
+    patience_ = firstPatience;
+  } else if (addWorker(true)) {
+    patience_ = std::max<std::chrono::milliseconds>(patience_ / 2, leastPatience);
+  } else {
+    patience_ = firstPatience;
+  }
+  superviseSoon();
+}
+
+// Threads
+
+void WorkerPool::ensureStarted() {
+  if (!started_.load(std::memory_order_acquire)) start();
+}
+
+void WorkerPool::start() {
+  const std::lock_guard lock(startMutex_);
+  if (started_.load()) return;
+  if (!clock_.joinable()) {
+    const SignalsBlocked signals;
+    clock_ = std::thread([self = shared_from_this()] { self->keepTime(); });
+  }
+  for (int i = 0; i < coreWorkers(); ++i) addWorker(false);
+  if (workers_.load() == 0)
+    throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again),
+                            "no worker thread could be started");
+  started_.store(true, std::memory_order_release);
+}
+
+bool WorkerPool::addWorker(bool surplus) noexcept {
+  const std::lock_guard lock(threadsMutex_);
+  if (ended_ || workers_.load() >= mostWorkers) return false;
+  workers_.fetch_add(1);
+  try {
+    const SignalsBlocked signals;
+    std::thread worker([self = shared_from_this(), surplus] { self->work(surplus); });
+    const auto id = worker.get_id();
+    threads_.emplace(id, std::move(worker));
+    return true;
+  } catch (const std::system_error&) {  // the system has no thread left; the blocked ones may end
+    workers_.fetch_sub(1);
+    return false;
+  }
+}
+
+void WorkerPool::work(bool surplus) noexcept {
+  poolOfThisThread = this;
+  pthread_setname_np(pthread_self(), "corvane-worker");
+  if (surplus) {
+    while (workContext_.run_one_for(idleBeforeLeaving) > 0) {
+    }
+  } else {
+    workContext_.run();
+  }
+  leave();
+}
+
+void WorkerPool::leave() noexcept {
+  std::thread before;
+  bool last = false;
+  {
+    const std::lock_guard lock(threadsMutex_);
+    auto own = std::move(threads_.extract(std::this_thread::get_id()).mapped());
+    last = workers_.fetch_sub(1) == 1;
+    ended_ = ended_ || last;
+    if (last && orphaned_) own.detach();
+    before = std::exchange(lastToLeave_, std::move(own));
+  }
+  if (before.joinable()) before.join();
+  watchIfStarved();  // a block posted meanwhile may have counted on this worker
+  if (last) clockContext_.stop();
+}
+
+void WorkerPool::keepTime() noexcept {
+  poolOfThisThread = this;
+  pthread_setname_np(pthread_self(), "corvane-clock");
+  clockContext_.run();
+}
+
+void WorkerPool::close() noexcept {
+  dropTimers();
+  const bool ownThread = poolOfThisThread == this;
+  std::thread clock;
+  {
+    const std::lock_guard lock(threadsMutex_);
+    orphaned_ = ownThread;
+    clock = std::move(clock_);
+    if (workers_.load() == 0) clockContext_.stop();  // no worker could be started that would stop it
+  }
+  workGuard_.reset();
+  if (ownThread) {
+    clock.detach();
+  } else if (clock.joinable()) {
+    clock.join();
+    if (lastToLeave_.joinable()) lastToLeave_.join();
+  }
+}
+
+}  // namespace corvane

@@ -1,0 +1,98 @@
+#pragma once
+
+#include "asio/Timer.hpp"
+
+#include <CorvanePlatform/Queue.hpp>
+
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace corvane {
+
+/// The workers that both queues share, and the clock that fires timers and notices when all workers are blocked.
+///
+/// Its threads hold it, so it ends with the last of them. See WorkerPool.cpp for how they come and go.
+class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
+ public:
+  WorkerPool();
+
+  void post(Block block);
+  std::shared_ptr<Cancellable> postAfter(std::chrono::microseconds delay, Block block);
+
+  /// Stops the clock of a timer whose block is gone.
+  void forget(std::shared_ptr<Timer> timer) noexcept;
+
+  /// Drops pending timers, runs what was posted, and waits for the threads unless called on one of them. Called once,
+  /// when nobody is left who could post.
+  void close() noexcept;
+
+ private:
+  using Context = boost::asio::io_context;
+  using WorkGuard = boost::asio::executor_work_guard<Context::executor_type>;
+
+  // One posted block as the library's handler.
+  struct Work {
+    WorkerPool* pool;
+    Block block;
+    void operator()() noexcept { pool->run(std::move(block)); }
+  };
+
+  void ensureStarted();
+  void start();
+  bool addWorker(bool surplus) noexcept;
+  void work(bool surplus) noexcept;
+  void leave() noexcept;
+  void keepTime() noexcept;
+
+  void enqueue(Block block);
+  void run(Block block) noexcept;
+  void watchIfStarved() noexcept;
+  void superviseSoon();
+  void supervise();
+
+  void schedule(const std::shared_ptr<Timer>& timer, std::chrono::steady_clock::time_point due);
+  void fire(const std::shared_ptr<Timer>& timer);
+  void dropTimers() noexcept;
+
+  Context workContext_;
+  Context clockContext_{1};
+  WorkGuard workGuard_;
+  WorkGuard clockGuard_;
+
+  // Each is changed by one atomic step and read after it, so that of two threads that make the pool starve together
+  // at least one sees it.
+  std::atomic<int> waiting_{0};  // posted and not begun
+  std::atomic<int> busy_{0};     // workers within a block
+  std::atomic<int> workers_{0};
+  std::atomic<unsigned> finished_{0};  // blocks, wrapping around
+  std::atomic<bool> watched_{false};   // the supervisor is awake
+
+  // The supervisor's own, on the clock's thread.
+  boost::asio::steady_timer supervisor_;
+  std::chrono::milliseconds patience_{};
+  unsigned finishedBefore_ = 0;
+
+  std::mutex timersMutex_;
+  std::unordered_set<std::shared_ptr<Timer>> timers_;
+
+  std::atomic<bool> started_{false};
+  std::mutex startMutex_;
+
+  std::mutex threadsMutex_;
+  std::thread clock_;
+  std::unordered_map<std::thread::id, std::thread> threads_;  // the workers
+  std::thread lastToLeave_;
+  bool orphaned_ = false;  // nobody will join: the pool was closed by one of its own threads
+  bool ended_ = false;     // the last worker has left
+};
+
+}  // namespace corvane
