@@ -24,19 +24,17 @@ class KeychainVault;
 /// process's lock gives up after `patience`. Errors, each but the first four told to `onProblem` too, on the
 /// calling thread, in a sentence that says what to do:
 ///
-/// | status                | when |
-/// |-----------------------|---------------------------------------------------------------------------------------|
-/// | errSecSuccess         | done; what was written survives a crash and a power failure | |
-/// errSecItemNotFound    | there is no such item, nor one that is too damaged to tell (a deletion does not
-/// look   | |                       | for damage, so that a damaged item can be replaced) | |
-/// errSecDuplicateItem   | the item is there already, perhaps since another process saved it | |
-/// errSecAllocate        | memory ran out | | errSecParam           | a key of the query is unknown,
-/// misplaced or missing, or its value is of a wrong kind   | | errSecAuthFailed      | the key is lost,
-/// truncated or another one, while there are items sealed with it        | | errSecDecode          | an item
-/// or the whole database is damaged, or an item was swapped with another          | | errSecIO              |
-/// the disk is full or read-only, or fails                                                | |
-/// errSecNotAvailable    | the folder or a file in it is a symbolic link, belongs to someone else or is open
-/// to   | |                       | others; the file is of a newer version; another process keeps it locked |
+/// | status               | when |
+/// |----------------------|---------------------------------------------------------------------------------------|
+/// | errSecSuccess        | done; what was written survives a crash and a power failure |
+/// | errSecItemNotFound   | there is no such item, nor one that is too damaged to tell (a deletion does not look for damage, so that a damaged item can be replaced) |
+/// | errSecDuplicateItem  | the item is there already, perhaps since another process saved it |
+/// | errSecAllocate       | memory ran out |
+/// | errSecParam          | a key of the query is unknown, misplaced or missing, or its value is of a wrong kind |
+/// | errSecAuthFailed     | the key is lost, truncated or another one, while there are items sealed with it |
+/// | errSecDecode         | an item or the whole database is damaged, or an item was swapped with another |
+/// | errSecIO             | the disk is full or read-only, or fails |
+/// | errSecNotAvailable   | the folder or a file in it is a symbolic link, belongs to someone else or is open to others; the file is of a newer version; another process keeps it locked |
 ///
 /// What cannot be read is never removed, except one damaged item by a deletion that names it.
 ///

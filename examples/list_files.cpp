@@ -1,0 +1,50 @@
+// Lists a user's files: signs in first if nobody is signed in yet.
+//   list_files credentials.json
+#include <Corvane/Corvane.hpp>
+
+#include <fstream>
+#include <iostream>
+#include <iterator>
+
+using namespace corvane;
+
+namespace {
+
+std::optional<Data> readFile(const char* path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) return std::nullopt;
+  return dataFromText(std::string(std::istreambuf_iterator<char>(file), {}));
+}
+
+GoogleDriveAccountModel account(CorvaneFactory& factory) {
+  try {
+    return get(factory.makeAccountProvider()->getAccounts()).front();
+  } catch (const AnyError& error) {
+    if (errorKind(error) != ErrorKind::notSignedIn) throw;
+    return get(factory.makeAuthorizationProvider(nullptr)->signIn());
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+  // docs:begin
+  CorvaneFactory factory(argc > 1 ? readFile(argv[1]) : std::nullopt, "com.example.app", "",
+                         [] { return WindowHandle::terminal(); });
+
+  auto drive = factory.makeAPI(account(factory));
+
+  const About about = get(drive->getAbout());
+  std::cout << about.user.displayName << ": " << about.storageQuota.usage << " bytes used\n";
+
+  std::optional<std::string> token;
+  do {
+    const FilesPage page = get(drive->getFilesPage(token));
+    for (const File& file : page.files()) std::cout << file.id << ' ' << file.name << '\n';
+    token = page.nextPageToken();
+  } while (token);
+  // docs:end
+} catch (const AnyError& error) {
+  std::cerr << error.what() << '\n';
+  return 1;
+}
