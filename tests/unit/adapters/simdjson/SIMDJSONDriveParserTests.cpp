@@ -126,6 +126,8 @@ struct SizeCase {
   std::optional<std::int64_t> size;
 };
 
+void PrintTo(const SizeCase& row, std::ostream* out) { *out << row.json; }
+
 class SizeMember : public testing::TestWithParam<SizeCase> {};
 
 TEST_P(SizeMember, IsAWholeInt64OrAbsent) {
@@ -246,6 +248,8 @@ struct BadDocument {
   std::string name;
   std::string text;
 };
+
+void PrintTo(const BadDocument& document, std::ostream* out) { *out << document.name; }
 
 class RefusedDocument : public testing::TestWithParam<BadDocument> {};
 
