@@ -5,35 +5,13 @@
 #include "CurlErrors.hpp"
 #include "CurlLibrary.hpp"
 #include "CurlLoop.hpp"
+#include "SignalsBlocked.hpp"
 
 #include <pthread.h>
 
-#include <csignal>
 #include <system_error>
 
 namespace corvane {
-namespace {
-
-/// A thread inherits its creator's signal mask. Broken pipes and the host's signals are none of the network
-/// thread's business; faults are left to their owner.
-class AllSignalsBlocked {
- public:
-  AllSignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT}) sigdelset(&all, fault);
-    pthread_sigmask(SIG_BLOCK, &all, &before_);
-  }
-  ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  AllSignalsBlocked(const AllSignalsBlocked&) = delete;
-  AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
-
- private:
-  sigset_t before_;
-};
-
-}  // namespace
-
 CurlNetwork::CurlNetwork(Options options) : core_(std::make_shared<CurlCore>(std::move(options))) {}
 
 std::shared_ptr<HTTPClient> CurlNetwork::makeClient() {
@@ -74,7 +52,7 @@ void CurlCore::startOnce() {
   if (!prepareCurlLibrary()) throw std::system_error(ENOMEM, std::generic_category());
   auto loop = std::make_unique<CurlLoop>(TransferSettings{options_.limits, options_.userAgent},
                                          options_.extraCAFile, options_.pool, mailbox_);
-  const AllSignalsBlocked masked;
+  const SignalsBlocked masked;  // SIGPIPE too: OpenSSL writes to broken connections
   thread_ = std::thread([loop = std::move(loop)] { loop->run(); });
   pthread_setname_np(thread_.native_handle(), "corvane-http");
 }

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "CorvaneLinux/HTTPLimits.hpp"
 #include "HTTPClient.hpp"
 
+#include <CorvaneLinux/HTTPLimits.hpp>
 #include <CorvanePlatform/Queue.hpp>
 
 #include <memory>

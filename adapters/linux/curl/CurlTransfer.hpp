@@ -1,10 +1,10 @@
 #pragma once
 
-#include "CorvaneLinux/HTTPLimits.hpp"
 #include "CurlShare.hpp"
 #include "Exchange.hpp"
 
 #include <curl/curl.h>
+#include <CorvaneLinux/HTTPLimits.hpp>
 
 #include <array>
 #include <memory>
