@@ -1,0 +1,33 @@
+#pragma once
+
+#include "Interrupt.hpp"
+#include "Options.hpp"
+#include "TerminalPresenter.hpp"
+#include "present/Output.hpp"
+#include "present/Style.hpp"
+
+#include <Corvane/CorvaneFactoryType.hpp>
+
+#include <string_view>
+
+namespace corvane::cli {
+
+struct Failure;
+
+/// What a command works with, put together in main().
+struct Context {
+  const GlobalOptions& options;
+  CorvaneFactoryType& factory;
+  TerminalPresenter& presenter;
+  Interrupt& interrupt;
+  Output& out;
+  Style style;       // for standard output
+  Style errorStyle;  // for standard error
+
+  /// A remark for people, on standard error; programs are spared it.
+  void note(std::string_view text) const;
+  /// Tells a failure on standard error, for people or for programs.
+  void report(const Failure& failure) const;
+};
+
+}  // namespace corvane::cli

@@ -1,0 +1,108 @@
+#include "CredentialsFile.hpp"
+
+#include "Failure.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+
+#include <cerrno>
+#include <map>
+#include <string>
+#include <system_error>
+#include <vector>
+
+namespace corvane::cli {
+namespace {
+
+/// Texts that are wiped when dropped; a client secret is too long to be kept inside the string itself.
+using WipedText = std::basic_string<char, std::char_traits<char>, WipingAllocator<char>>;
+using JSONValue = nlohmann::basic_json<std::map, std::vector, WipedText>;
+
+constexpr std::size_t maxFileSize = 64 * 1024;  // Google's file has less than 1 KiB
+
+Failure wrong(const std::string& name, const std::string& what) {
+  return Failure::usage("The credentials file " + name + " " + what + ".",
+                        "Pass the JSON file that Google's console offers for an OAuth client of the type "
+                        "\"Desktop app\": --credentials FILE.");
+}
+
+std::string systemReason() {
+  return std::generic_category().message(errno);
+}
+
+/// Closes what it holds.
+class Descriptor {
+ public:
+  explicit Descriptor(int number) : number_(number) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() {
+    if (number_ >= 0) ::close(number_);
+  }
+  int number() const { return number_; }
+
+ private:
+  int number_;
+};
+
+/// Read without stdio, whose buffers would keep the secret.
+Data contents(const std::string& path) {
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (file.number() < 0) throw wrong(path, "cannot be opened: " + systemReason());
+  struct stat status {};
+  if (::fstat(file.number(), &status) == 0 && S_ISDIR(status.st_mode)) throw wrong(path, "is a folder");
+  Data bytes(maxFileSize + 1);
+  std::size_t filled = 0;
+  while (filled < bytes.size()) {
+    const auto count = ::read(file.number(), bytes.data() + filled, bytes.size() - filled);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) throw wrong(path, "cannot be read: " + systemReason());
+    if (count == 0) break;
+    filled += static_cast<std::size_t>(count);
+  }
+  if (filled > maxFileSize) throw wrong(path, "is too large for an OAuth client");
+  bytes.resize(filled);
+  return bytes;
+}
+
+WipedText text(const JSONValue& object, const char* key, const std::string& name) {
+  const auto found = object.find(key);
+  if (found == object.end()) throw wrong(name, "has no \"" + std::string(key) + "\"");
+  if (!found->is_string()) throw wrong(name, "has a \"" + std::string(key) + "\" that is not a text");
+  if (found->get_ref<const WipedText&>().empty())
+    throw wrong(name, "has an empty \"" + std::string(key) + "\"");
+  return found->get<WipedText>();
+}
+
+Data moduleForm(const JSONValue& client, const char* secretKey, const std::string& name) {
+  const WipedText clientID = text(client, "client_id", name);
+  const JSONValue document = {{"client_id", clientID}, {"clientSecret", text(client, secretKey, name)}};
+  return dataFromText(document.dump());
+}
+
+}  // namespace
+
+Data readCredentialsFile(const std::string& path) {
+  return credentialsFrom(contents(path), path);
+}
+
+Data credentialsFrom(const Data& document, const std::string& name) {
+  const std::string_view bytes = textView(document);
+  const JSONValue parsed = JSONValue::parse(bytes.begin(), bytes.end(), nullptr, /*allow_exceptions=*/false);
+  if (parsed.is_discarded()) throw wrong(name, "is not JSON");
+  if (!parsed.is_object()) throw wrong(name, "holds no JSON object");
+  if (const auto installed = parsed.find("installed"); installed != parsed.end()) {
+    if (!installed->is_object()) throw wrong(name, "has an \"installed\" that is not an object");
+    return moduleForm(*installed, "client_secret", name);
+  }
+  if (parsed.contains("web"))
+    throw wrong(name, "is for a web application, which cannot sign in from a computer's own programs");
+  if (parsed.value("type", JSONValue()) == "service_account")
+    throw wrong(name, "is for a service account, which nobody can sign in to");
+  return moduleForm(parsed, "clientSecret", name);
+}
+
+}  // namespace corvane::cli

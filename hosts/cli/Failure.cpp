@@ -1,0 +1,117 @@
+#include "Failure.hpp"
+
+#include <Corvane/GoogleAccountsStoreError.hpp>
+#include <Corvane/GoogleDriveAPIError.hpp>
+#include <Corvane/GoogleDriveAuthorizationProviderError.hpp>
+
+#include <utility>
+
+namespace corvane::cli {
+namespace {
+
+constexpr std::string_view signInCommand = "`corvane --credentials FILE sign-in`";
+
+/// The error that wrappers were put around: theirs repeat it in a form for logs.
+AnyError unwrapped(const AnyError& error) {
+  if (const auto signIn = error.as<GoogleDriveAuthorizationProviderError>(); signIn && signIn->underlying())
+    return *signIn->underlying();
+  const NSError view = error.nsError();
+  if (view.domain() == "GoogleDriveAPIRequestError" && view.underlyingError()) return *view.underlyingError();
+  return error;
+}
+
+/// Errors without a text of their own would only show their domain and number.
+std::string reason(const AnyError& error) {
+  if (const auto api = error.as<GoogleDriveAPIError>())
+    return "Google's answer lacks something that is needed (" +
+           std::string(*api == GoogleDriveAPIError::convertAbout
+                           ? "for example a storage limit or a profile picture"
+                           : "the list of files") +
+           ").";
+  if (const auto status = keychainStatus(error)) {
+    if (*status == errSecItemNotFound) return "The keychain holds no session for this account.";
+  }
+  const NSError view = error.nsError();
+  std::string text = view.localizedDescription();
+  if (const auto more = view.localizedFailureReason(); more && !more->empty()) text += " " + *more;
+  return text;
+}
+
+std::string remedyFor(ErrorKind kind) {
+  switch (kind) {
+    case ErrorKind::notSignedIn:
+      return "Sign in with " + std::string(signInCommand) + ".";
+    case ErrorKind::temporary:
+      return "Check the network and try again in a while.";
+    case ErrorKind::permission:
+      return "Ask the file's owner, or sign in with an account that may do this.";
+    case ErrorKind::notFound:
+      return "Compare the ID with those that `corvane ls` shows; the file may belong to another account.";
+    case ErrorKind::keychainLocked:
+      return "Unlock the keychain and try again.";
+    case ErrorKind::keychainUnavailable:
+      return "Check that the keychain's folder ($XDG_DATA_HOME/corvane) is yours and not readable by others.";
+    case ErrorKind::cancelled:
+    case ErrorKind::invalidResponse:
+    case ErrorKind::other:
+      break;
+  }
+  return {};
+}
+
+/// A sign-in was refused by the user, who can simply grant it the next time.
+std::string remedyForSignIn(const GoogleDriveAuthorizationProviderError& error) {
+  switch (error.kind()) {
+    case GoogleDriveAuthorizationProviderError::Case::accessDenied:
+      return "Sign in again and allow the access when Google asks.";
+    case GoogleDriveAuthorizationProviderError::Case::missingRequiredScopes:
+      return "Sign in again and leave the box for Google Drive ticked.";
+    case GoogleDriveAuthorizationProviderError::Case::tokenSaveFailed:
+      return remedyFor(ErrorKind::keychainUnavailable);
+    default:
+      return {};
+  }
+}
+
+}  // namespace
+
+Failure Failure::usage(std::string what, std::string remedy) {
+  Failure failure;
+  failure.exitCode = ExitCode::usage;
+  failure.kind = "usage";
+  failure.headline = std::move(what);
+  failure.remedy = std::move(remedy);
+  return failure;
+}
+
+Failure Failure::notSignedIn(std::string what) {
+  Failure failure;
+  failure.exitCode = cli::exitCode(ErrorKind::notSignedIn);
+  failure.kind = kindName(ErrorKind::notSignedIn);
+  failure.headline = std::move(what);
+  failure.remedy = remedyFor(ErrorKind::notSignedIn);
+  return failure;
+}
+
+Failure Failure::of(const AnyError& error, const std::string& doing) {
+  const AnyError cause = unwrapped(error);
+  const ErrorKind kind = errorKind(error);
+  Failure failure;
+  failure.exitCode = cli::exitCode(kind);
+  failure.kind = kindName(kind);
+  failure.headline = "Could not " + doing + ".";
+  failure.why = reason(cause);
+  failure.domain = error.domain();
+  failure.code = error.code();
+  failure.message = error.localizedDescription();
+
+  if (const auto suggestion = cause.nsError().localizedRecoverySuggestion();
+      suggestion && !suggestion->empty())
+    failure.remedy = *suggestion;
+  else if (const auto signIn = error.as<GoogleDriveAuthorizationProviderError>())
+    failure.remedy = remedyForSignIn(*signIn);
+  if (failure.remedy.empty()) failure.remedy = remedyFor(kind);
+  return failure;
+}
+
+}  // namespace corvane::cli

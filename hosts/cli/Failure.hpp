@@ -1,0 +1,39 @@
+#pragma once
+
+#include "ExitCode.hpp"
+
+#include <Corvane/AnyError.hpp>
+
+#include <cstdint>
+#include <exception>
+#include <optional>
+#include <string>
+
+namespace corvane::cli {
+
+/// Why a command ends without having done its work, in words for its user. Thrown by commands, told by ErrorReport.
+struct Failure : std::exception {
+  ExitCode exitCode = ExitCode::other;
+  std::string kind = "other";
+  std::string headline;  // what could not be done
+  std::string why;       // may be empty
+  std::string remedy;    // what the user can do; may be empty
+  std::string domain = "CorvaneCLI";
+  std::int64_t code = 0;
+  std::string message;  // the error's own text, for programs; the headline when empty
+  std::string fileID;   // of the file concerned, if it is about one
+
+  const char* what() const noexcept override { return headline.c_str(); }
+
+  /// The command line asks for something that cannot be.
+  static Failure usage(std::string what, std::string remedy = "Run `corvane --help` to see how it is used.");
+  /// Nobody is signed in, or not the account that was asked for.
+  static Failure notSignedIn(std::string what);
+  /// The module's own error, met while doing something, as in "list the files of ada@example.com".
+  static Failure of(const AnyError& error, const std::string& doing);
+};
+
+/// Thrown where the work stopped because the user pressed Ctrl-C.
+struct Interrupted {};
+
+}  // namespace corvane::cli

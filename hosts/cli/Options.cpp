@@ -1,0 +1,178 @@
+#include "Options.hpp"
+
+#include "Failure.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include <map>
+#include <string_view>
+
+namespace corvane::cli {
+namespace {
+
+constexpr const char* examples = R"(Examples:
+  corvane --credentials client.json sign-in     sign in through the browser
+  corvane accounts                              who is signed in
+  corvane about                                 profile and storage quota
+  corvane ls                                    every file, page by page
+  corvane --json ls | jq -r .name               the same for programs
+  corvane trash 1AbC 2dEf                       move two files to the trash
+  corvane rm 1AbC --permanently                 delete a file for good
+  corvane sign-out ada@example.com              forget a session
+
+Exit codes:
+  0 ok, 1 other, 2 usage, 3 not found, 4 sign-in needed, 5 temporary, 6 permission, 7 keychain, 130 interrupted)";
+
+constexpr const char* accountHelp = "The account's e-mail address; not needed when one account is signed in";
+
+/// Everything that the parser writes into, until the command is known.
+struct Draft {
+  GlobalOptions global;
+  bool noProgress = false;
+  std::string keychain = "file";
+  bool noBrowser = false;
+  double timeoutSeconds = 300;
+  SignInOptions signIn;
+  AboutOptions about;
+  LsOptions ls;
+  TrashOptions trash;
+  RmOptions rm;
+  SignOutOptions signOut;
+};
+
+CLI::Validator oneOf(std::vector<std::string> words) {
+  std::string listed;
+  for (const auto& word : words) listed += (listed.empty() ? "" : ", ") + word;
+  const auto check = [words = std::move(words), listed](std::string& given) -> std::string {
+    for (const auto& word : words)
+      if (word == given) return {};
+    return "'" + given + "' is none of " + listed;
+  };
+  return CLI::Validator(check, "", "");
+}
+
+void addGlobals(CLI::App& app, Draft& draft) {
+  GlobalOptions& global = draft.global;
+  app.add_option("--credentials", global.credentialsFile,
+                 "The OAuth client: the file that Google's console lets you download; needed for sign-in")
+      ->type_name("FILE");
+  app.add_option("--keychain", draft.keychain, "Where sessions are kept: an encrypted file")
+      ->check(oneOf({"file"}))
+      ->type_name("file");
+  app.add_option("--google", global.google, "Base URL of a local Google, for tests and demos")
+      ->type_name("URL");
+  app.add_option("--ca-file", global.caFile, "Certificate authorities (PEM) to trust beside the system's")
+      ->check(CLI::ExistingFile)
+      ->type_name("FILE");
+  app.add_flag("--json", global.json, "One JSON object per line; errors as JSON on standard error");
+  app.add_option_function<std::string>(
+         "--color",
+         [&global](const std::string& word) {
+           global.color = word == "always"  ? ColorChoice::always
+                          : word == "never" ? ColorChoice::never
+                                            : ColorChoice::automatic;
+         },
+         "When to use colours (NO_COLOR is honoured)")
+      ->check(oneOf({"auto", "always", "never"}))
+      ->type_name("auto|always|never");
+  app.add_flag("--no-progress", draft.noProgress, "No progress line");
+  app.add_option_function<std::string>(
+         "--log-level",
+         [&global](const std::string& word) {
+           global.logLevel = word == "error"     ? LogLevel::error
+                             : word == "warning" ? LogLevel::warning
+                             : word == "verbose" ? LogLevel::verbose
+                                                 : LogLevel::off;
+         },
+         "What to log on standard error (off by default)")
+      ->check(oneOf({"off", "error", "warning", "verbose"}))
+      ->type_name("off|error|warning|verbose");
+}
+
+CLI::App* command(CLI::App& app, const char* name, const char* description) {
+  CLI::App* sub = app.add_subcommand(name, description);
+  sub->fallthrough();  // global options may also follow the command
+  return sub;
+}
+
+void addCommands(CLI::App& app, Draft& draft) {
+  CLI::App* signIn = command(app, "sign-in", "Sign an account in through the browser");
+  signIn->add_flag("--no-browser", draft.noBrowser, "Only print the page's address");
+  signIn->add_option("--timeout", draft.timeoutSeconds, "Seconds to wait for the browser (300 by default)")
+      ->check(CLI::Range(0.001, 86'400.0))
+      ->type_name("S");
+  signIn->add_option("--account", draft.signIn.account, "The account to suggest on Google's page")
+      ->type_name("EMAIL");
+
+  command(app, "accounts", "List the accounts that are signed in");
+
+  CLI::App* about = command(app, "about", "Show an account's profile and storage quota");
+  about->add_option("ACCOUNT", draft.about.account, accountHelp);
+
+  CLI::App* ls = command(app, "ls", "List the files that the account owns and that are not in the trash");
+  ls->add_option("ACCOUNT", draft.ls.account, accountHelp);
+  ls->add_option("--page-token", draft.ls.pageToken, "Begin at this page")->type_name("T");
+  ls->add_option("--pages", draft.ls.pages, "Stop after this many pages of up to 500 files (all by default)")
+      ->check(CLI::Range(std::size_t{1}, std::size_t{1'000'000'000}))
+      ->type_name("N");
+
+  CLI::App* trash = command(app, "trash", "Move files to the trash");
+  trash->add_option("ID", draft.trash.fileIDs, "The files' IDs, as `corvane ls` shows them")->required();
+  trash->add_option("--account", draft.trash.account, accountHelp)->type_name("A");
+
+  CLI::App* rm = command(app, "rm", "Delete files for good, past the trash");
+  rm->add_option("ID", draft.rm.fileIDs, "The files' IDs, as `corvane ls` shows them")->required();
+  rm->add_flag("--permanently", draft.rm.permanently, "Needed: deleted files cannot be brought back");
+  rm->add_option("--account", draft.rm.account, accountHelp)->type_name("A");
+
+  CLI::App* signOut = command(app, "sign-out", "Remove an account's session from this computer");
+  signOut->add_option("ACCOUNT", draft.signOut.account, "The account's e-mail address")->required();
+}
+
+Options finished(const CLI::App& app, Draft draft) {
+  draft.global.progress = !draft.noProgress;
+  draft.signIn.openBrowser = !draft.noBrowser;
+  draft.signIn.timeout = std::chrono::milliseconds(static_cast<std::int64_t>(draft.timeoutSeconds * 1000));
+  const std::map<std::string_view, CommandOptions> byName{
+      {"sign-in", draft.signIn},   {"accounts", AccountsOptions{}},
+      {"about", draft.about},      {"ls", draft.ls},
+      {"trash", draft.trash},      {"rm", draft.rm},
+      {"sign-out", draft.signOut},
+  };
+  return {draft.global, byName.at(app.get_subcommands().front()->get_name())};
+}
+
+}  // namespace
+
+std::variant<Options, InfoText> parseCommandLine(int argc, const char* const* argv) {
+  CLI::App app(
+      "Google Drive from the command line: sign in, look at the quota, list, trash and delete files.",
+      "corvane");
+  app.set_version_flag("--version", "corvane " CORVANE_VERSION);
+  app.footer(examples);
+  app.require_subcommand(0, 1);
+  Draft draft;
+  addGlobals(app, draft);
+  addCommands(app, draft);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForVersion&) {
+    return InfoText{app.version() + "\n"};
+  } catch (const CLI::CallForHelp&) {
+    return InfoText{app.help()};
+  } catch (const CLI::ParseError& error) {
+    throw Failure::usage(error.what());
+  }
+  if (app.get_subcommands().empty()) throw Failure::usage("No command was given.");
+  return finished(app, std::move(draft));
+}
+
+bool asksForJSON(int argc, const char* const* argv) {
+  for (int i = 1; i < argc; ++i) {
+    if (std::string_view(argv[i]) == "--") return false;
+    if (std::string_view(argv[i]) == "--json") return true;
+  }
+  return false;
+}
+
+}  // namespace corvane::cli

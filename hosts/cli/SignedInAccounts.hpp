@@ -1,0 +1,22 @@
+#pragma once
+
+#include "Context.hpp"
+
+#include <Corvane/GoogleDriveAccountModel.hpp>
+
+#include <string>
+#include <vector>
+
+namespace corvane::cli {
+
+/// The accounts that are signed in, by name. Throws a Failure when there is none.
+std::vector<GoogleDriveAccountModel> signedInAccounts(const Context& context);
+
+/// The account that a command is about: the given one, which must be signed in, or the only one when none is given.
+GoogleDriveAccountModel chosenAccount(const Context& context, const std::string& given);
+
+/// The same among accounts already read, which must not be empty.
+GoogleDriveAccountModel choose(const std::vector<GoogleDriveAccountModel>& accounts,
+                               const std::string& given);
+
+}  // namespace corvane::cli

@@ -1,0 +1,57 @@
+#include "Commands.hpp"
+
+#include "../Failure.hpp"
+#include "../Pending.hpp"
+#include "../present/Escape.hpp"
+#include "../present/JSONLines.hpp"
+
+#include <Corvane/GoogleDriveAuthorizationProviderError.hpp>
+
+namespace corvane::cli {
+namespace {
+
+using PendingSignIn = Pending<GoogleDriveAccountModel, GoogleDriveAuthorizationProviderError>;
+
+Failure timedOut(std::chrono::milliseconds limit) {
+  Failure failure;
+  failure.kind = "timedOut";
+  failure.headline = "The sign-in was given up: it was not finished within " +
+                     std::to_string((limit.count() + 999) / 1000) + " seconds.";
+  failure.remedy = "Sign in again, and finish it in the browser; --timeout S allows more time.";
+  return failure;
+}
+
+GoogleDriveAccountModel signIn(const Context& context, std::chrono::milliseconds timeout) {
+  PendingSignIn pending(context.factory.makeAuthorizationProvider(nullptr)->signIn());
+  switch (pending.wait(context.interrupt, std::chrono::steady_clock::now() + timeout)) {
+    case PendingSignIn::Wake::timedOut:
+      throw timedOut(timeout);
+    case PendingSignIn::Wake::interrupted:
+      context.presenter.dismiss();
+      pending.waitForAnswer();
+      break;
+    case PendingSignIn::Wake::answered:
+      break;
+  }
+  try {
+    return pending.take();
+  } catch (const AnyError& error) {
+    throw Failure::of(error, "sign in");
+  }
+}
+
+}  // namespace
+
+ExitCode run(const Context& context, const SignInOptions& options) {
+  const auto account = signIn(context, options.timeout);
+  context.out.line(context.options.json ? jsonObject([&account](KeyedEncodingContainer& object) {
+    object.encode(std::string_view(account.userEmail()), CodingKey("userEmail"));
+    object.encode(true, CodingKey("signedIn"));
+  })
+                                        : "Signed in as " + escapedName(account.userEmail()));
+  if (!options.account.empty() && !(account == GoogleDriveAccountModel(options.account)))
+    context.note("Note that this is not " + options.account + ", which was asked for.");
+  return ExitCode::ok;
+}
+
+}  // namespace corvane::cli

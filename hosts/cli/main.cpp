@@ -1,0 +1,118 @@
+#include "Browser.hpp"
+#include "Context.hpp"
+#include "CredentialsFile.hpp"
+#include "Failure.hpp"
+#include "commands/Commands.hpp"
+#include "present/ErrorReport.hpp"
+#include "present/Terminal.hpp"
+
+#include <Corvane/CorvaneFactory.hpp>
+#include <CorvaneLinux/LinuxPlatform.hpp>
+
+#include <unistd.h>
+
+#include <csignal>
+#include <exception>
+#include <memory>
+#include <optional>
+
+// Puts the program together: options, platform, factory, one command, and what is told about its failure.
+
+namespace corvane::cli {
+namespace {
+
+constexpr const char* keychainService = "corvane";
+constexpr const char* keychainAccessGroup = "";
+
+/// Only sign-in needs the OAuth client: sessions carry it along.
+std::optional<Data> credentials(const Options& options) {
+  if (!std::holds_alternative<SignInOptions>(options.command)) return std::nullopt;
+  if (options.global.credentialsFile.empty())
+    throw Failure::usage(
+        "Signing in needs the OAuth client that this program is registered with at Google.",
+        "Pass the JSON file that Google's console offers for a \"Desktop app\": --credentials FILE.");
+  return readCredentialsFile(options.global.credentialsFile);
+}
+
+std::shared_ptr<TerminalPresenter> makePresenter(const Options& options, const Interrupt& interrupt) {
+  const auto* signIn = std::get_if<SignInOptions>(&options.command);
+  TerminalPresenter::OpenBrowser openBrowser;
+  if (signIn && signIn->openBrowser)
+    openBrowser = [&interrupt](const std::string& url) {
+      return openInBrowser(url, interrupt.formerSignals());
+    };
+  const auto printLine = [](const std::string& text) { printToStandardError(text + "\n"); };
+  return std::make_shared<TerminalPresenter>(
+      std::move(openBrowser), printLine,
+      options.global.json ? TerminalPresenter::Print([](const std::string&) {}) : printLine);
+}
+
+Platform makePlatform(const Options& options, std::shared_ptr<TerminalPresenter> presenter) {
+  LinuxPlatformOptions wanted;
+  if (!options.global.google.empty()) wanted.google = GoogleEndpoints::at(options.global.google);
+  wanted.extraCAFile = options.global.caFile;
+  wanted.presenter = std::move(presenter);
+  wanted.logLevel = options.global.logLevel;
+  if (const auto* signIn = std::get_if<SignInOptions>(&options.command)) wanted.loginHint = signIn->account;
+  try {
+    return makeLinuxPlatform(std::move(wanted));
+  } catch (const AnyError& error) {
+    throw Failure::usage(error.localizedDescription());
+  }
+}
+
+ExitCode runCommand(const Options& options, Interrupt& interrupt, Output& out) {
+  const auto presenter = makePresenter(options, interrupt);
+  CorvaneFactory factory(
+      credentials(options), keychainService, keychainAccessGroup,
+      [] { return std::optional(WindowHandle::terminal()); }, makePlatform(options, presenter));
+  const ColorChoice color = options.global.color;
+  const Context context{options.global,
+                        factory,
+                        *presenter,
+                        interrupt,
+                        out,
+                        Style(wantsColor(color, isTerminal(STDOUT_FILENO))),
+                        Style(wantsColor(color, isTerminal(STDERR_FILENO)))};
+  return std::visit([&context](const auto& command) { return run(context, command); }, options.command);
+}
+
+ExitCode runProgram(int argc, const char* const* argv) {
+  Interrupt interrupt;  // before anything that starts threads
+  Output out(STDOUT_FILENO, interrupt.descriptor());
+  const bool json = asksForJSON(argc, argv);
+  Style errorStyle(wantsColor(ColorChoice::automatic, isTerminal(STDERR_FILENO)));
+  try {
+    const auto parsed = parseCommandLine(argc, argv);
+    if (const auto* info = std::get_if<InfoText>(&parsed)) {
+      out.text(info->text);
+      out.flush();
+      return ExitCode::ok;
+    }
+    const auto& options = std::get<Options>(parsed);
+    errorStyle = Style(wantsColor(options.global.color, isTerminal(STDERR_FILENO)));
+    const ExitCode code = runCommand(options, interrupt, out);
+    out.flush();
+    return code;
+  } catch (const Failure& failure) {
+    printToStandardError(json ? reportInJSON(failure) : reportForPeople(failure, errorStyle));
+    return failure.exitCode;
+  } catch (const Interrupted&) {
+    return ExitCode::interrupted;
+  } catch (const OutputClosed&) {
+    return ExitCode::ok;
+  }
+}
+
+}  // namespace
+}  // namespace corvane::cli
+
+int main(int argc, char** argv) {
+  std::signal(SIGPIPE, SIG_IGN);
+  try {
+    return static_cast<int>(corvane::cli::runProgram(argc, argv));
+  } catch (const std::exception& error) {
+    corvane::cli::printToStandardError(std::string("corvane: unexpected error: ") + error.what() + "\n");
+    return static_cast<int>(corvane::cli::ExitCode::other);
+  }
+}

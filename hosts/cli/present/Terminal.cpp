@@ -1,0 +1,29 @@
+#include "Terminal.hpp"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace corvane::cli {
+
+bool isTerminal(int descriptor) {
+  return ::isatty(descriptor) == 1;
+}
+
+std::size_t terminalColumns(int descriptor) {
+  winsize size{};
+  return ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+void printToStandardError(std::string_view text) {
+  while (!text.empty()) {
+    const auto count = ::write(STDERR_FILENO, text.data(), text.size());
+    if (count > 0)
+      text.remove_prefix(static_cast<std::size_t>(count));
+    else if (errno != EINTR)
+      return;
+  }
+}
+
+}  // namespace corvane::cli

@@ -1,0 +1,105 @@
+#include "Failure.hpp"
+
+#include <Corvane/GoogleDriveAPIError.hpp>
+#include <Corvane/GoogleDriveAuthorizationProviderError.hpp>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace corvane::cli::test {
+namespace {
+
+using testing::HasSubstr;
+
+TEST(ExitCode, EveryKindOfErrorHasItsCodeAndName) {
+  const auto expect = [](ErrorKind kind, int code, std::string_view name) {
+    EXPECT_EQ(static_cast<int>(exitCode(kind)), code) << name;
+    EXPECT_EQ(kindName(kind), name);
+  };
+  expect(ErrorKind::notSignedIn, 4, "notSignedIn");
+  expect(ErrorKind::cancelled, 130, "cancelled");
+  expect(ErrorKind::temporary, 5, "temporary");
+  expect(ErrorKind::permission, 6, "permission");
+  expect(ErrorKind::notFound, 3, "notFound");
+  expect(ErrorKind::keychainLocked, 7, "keychainLocked");
+  expect(ErrorKind::keychainUnavailable, 7, "keychainUnavailable");
+  expect(ErrorKind::invalidResponse, 1, "invalidResponse");
+  expect(ErrorKind::other, 1, "other");
+}
+
+AnyError driveError(int code, const char* message) {
+  return NSError("com.google.GTLRErrorObjectDomain", code,
+                 {{std::string(NSLocalizedDescriptionKey), message}});
+}
+
+TEST(Failure, DriveErrorTellsItsTextAndKeepsItsDomainAndCode) {
+  const Failure failure = Failure::of(driveError(404, "File not found: 1AbC."), "delete 1AbC");
+  EXPECT_EQ(failure.exitCode, ExitCode::notFound);
+  EXPECT_EQ(failure.headline, "Could not delete 1AbC.");
+  EXPECT_EQ(failure.why, "File not found: 1AbC.");
+  EXPECT_THAT(failure.remedy, HasSubstr("corvane ls"));
+  EXPECT_EQ(failure.domain, "com.google.GTLRErrorObjectDomain");
+  EXPECT_EQ(failure.code, 404);
+}
+
+TEST(Failure, ErrorsOwnSuggestionIsPreferred) {
+  const NSError error(NSURLErrorDomain, -1003,
+                      {{std::string(NSLocalizedDescriptionKey), "No such host."},
+                       {std::string(NSLocalizedRecoverySuggestionErrorKey), "Check the name."}});
+  const Failure failure = Failure::of(error, "list");
+  EXPECT_EQ(failure.exitCode, ExitCode::temporary);
+  EXPECT_EQ(failure.remedy, "Check the name.");
+}
+
+TEST(Failure, WrapperOfAListingIsToldByItsCauseToPeopleAndWholeToPrograms) {
+  const NSError wrapped(
+      "GoogleDriveAPIRequestError", 503,
+      {{std::string(NSUnderlyingErrorKey), driveError(503, "Backend error.")},
+       {std::string(NSLocalizedDescriptionKey), "Google Drive files.list failed. account=a"}});
+  const Failure failure = Failure::of(wrapped, "list the files");
+  EXPECT_EQ(failure.exitCode, ExitCode::temporary);
+  EXPECT_EQ(failure.why, "Backend error.");
+  EXPECT_EQ(failure.domain, "GoogleDriveAPIRequestError");
+  EXPECT_EQ(failure.message, "Google Drive files.list failed. account=a");
+}
+
+TEST(Failure, FailedSignInIsToldByItsCause) {
+  const auto error = GoogleDriveAuthorizationProviderError::signInFailed(
+      NSError(NSURLErrorDomain, -1004, {{std::string(NSLocalizedDescriptionKey), "Cannot connect."}}));
+  const Failure failure = Failure::of(error, "sign in");
+  EXPECT_EQ(failure.exitCode, ExitCode::temporary);
+  EXPECT_EQ(failure.why, "Cannot connect.");
+  EXPECT_EQ(failure.message, "Google Drive sign-in failed: Cannot connect.");
+}
+
+TEST(Failure, RefusedConsentSaysHowToGrantIt) {
+  const Failure denied = Failure::of(GoogleDriveAuthorizationProviderError::accessDenied(), "sign in");
+  EXPECT_EQ(denied.exitCode, ExitCode::permission);
+  EXPECT_THAT(denied.remedy, HasSubstr("allow the access"));
+  const Failure partial =
+      Failure::of(GoogleDriveAuthorizationProviderError::missingRequiredScopes(), "sign in");
+  EXPECT_EQ(partial.exitCode, ExitCode::permission);
+  EXPECT_THAT(partial.remedy, HasSubstr("box for Google Drive"));
+}
+
+TEST(Failure, UnsavedSessionIsTheKeychainsFault) {
+  EXPECT_EQ(Failure::of(GoogleDriveAuthorizationProviderError::tokenSaveFailed(), "sign in").exitCode,
+            ExitCode::keychain);
+}
+
+TEST(Failure, AnswerThatCannotBeConvertedSaysWhatMayBeMissing) {
+  const Failure failure = Failure::of(GoogleDriveAPIError::convertAbout, "read the quota");
+  EXPECT_EQ(failure.exitCode, ExitCode::other);
+  EXPECT_EQ(failure.kind, "invalidResponse");
+  EXPECT_THAT(failure.why, HasSubstr("storage limit"));
+}
+
+TEST(Failure, UsageAndMissingSignInHaveTheirCodes) {
+  EXPECT_EQ(Failure::usage("x").exitCode, ExitCode::usage);
+  const Failure nobody = Failure::notSignedIn("No account is signed in.");
+  EXPECT_EQ(nobody.exitCode, ExitCode::signInNeeded);
+  EXPECT_THAT(nobody.remedy, HasSubstr("sign-in"));
+}
+
+}  // namespace
+}  // namespace corvane::cli::test
