@@ -11,8 +11,13 @@ namespace corvane::test {
 /// A private folder of its own, removed with all that is in it.
 class TemporaryFolder {
  public:
-  TemporaryFolder() {
-    auto name = (std::filesystem::temp_directory_path() / "corvane-XXXXXX").string();
+  /// Where there is such a place, files in memory: for tests that write too often for a disk and need none.
+  static std::filesystem::path memory() {
+    return std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path();
+  }
+
+  explicit TemporaryFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+    auto name = (parent / "corvane-XXXXXX").string();
     if (!::mkdtemp(name.data())) throw std::system_error(errno, std::generic_category(), "mkdtemp");
     path_ = name;
   }

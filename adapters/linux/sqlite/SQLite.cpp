@@ -36,6 +36,13 @@ const char* remedyOf(OSStatus status) {
   }
 }
 
+// SQLite's own waiting sleeps ever longer between looks at the lock, so that a busy process starves the others.
+int waitForLock(void* patience, int waits) {
+  if (waits >= static_cast<std::chrono::milliseconds*>(patience)->count()) return 0;
+  sqlite3_sleep(1);
+  return 1;
+}
+
 [[noreturn]] void fail(int code) {
   // Only SQLite's fixed texts: its messages of the moment may quote what was bound.
   const auto status = statusOf(code);
@@ -52,7 +59,8 @@ SQLiteDatabase::SQLiteDatabase(const std::filesystem::path& file, std::chrono::m
   database_.reset(opened);
   if (code != SQLITE_OK) fail(code);
   sqlite3_extended_result_codes(opened, 1);
-  sqlite3_busy_timeout(opened, static_cast<int>(patience.count()));
+  patience_ = std::make_unique<std::chrono::milliseconds>(patience);
+  sqlite3_busy_handler(opened, waitForLock, patience_.get());
   // The file is not trusted to bring code of its own.
   sqlite3_db_config(opened, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);

@@ -30,6 +30,7 @@ class SQLiteDatabase {
   struct Closer {
     void operator()(sqlite3* database) const noexcept { sqlite3_close_v2(database); }
   };
+  std::unique_ptr<std::chrono::milliseconds> patience_;  // SQLite keeps its address
   std::unique_ptr<sqlite3, Closer> database_;
 };
 
