@@ -71,7 +71,14 @@ class StreamConnection final : public Connection,
     socket().close(ignored);
   }
 
-  bool isIdle() const override { return idle_; }
+  void closeIfIdle() override {
+    if (idle_) {
+      close();
+    } else if (step_ + 1 == plan_.steps.size()) {
+      // The last bytes may have arrived before this side hears of it.
+      closesAfterPlan_ = true;
+    }
+  }
 
  private:
   static constexpr bool isSecure = std::is_same_v<Stream, SecureStream>;
@@ -130,7 +137,7 @@ class StreamConnection final : public Connection,
     if (closed_) return;
     if (step_ == plan_.steps.size()) {
       plan_ = {};
-      read();
+      closesAfterPlan_ ? sayGoodbye() : read();
       return;
     }
     const auto& step = plan_.steps[step_];
@@ -235,6 +242,7 @@ class StreamConnection final : public Connection,
   std::uint64_t repeated_ = 0;
   std::shared_ptr<Gate> gate_;
   bool idle_ = false;
+  bool closesAfterPlan_ = false;
   bool closed_ = false;
 };
 

@@ -18,7 +18,8 @@ class Connection {
   virtual ~Connection() = default;
   virtual void start() = 0;
   virtual void close() = 0;
-  virtual bool isIdle() const = 0;
+  /// Closes it if the client has, or may have, its whole answer and sends nothing further.
+  virtual void closeIfIdle() = 0;
 
   static std::shared_ptr<Connection> plain(boost::asio::ip::tcp::socket socket, std::uint64_t number,
                                            const Exchanger& exchanger);

@@ -55,9 +55,7 @@ class Server::Implementation {
 
   void closeIdleConnections() {
     asio::post(ioContext_, [this] {
-      for (const auto& connection : open()) {
-        if (connection->isIdle()) connection->close();
-      }
+      for (const auto& connection : open()) connection->closeIfIdle();
     });
   }
 
