@@ -1,0 +1,277 @@
+#include "RawClient.hpp"
+#include "oauth/LoopbackListener.hpp"
+#include "oauth/SignInPages.hpp"
+#include "support/ErrorMatchers.hpp"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+
+#include <future>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace corvane::test {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::StartsWith;
+
+std::string answerWith(std::string_view text) {
+  return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(text.size()) + "\r\n\r\n" + std::string(text);
+}
+
+/// Answers "/" with "hello" and holds "/hold".
+std::optional<std::string> echo(std::string_view head) {
+  if (head.substr(0, 9) == "GET /hold") return std::nullopt;
+  return answerWith("hello");
+}
+
+LoopbackLimits impatient() {
+  LoopbackLimits limits;
+  limits.connectionTime = std::chrono::milliseconds{30};
+  return limits;
+}
+
+TEST(LoopbackListener, ItListensOnANumberedLoopbackAddressAndAFreePort) {
+  const LoopbackListener first;
+  const LoopbackListener second;
+  EXPECT_THAT(first.host(), ::testing::MatchesRegex("127\\.0\\.0\\.1:[0-9]+"));
+  EXPECT_NE(first.host(), second.host());
+}
+
+TEST(LoopbackListener, ConnectionsAreTakenBeforeItIsStarted) {
+  LoopbackListener listener;
+  const RawClient client(listener.host());
+  ASSERT_TRUE(client.isConnected());
+  client.send(getRequest(listener.host(), "/"));
+  listener.start(echo);
+  EXPECT_THAT(client.receiveAll(), HasSubstr("hello"));
+}
+
+TEST(LoopbackListener, ItAnswersAsOftenAsItIsAsked) {
+  LoopbackListener listener;
+  listener.start(echo);
+  for (int i = 0; i < 5; ++i)
+    EXPECT_THAT(roundTrip(listener.host(), getRequest(listener.host(), "/")), HasSubstr("hello"));
+}
+
+TEST(LoopbackListener, ARequestThatComesByteByByteIsPutTogether) {
+  LoopbackListener listener;
+  listener.start(echo);
+  const RawClient client(listener.host());
+  for (const char c : getRequest(listener.host(), "/")) client.send(std::string_view(&c, 1));
+  EXPECT_THAT(client.receiveAll(), HasSubstr("hello"));
+}
+
+TEST(LoopbackListener, WhatFollowsTheHeadIsNotSeen) {
+  LoopbackListener listener;
+  std::promise<std::string> head;
+  listener.start([&](std::string_view text) {
+    head.set_value(std::string(text));
+    return answerWith("");
+  });
+  roundTrip(listener.host(), "POST / HTTP/1.1\r\n\r\nbody\r\n\r\n");
+  EXPECT_EQ(head.get_future().get(), "POST / HTTP/1.1\r\n\r\n");
+}
+
+TEST(LoopbackListener, AnOverlongRequestIsToldSoAndItsSenderGetsToReadIt) {
+  LoopbackListener listener;
+  listener.start(echo);
+  const auto answer =
+      roundTrip(listener.host(), "GET / HTTP/1.1\r\nX: " + std::string(100'000, 'x') + "\r\n\r\n");
+  EXPECT_THAT(answer, StartsWith("HTTP/1.1 431 "));
+}
+
+TEST(LoopbackListener, ABigBodyDoesNotCostTheAnswer) {
+  LoopbackListener listener;
+  listener.start(echo);
+  EXPECT_THAT(roundTrip(listener.host(), "POST / HTTP/1.1\r\n\r\n" + std::string(1'000'000, 'x')),
+              HasSubstr("hello"));
+}
+
+TEST(LoopbackListener, ASilentConnectionIsDroppedWhenItsTimeIsOver) {
+  LoopbackListener listener(impatient());
+  listener.start(echo);
+  const RawClient silent(listener.host());
+  const RawClient slow(listener.host());
+  slow.send("GET / HT");
+  EXPECT_THAT(silent.receiveAll(), IsEmpty());
+  EXPECT_THAT(slow.receiveAll(), IsEmpty());
+  EXPECT_THAT(roundTrip(listener.host(), getRequest(listener.host(), "/")), HasSubstr("hello"));
+}
+
+TEST(LoopbackListener, AnEmptyConnectionIsNoMatter) {
+  LoopbackListener listener;
+  listener.start(echo);
+  RawClient(listener.host()).close();
+  EXPECT_THAT(roundTrip(listener.host(), getRequest(listener.host(), "/")), HasSubstr("hello"));
+}
+
+TEST(LoopbackListener, AFloodOfSilentConnectionsLosesTheOldestAndTheRealOneGetsThrough) {
+  LoopbackLimits limits;
+  limits.connections = 8;
+  LoopbackListener listener(limits);
+  listener.start(echo);
+  std::vector<RawClient> flood;
+  for (int i = 0; i < 100; ++i) {
+    flood.emplace_back(listener.host());
+    flood.back().send("GET /");
+  }
+  EXPECT_THAT(roundTrip(listener.host(), getRequest(listener.host(), "/")), HasSubstr("hello"));
+  EXPECT_THAT(flood.front().receiveAll(), IsEmpty());
+}
+
+TEST(LoopbackListener, TheHeldConnectionOutlivesTimeAndFlood) {
+  auto limits = impatient();
+  limits.connections = 2;
+  LoopbackListener listener(limits);
+  std::promise<void> isHeld;
+  listener.start([&](std::string_view head) {
+    auto reply = echo(head);
+    if (!reply) isHeld.set_value();
+    return reply;
+  });
+  const RawClient held(listener.host());
+  held.send(getRequest(listener.host(), "/hold"));
+  isHeld.get_future().wait();
+  // Each of these is dropped for its silence, which takes as long as the held one may have taken.
+  for (int i = 0; i < 4; ++i) {
+    const RawClient silent(listener.host());
+    const RawClient another(listener.host());
+    const RawClient third(listener.host());
+    third.receiveAll();
+  }
+  listener.finish(answerWith("done"), [] {});
+  EXPECT_THAT(held.receiveAll(), HasSubstr("done"));
+}
+
+TEST(LoopbackListener, FinishAnswersTheHeldConnectionAndClosesThePortBeforeItSaysSo) {
+  LoopbackListener listener;
+  std::promise<void> isHeld;
+  std::promise<bool> canConnect;
+  listener.start([&](std::string_view head) {
+    auto reply = echo(head);
+    if (!reply) isHeld.set_value();
+    return reply;
+  });
+  const RawClient held(listener.host());
+  const RawClient silent(listener.host());
+  held.send(getRequest(listener.host(), "/hold"));
+  isHeld.get_future().wait();
+  listener.finish(answerWith("done"),
+                  [&] { canConnect.set_value(RawClient(listener.host()).isConnected()); });
+  EXPECT_THAT(held.receiveAll(), HasSubstr("done"));
+  EXPECT_THAT(silent.receiveAll(), IsEmpty());
+  EXPECT_FALSE(canConnect.get_future().get());
+}
+
+TEST(LoopbackListener, FinishWithoutAHeldConnectionClosesAtOnce) {
+  LoopbackListener listener;
+  listener.start(echo);
+  std::promise<void> finished;
+  listener.finish(answerWith("nobody"), [&] { finished.set_value(); });
+  finished.get_future().wait();
+  EXPECT_FALSE(RawClient(listener.host()).isConnected());
+}
+
+TEST(LoopbackListener, FinishIsToldAlsoWhenTheBrowserHasGone) {
+  LoopbackListener listener;
+  std::promise<void> isHeld;
+  std::promise<void> finished;
+  listener.start([&](std::string_view) -> std::optional<std::string> {
+    isHeld.set_value();
+    return std::nullopt;
+  });
+  RawClient held(listener.host());
+  held.send(getRequest(listener.host(), "/hold"));
+  isHeld.get_future().wait();
+  held.close();
+  listener.finish(answerWith("done"), [&] { finished.set_value(); });
+  finished.get_future().wait();
+}
+
+TEST(LoopbackListener, StopClosesEverything) {
+  LoopbackListener listener;
+  listener.start(echo);
+  const RawClient client(listener.host());
+  listener.stop();
+  EXPECT_THAT(client.receiveAll(), IsEmpty());
+  EXPECT_FALSE(RawClient(listener.host()).isConnected());
+}
+
+TEST(LoopbackListener, DroppingItClosesThePort) {
+  std::string host;
+  {
+    LoopbackListener listener;
+    listener.start(echo);
+    host = listener.host();
+  }
+  EXPECT_FALSE(RawClient(host).isConnected());
+}
+
+TEST(LoopbackListener, ItMayBeDroppedOnItsOwnThread) {
+  auto listener = std::make_unique<LoopbackListener>();
+  const auto host = listener->host();
+  std::promise<void> dropped;
+  auto* bare = listener.get();
+  bare->start([&](std::string_view) {
+    listener = nullptr;
+    dropped.set_value();
+    return answerWith("last words");
+  });
+  const RawClient client(host);
+  client.send(getRequest(host, "/"));
+  dropped.get_future().wait();
+  client.receiveAll();
+  EXPECT_FALSE(RawClient(host).isConnected());
+}
+
+TEST(LoopbackListener, WithoutAnIPv4LoopbackItTakesTheOther) {
+  LoopbackLimits limits;
+  limits.addresses = {"192.0.2.1",
+                      "::1"};  // the first is for documentation only (RFC 5737), so no machine has it
+  try {
+    LoopbackListener listener(limits);
+    EXPECT_THAT(listener.host(), ::testing::MatchesRegex("\\[::1\\]:[0-9]+"));
+    listener.start(echo);
+    EXPECT_THAT(roundTrip(listener.host(), getRequest(listener.host(), "/")), HasSubstr("hello"));
+  } catch (const AnyError&) {
+    GTEST_SKIP() << "this machine has no IPv6 loopback";
+  }
+}
+
+TEST(LoopbackListener, WithoutAnyLoopbackItSaysSo) {
+  LoopbackLimits limits;
+  limits.addresses = {"192.0.2.1"};
+  const auto error = errorOf([&] { LoopbackListener{limits}; });
+  ASSERT_TRUE(error);
+  EXPECT_THAT(*error, IsError("org.openid.appauth.general", -101, HasSubstr("could not open a port")));
+}
+
+TEST(LoopbackListener, NoSocketIsInheritedByPrograms) {
+  const auto openDescriptors = [] {
+    std::vector<int> leaky;
+    for (int descriptor = 3; descriptor < 256; ++descriptor) {
+      const int flags = ::fcntl(descriptor, F_GETFD);
+      if (flags >= 0 && !(flags & FD_CLOEXEC)) leaky.push_back(descriptor);
+    }
+    return leaky;
+  };
+  const auto before = openDescriptors();
+  LoopbackListener listener;
+  std::promise<void> isHeld;
+  listener.start([&](std::string_view) -> std::optional<std::string> {
+    isHeld.set_value();
+    return std::nullopt;
+  });
+  const RawClient held(listener.host());
+  held.send(getRequest(listener.host(), "/hold"));
+  isHeld.get_future().wait();
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+}  // namespace
+}  // namespace corvane::test

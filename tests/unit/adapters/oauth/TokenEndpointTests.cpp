@@ -1,0 +1,132 @@
+#include "Documents.hpp"
+#include "ScriptedHTTPClient.hpp"
+#include "oauth/OAuthErrors.hpp"
+#include "oauth/TokenEndpoint.hpp"
+#include "support/ManualQueue.hpp"
+
+#include <gmock/gmock.h>
+
+namespace corvane::test {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+struct TokenEndpointTest : ::testing::Test {
+  std::shared_ptr<ScriptedHTTPClient> http = std::make_shared<ScriptedHTTPClient>();
+  std::shared_ptr<ManualQueue> pool = std::make_shared<ManualQueue>();
+  TokenEndpoint endpoint{http, pool, "https://oauth2.example/token"};
+  std::optional<Result<TokenResponse, NSError>> result;
+  std::shared_ptr<Cancellable> request;
+
+  std::shared_ptr<ScriptedHTTPClient::Exchange> send() {
+    request =
+        endpoint.send(dataFromText("code=secret-code"), [this](auto answer) { result = std::move(answer); });
+    return http->next();
+  }
+  NSError errorFor(int status, std::string_view body) {
+    send()->answer(status, body);
+    return result->error();
+  }
+};
+
+TEST_F(TokenEndpointTest, PostsTheFormAndGivesTheTokens) {
+  const auto exchange = send();
+  EXPECT_EQ(exchange->request.method, "POST");
+  EXPECT_EQ(exchange->request.url, "https://oauth2.example/token");
+  EXPECT_EQ(exchange->form(), "code=secret-code");
+  EXPECT_TRUE(exchange->request.bearer.empty());
+  EXPECT_THAT(exchange->request.headers, ::testing::Contains(std::pair<std::string, std::string>(
+                                             "Content-Type", "application/x-www-form-urlencoded")));
+  exchange->answer(200, goodTokens("x").dump());
+  ASSERT_TRUE(result && *result);
+  EXPECT_EQ(result->value().accessToken, Secret("access-token-of-the-exchange"));
+}
+
+TEST_F(TokenEndpointTest, AnInvalidGrantSaysToSignInAgain) {
+  const auto error =
+      errorFor(400, R"({"error":"invalid_grant","error_description":"Token has been expired or revoked."})");
+  EXPECT_EQ(error.domain(), "org.openid.appauth.oauth_token");
+  EXPECT_EQ(error.code(), -10);
+  EXPECT_THAT(error.localizedDescription(), HasSubstr("Sign in again"));
+  const auto& response = *error.userInfo().at("OIDOAuthErrorResponseErrorKey").dictionary();
+  EXPECT_EQ(*response.at("error").text(), "invalid_grant");
+  EXPECT_EQ(*response.at("error_description").text(), "Token has been expired or revoked.");
+}
+
+TEST_F(TokenEndpointTest, OtherRefusalsKeepTheirNameAndHaveTheirCode) {
+  const std::initializer_list<std::tuple<int, const char*, std::int64_t>> rows{
+      {400, "invalid_request", -2}, {400, "unauthorized_client", -3}, {403, "access_denied", -4},
+      {400, "invalid_scope", -6},   {401, "invalid_client", -9},      {400, "unsupported_grant_type", -11},
+      {429, "slow_down", -61440}};
+  for (const auto& [status, name, code] : rows) {
+    const auto error = errorFor(status, JSONDocument{{"error", name}}.dump());
+    EXPECT_EQ(error.domain(), "org.openid.appauth.oauth_token");
+    EXPECT_EQ(error.code(), code) << name;
+    EXPECT_THAT(error.localizedDescription(), HasSubstr(name));
+  }
+}
+
+TEST_F(TokenEndpointTest, RefusalsOfAnyOtherShapeAreToldWithoutTheirBody) {
+  for (const auto* body :
+       {"<html>markup</html>", "", "[]", "{}", R"({"error":{"message":"markup"}})", "null"}) {
+    const auto error = errorFor(400, body);
+    EXPECT_EQ(error.domain(), "org.openid.appauth.oauth_token");
+    EXPECT_EQ(error.code(), -61440);
+    EXPECT_THAT(error.localizedDescription(), HasSubstr("HTTP 400"));
+    EXPECT_THAT(error.localizedDescription(), Not(HasSubstr("markup")));
+    EXPECT_EQ(error.userInfo().count("OIDOAuthErrorResponseErrorKey"), 0u);
+  }
+}
+
+TEST_F(TokenEndpointTest, HostileErrorTextsBecomeOneShortLine) {
+  const auto error = errorFor(
+      400, JSONDocument{{"error", "a\nb"}, {"error_description", "x\x1b[31m\u202e" + std::string(1000, 'y')}}
+               .dump());
+  EXPECT_THAT(error.localizedDescription(), ::testing::MatchesRegex("[ -~]*"));
+  EXPECT_LT(error.localizedDescription().size(), 400u);
+  EXPECT_EQ(*error.userInfo().at("OIDOAuthErrorResponseErrorKey").dictionary()->at("error").text(), "a?b");
+}
+
+TEST_F(TokenEndpointTest, ServerFailuresAndRedirectsAreBadServerResponses) {
+  for (const int status : {500, 502, 503, 504, 301, 302, 307, 304}) {
+    const auto error = errorFor(status, R"({"error":"invalid_grant"})");
+    EXPECT_EQ(error.domain(), "NSURLErrorDomain");
+    EXPECT_EQ(error.code(), -1011) << status;
+    EXPECT_THAT(error.localizedDescription(), HasSubstr(std::to_string(status)));
+    EXPECT_THAT(error.localizedDescription(), HasSubstr("oauth2.example"));
+  }
+}
+
+TEST_F(TokenEndpointTest, SuccessWithoutTokensCannotBeParsed) {
+  for (const auto* body : {"<html>Log in to the network</html>", "", "{}", "[]", R"({"access_token":"t"})"}) {
+    const auto error = errorFor(200, body);
+    EXPECT_EQ(error.domain(), "NSURLErrorDomain");
+    EXPECT_EQ(error.code(), -1017) << body;
+    EXPECT_THAT(error.localizedDescription(), Not(HasSubstr("Log in")));
+  }
+}
+
+TEST_F(TokenEndpointTest, TransportErrorsPassThrough) {
+  send()->fail(NSError(NSURLErrorDomain, -1009));
+  EXPECT_EQ(result->error().code(), -1009);
+}
+
+TEST_F(TokenEndpointTest, ARequestThatTheClientDropsFailsAsCancelledOnThePool) {
+  send()->drop();
+  EXPECT_FALSE(result);
+  pool->runAll();
+  EXPECT_EQ(result->error().domain(), "NSURLErrorDomain");
+  EXPECT_EQ(result->error().code(), -999);
+}
+
+TEST_F(TokenEndpointTest, ACancelledRequestIsSilent) {
+  const auto exchange = send();
+  request->cancel();
+  pool->runAll();
+  EXPECT_TRUE(exchange->isCancelled());
+  EXPECT_FALSE(result);
+}
+
+}  // namespace
+}  // namespace corvane::test
