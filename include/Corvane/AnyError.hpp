@@ -22,7 +22,8 @@ class AnyError : public std::exception {
  public:
   /// Holds any type that has an error's name or its own domain (see ErrorBridge.hpp).
   template <class Error>
-  requires BridgedError<std::remove_cvref_t<Error>> AnyError(Error&& error)
+  requires(BridgedError<std::remove_cvref_t<Error>> && !std::is_same_v<std::remove_cvref_t<Error>, NSError>)
+      AnyError(Error&& error)
       : storage_(std::make_shared<Typed<std::remove_cvref_t<Error>>>(std::forward<Error>(error))) {}
 
   /// An NSError that was made from a typed error becomes that error again.
