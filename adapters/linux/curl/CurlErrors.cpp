@@ -131,8 +131,8 @@ NSError transferError(const TransferFailure& failure) {
     case CURLE_FILESIZE_EXCEEDED:
       return bodyTooLargeError(failure.host);
     case CURLE_OUT_OF_MEMORY:
-      // libcurl's limit for one header line shows as this.
-      return says(failure, "header") ? headersTooLargeError(failure.host) : outOfMemoryError(failure.host);
+      // libcurl's limit for one header line (100 kB) shows as this, and memory hardly ever runs out just there.
+      return failure.inHeaders ? headersTooLargeError(failure.host) : outOfMemoryError(failure.host);
     case CURLE_PARTIAL_FILE:
       return lost(failure, "the answer ended early");
     case CURLE_GOT_NOTHING:

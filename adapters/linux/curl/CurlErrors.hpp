@@ -16,6 +16,7 @@ struct TransferFailure {
   int systemError = 0;      // errno of the last failed connect
   long proxyStatus = 0;     // of the answer to CONNECT
   bool connected = false;   // TLS included
+  bool inHeaders = false;   // connected, and no byte of a body yet
   bool hasNetwork = true;   // an interface other than loopback is up
 };
 

@@ -11,9 +11,7 @@ namespace {
 
 /// Further requests of a client wait for one of these to end: a thousand at once must not use up the
 /// descriptors.
-constexpr std::size_t maxRunningPerClient = 64;
-constexpr long maxIdleConnectionsPerClient = 16;
-
+constexpr unsigned maxRunningPerClient = 64;
 constexpr int untilWoken = 3'600'000;  // ms
 constexpr int untilMemoryIsBack = 20;  // ms
 
@@ -29,7 +27,7 @@ CurlLoop::CurlLoop(TransferSettings settings, std::string extraCAFile, std::shar
   // Without a descriptor for its wake-up call, the handle works but sleeps through its mail.
   if (!multi_ || curl_multi_wakeup(multi_.get()) != CURLM_OK)
     throw std::system_error(errno ? errno : ENOMEM, std::generic_category());
-  curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, maxIdleConnectionsPerClient);
+  curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, long{maxRunningPerClient});
   mailbox_->setMulti(multi_.get());
 }
 

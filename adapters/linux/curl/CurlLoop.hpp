@@ -17,7 +17,7 @@ namespace corvane {
 /// any of the host's code, and never waits for anything but its sockets and its mail.
 class CurlLoop {
  public:
-  /// Throws NSError's reason as std::system_error when the machine gives no multi handle.
+  /// Throws std::system_error when the machine gives no multi handle.
   CurlLoop(TransferSettings settings, std::string extraCAFile, std::shared_ptr<Queue> pool,
            std::shared_ptr<Mailbox> mailbox);
   ~CurlLoop();
@@ -35,7 +35,7 @@ class CurlLoop {
     std::shared_ptr<ClientState> client;
     std::shared_ptr<CurlShare> share;
     unsigned generation = 0;
-    std::size_t running = 0;
+    unsigned running = 0;
     ExchangeQueue waiting;
   };
   using Transfers = std::unordered_map<CURL*, std::unique_ptr<CurlTransfer>>;

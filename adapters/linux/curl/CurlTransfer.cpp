@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <new>
 
@@ -24,11 +25,6 @@ std::string_view trimmed(std::string_view text) {
   const auto first = text.find_first_not_of(" \t\r\n");
   if (first == text.npos) return {};
   return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
-}
-
-/// Programs that the host starts, a browser for one, must not inherit the connection.
-curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) noexcept {
-  return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
 }  // namespace
@@ -51,7 +47,8 @@ CurlTransfer::CurlTransfer(std::shared_ptr<Exchange> exchange, std::shared_ptr<C
   // A look-up that nobody waits for any more is left to its thread; otherwise removing the handle would wait
   // for it.
   set(CURLOPT_QUICK_EXIT, 1L);
-  set(CURLOPT_OPENSOCKETFUNCTION, &openSocket);
+  set(CURLOPT_OPENSOCKETFUNCTION, &CurlTransfer::openSocket);
+  set(CURLOPT_OPENSOCKETDATA, static_cast<void*>(this));
   set(CURLOPT_TCP_KEEPALIVE, 1L);
   set(CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
   set(CURLOPT_HEADERDATA, static_cast<void*>(this));
@@ -151,6 +148,13 @@ void CurlTransfer::setLimits() {
   set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(limits_.body));
 }
 
+// Programs that the host starts, a browser for one, must not inherit the connection.
+curl_socket_t CurlTransfer::openSocket(void* self, curlsocktype, curl_sockaddr* address) noexcept {
+  const int opened = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+  if (opened < 0) static_cast<CurlTransfer*>(self)->socketError_ = errno;  // libcurl does not keep it
+  return opened;
+}
+
 std::size_t CurlTransfer::onHeader(char* data, std::size_t size, std::size_t count, void* self) noexcept {
   auto& transfer = *static_cast<CurlTransfer*>(self);
   try {
@@ -245,8 +249,9 @@ NSError CurlTransfer::failure(CURLcode code) const {
   curl_easy_getinfo(handle(), CURLINFO_OS_ERRNO, &systemError);
   curl_easy_getinfo(handle(), CURLINFO_HTTP_CONNECTCODE, &failure.proxyStatus);
   curl_easy_getinfo(handle(), CURLINFO_PRETRANSFER_TIME_T, &connectedAfter);
-  failure.systemError = static_cast<int>(systemError);
+  failure.systemError = systemError ? static_cast<int>(systemError) : socketError_;
   failure.connected = connectedAfter > 0;
+  failure.inHeaders = failure.connected && !inBody_;
   failure.hasNetwork = code != CURLE_COULDNT_RESOLVE_HOST || hasNetworkInterface();
   return transferError(failure);
 }

@@ -55,6 +55,7 @@ class CurlTransfer {
   void setHeaders(const std::string& userAgent);
   void setLimits();
 
+  static curl_socket_t openSocket(void* self, curlsocktype purpose, curl_sockaddr* address) noexcept;
   static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self) noexcept;
   static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self) noexcept;
   bool acceptHeader(std::string_view line);
@@ -70,6 +71,7 @@ class CurlTransfer {
   std::unique_ptr<CURL, HandleDeleter> handle_;
 
   HTTPResponse response_;
+  int socketError_ = 0;
   std::size_t headerBytes_ = 0;
   bool inBody_ = false;
   Stopped stopped_ = Stopped::no;

@@ -3,13 +3,20 @@
 #include "CurlErrors.hpp"
 #include "GzipInflater.hpp"
 
+#include <algorithm>
 #include <new>
 
 namespace corvane {
 namespace {
 
+// Names of encodings are case-insensitive, and x-gzip is gzip (RFC 9110, 8.4.1).
+bool isEncoding(std::string_view value, std::string_view name) {
+  return std::equal(value.begin(), value.end(), name.begin(), name.end(),
+                    [](char a, char b) { return a == b || (a >= 'A' && a <= 'Z' && a - 'A' + 'a' == b); });
+}
+
 bool isGzip(std::string_view encoding) {
-  return encoding == "gzip" || encoding == "x-gzip";
+  return isEncoding(encoding, "gzip") || isEncoding(encoding, "x-gzip");
 }
 
 void dropHeader(HTTPResponse& response, std::string_view name) {
@@ -47,7 +54,7 @@ Result<HTTPResponse, NSError> Exchange::inflatedOutcome() {
   if (!outcome_->isSuccess()) return *std::move(outcome_);
   HTTPResponse response = std::move(*outcome_).value();
   const auto encoding = response.header("content-encoding");
-  if (response.body.empty() || encoding.empty() || encoding == "identity")
+  if (response.body.empty() || encoding.empty() || isEncoding(encoding, "identity"))
     return Outcome::success(std::move(response));
   if (!isGzip(encoding)) return Outcome::failure(unknownEncodingError(target_.display));
 
