@@ -8,7 +8,7 @@ namespace {
 // Closes the pool when the last queue goes. The pool itself lives on until its last thread has left it.
 class PoolOwner {
  public:
-  PoolOwner() = default;
+  explicit PoolOwner(QueueTuning tuning) : pool_(std::make_shared<WorkerPool>(tuning)) {}
   ~PoolOwner() { pool_->close(); }
   PoolOwner(const PoolOwner&) = delete;
   PoolOwner& operator=(const PoolOwner&) = delete;
@@ -16,7 +16,7 @@ class PoolOwner {
   WorkerPool& pool() const { return *pool_; }
 
  private:
-  std::shared_ptr<WorkerPool> pool_ = std::make_shared<WorkerPool>();
+  std::shared_ptr<WorkerPool> pool_;
 };
 
 class AsioQueue final : public Queue {
@@ -34,8 +34,8 @@ class AsioQueue final : public Queue {
 
 }  // namespace
 
-LinuxQueues makeLinuxQueues() {
-  const auto owner = std::make_shared<PoolOwner>();
+LinuxQueues makeLinuxQueues(QueueTuning tuning) {
+  const auto owner = std::make_shared<PoolOwner>(tuning);
   return {std::make_shared<AsioQueue>(owner), std::make_shared<AsioQueue>(owner)};
 }
 

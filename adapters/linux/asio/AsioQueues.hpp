@@ -1,5 +1,7 @@
 #pragma once
 
+#include "asio/QueueTuning.hpp"
+
 #include <CorvanePlatform/Queue.hpp>
 
 #include <memory>
@@ -21,6 +23,6 @@ struct LinuxQueues {
 /// Cancellation: a timer's block is dropped within cancel(), on the caller's thread.
 /// Errors: std::system_error from the first post if not one thread can be started. An exception that leaves a block
 /// ends the program.
-LinuxQueues makeLinuxQueues();
+LinuxQueues makeLinuxQueues(QueueTuning tuning = {});
 
 }  // namespace corvane

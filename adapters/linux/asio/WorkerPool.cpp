@@ -30,10 +30,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto firstPatience = 20ms;
 constexpr auto leastPatience = 2ms;
-constexpr auto idleBeforeLeaving = 5s;
-constexpr int mostWorkers = 512;
 constexpr auto longestDelay = std::chrono::hours(24 * 365 * 100);  // keeps "now plus delay" within the clock
 
 int coreWorkers() {
@@ -44,8 +41,9 @@ thread_local const WorkerPool* poolOfThisThread = nullptr;
 
 }  // namespace
 
-WorkerPool::WorkerPool()
-    : workGuard_(workContext_.get_executor()),
+WorkerPool::WorkerPool(QueueTuning tuning)
+    : tuning_(tuning),
+      workGuard_(workContext_.get_executor()),
       clockGuard_(clockContext_.get_executor()),
       supervisor_(clockContext_) {}
 
@@ -135,7 +133,7 @@ void WorkerPool::watchIfStarved() noexcept {
   if (waiting_.load() <= 0 || busy_.load() < workers_.load()) return;
   if (watched_.load() || watched_.exchange(true)) return;
   boost::asio::post(clockContext_, [this] {
-    patience_ = firstPatience;
+    patience_ = tuning_.patience;
     superviseSoon();
   });
 }
@@ -155,11 +153,11 @@ void WorkerPool::supervise() {
     return;
   }
   if (finished_.load() != finishedBefore_) {
-    patience_ = firstPatience;
+    patience_ = tuning_.patience;
   } else if (addWorker(true)) {
     patience_ = std::max<std::chrono::milliseconds>(patience_ / 2, leastPatience);
   } else {
-    patience_ = firstPatience;
+    patience_ = tuning_.patience;
   }
   superviseSoon();
 }
@@ -186,7 +184,7 @@ void WorkerPool::start() {
 
 bool WorkerPool::addWorker(bool surplus) noexcept {
   const std::lock_guard lock(threadsMutex_);
-  if (ended_ || workers_.load() >= mostWorkers) return false;
+  if (ended_ || workers_.load() >= tuning_.mostWorkers) return false;
   workers_.fetch_add(1);
   try {
     const SignalsBlocked signals;
@@ -204,7 +202,7 @@ void WorkerPool::work(bool surplus) noexcept {
   poolOfThisThread = this;
   pthread_setname_np(pthread_self(), "corvane-worker");
   if (surplus) {
-    while (workContext_.run_one_for(idleBeforeLeaving) > 0) {
+    while (workContext_.run_one_for(tuning_.idleBeforeLeaving) > 0) {
     }
   } else {
     workContext_.run();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "asio/QueueTuning.hpp"
 #include "asio/Timer.hpp"
 
 #include <CorvanePlatform/Queue.hpp>
@@ -23,7 +24,7 @@ namespace corvane {
 /// Its threads hold it, so it ends with the last of them. See WorkerPool.cpp for how they come and go.
 class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
  public:
-  WorkerPool();
+  explicit WorkerPool(QueueTuning tuning);
 
   void post(Block block);
   std::shared_ptr<Cancellable> postAfter(std::chrono::microseconds delay, Block block);
@@ -62,6 +63,8 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
   void schedule(const std::shared_ptr<Timer>& timer, std::chrono::steady_clock::time_point due);
   void fire(const std::shared_ptr<Timer>& timer);
   void dropTimers() noexcept;
+
+  const QueueTuning tuning_;
 
   Context workContext_;
   Context clockContext_{1};

@@ -1,0 +1,265 @@
+#include "asio/AsioQueues.hpp"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <ctime>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <future>
+#include <iterator>
+#include <latch>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <pthread.h>
+
+namespace corvane {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::chrono::seconds generously{60};
+
+// Counts this process's threads that carry a name of the queues.
+long queueThreads() {
+  long count = 0;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::string name;
+    std::ifstream(task.path() / "comm") >> name;
+    if (name == "corvane-worker" || name == "corvane-clock") ++count;
+  }
+  return count;
+}
+
+bool eventually(const std::function<bool()>& condition) {
+  const auto end = std::chrono::steady_clock::now() + generously;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::yield();
+  }
+  return true;
+}
+
+// Blocks that wait, from the first on, until the gate opens.
+class Gate {
+ public:
+  Block block() {
+    return [opened = opened_, this] {
+      ++inside_;
+      opened.wait();
+    };
+  }
+  void open() { opening_.set_value(); }
+  int inside() const { return inside_; }
+
+ private:
+  std::promise<void> opening_;
+  std::shared_future<void> opened_ = opening_.get_future().share();
+  std::atomic<int> inside_{0};
+};
+
+TEST(LinuxQueues, StartNoThreadBeforeTheFirstBlock) {
+  const LinuxQueues queues = makeLinuxQueues();
+  EXPECT_EQ(queueThreads(), 0);
+}
+
+TEST(LinuxQueues, AnswerWhileSixtyFourBlocksAreBlocked) {
+  Gate gate;
+  LinuxQueues queues = makeLinuxQueues();
+  for (int i = 0; i < 64; ++i) queues.userInitiated->async(gate.block());
+  auto answered = std::make_shared<std::promise<void>>();
+  queues.taskPool->async([answered] { answered->set_value(); });
+  EXPECT_EQ(answered->get_future().wait_for(generously), std::future_status::ready);
+  EXPECT_EQ(gate.inside(), 64);
+  gate.open();
+  queues = {};
+}
+
+TEST(LinuxQueues, FireTimersWhileSixtyFourBlocksAreBlocked) {
+  Gate gate;
+  LinuxQueues queues = makeLinuxQueues();
+  for (int i = 0; i < 64; ++i) queues.taskPool->async(gate.block());
+  auto fired = std::make_shared<std::promise<void>>();
+  const auto timer = queues.userInitiated->asyncAfter(1ms, [fired] { fired->set_value(); });
+  EXPECT_EQ(fired->get_future().wait_for(generously), std::future_status::ready);
+  gate.open();
+  queues = {};
+}
+
+TEST(LinuxQueues, RunABlockThatABlockedOneWaitsForWhileTheyAreDestroyed) {
+  LinuxQueues queues = makeLinuxQueues();
+  auto last = std::make_shared<std::promise<void>>();
+  const auto lastRan = last->get_future().share();
+  for (int i = 0; i < 16; ++i) queues.userInitiated->async([lastRan] { lastRan.wait(); });
+  queues.userInitiated->async([last] { last->set_value(); });
+  queues = {};
+  EXPECT_EQ(lastRan.wait_for(0s), std::future_status::ready);
+}
+
+TEST(LinuxQueues, AddNoMoreWorkersThanTheyMay) {
+  Gate gate;
+  QueueTuning tuning;
+  tuning.patience = 1ms;
+  tuning.mostWorkers = 4;
+  LinuxQueues queues = makeLinuxQueues(tuning);
+  for (int i = 0; i < 8; ++i) queues.userInitiated->async(gate.block());
+  ASSERT_TRUE(eventually([&] { return gate.inside() == 4; }));
+  const LinuxQueues clock = makeLinuxQueues();  // of its own, because these workers are all blocked
+  auto over = std::make_shared<std::promise<void>>();
+  const auto timer = clock.taskPool->asyncAfter(50ms, [over] { over->set_value(); });
+  over->get_future().wait();
+  EXPECT_EQ(gate.inside(), 4);
+  gate.open();
+  queues = {};
+}
+
+TEST(LinuxQueues, LetSurplusWorkersGoOnceTheyAreIdle) {
+  Gate gate;
+  QueueTuning tuning;
+  tuning.patience = 1ms;
+  tuning.idleBeforeLeaving = 1ms;
+  LinuxQueues queues = makeLinuxQueues(tuning);
+  for (int i = 0; i < 16; ++i) queues.userInitiated->async(gate.block());
+  ASSERT_TRUE(eventually([&] { return gate.inside() == 16; }));
+  EXPECT_GE(queueThreads(), 16);
+  gate.open();
+  EXPECT_TRUE(eventually([] { return queueThreads() <= 4 + 1; }));
+
+  auto answered = std::make_shared<std::promise<void>>();
+  queues.taskPool->async([answered] { answered->set_value(); });
+  EXPECT_EQ(answered->get_future().wait_for(generously), std::future_status::ready);
+}
+
+TEST(LinuxQueues, LeaveNoThreadBehind) {
+  for (int round = 0; round < 50; ++round) {
+    LinuxQueues queues = makeLinuxQueues();
+    queues.taskPool->async([] {});
+    queues = {};
+    ASSERT_EQ(queueThreads(), 0);
+  }
+}
+
+TEST(LinuxQueues, MayBeDroppedOnOneOfTheirOwnWorkers) {
+  for (int round = 0; round < 50; ++round) {
+    auto queues = std::make_shared<LinuxQueues>(makeLinuxQueues());
+    std::promise<void> released;
+    auto later = std::make_shared<std::promise<void>>();
+    auto laterRan = later->get_future();
+    queues->userInitiated->async([queues, go = released.get_future().share(), later]() mutable {
+      go.wait();
+      queues->taskPool->async([later] { later->set_value(); });
+      queues.reset();
+    });
+    queues.reset();
+    released.set_value();
+    EXPECT_EQ(laterRan.wait_for(generously), std::future_status::ready);
+  }
+  EXPECT_TRUE(eventually([] { return queueThreads() == 0; }));
+}
+
+TEST(LinuxQueues, MayBeDroppedByTheEndOfTheirOwnTimersBlock) {
+  auto queues = std::make_shared<LinuxQueues>(makeLinuxQueues());
+  const std::weak_ptr<LinuxQueues> watched = queues;
+  const auto timer = queues->userInitiated->asyncAfter(1ms, [queues] {});
+  queues.reset();
+  EXPECT_TRUE(eventually([&] { return watched.expired() && queueThreads() == 0; }));
+}
+
+TEST(LinuxQueues, RunOrDropEachTimerOnceWhenCancellingRacesWithFiring) {
+  constexpr int count = 2000;
+  std::atomic<int> ran{0};
+  std::atomic<int> dropped{0};
+  LinuxQueues queues = makeLinuxQueues();
+  struct Witness {
+    std::atomic<int>& gone;
+    ~Witness() { ++gone; }
+  };
+  std::vector<std::shared_ptr<Cancellable>> timers;
+  for (int i = 0; i < count; ++i) {
+    auto witness = std::make_unique<Witness>(dropped);
+    timers.push_back(queues.taskPool->asyncAfter(std::chrono::microseconds(i % 300),
+                                                 [&ran, witness = std::move(witness)] { ++ran; }));
+  }
+  std::thread other([&] {
+    for (const auto& timer : timers) timer->cancel();
+  });
+  for (auto timer = timers.rbegin(); timer != timers.rend(); ++timer) (*timer)->cancel();
+  other.join();
+  queues = {};
+  EXPECT_LE(ran, count);
+  EXPECT_EQ(dropped, count);
+}
+
+TEST(LinuxQueues, TakeBlocksFromManyThreadsAtOnce) {
+  constexpr int threads = 8;
+  constexpr int each = 2000;
+  std::atomic<int> ran{0};
+  LinuxQueues queues = makeLinuxQueues();
+  {
+    std::latch start(threads);
+    std::vector<std::jthread> posters;
+    for (int i = 0; i < threads; ++i)
+      posters.emplace_back([&] {
+        start.arrive_and_wait();
+        for (int j = 0; j < each; ++j) queues.userInitiated->async([&ran] { ++ran; });
+      });
+  }
+  queues = {};
+  EXPECT_EQ(ran, threads * each);
+}
+
+TEST(LinuxQueues, KeepTheHostsSignalsAwayFromTheirThreads) {
+  LinuxQueues queues = makeLinuxQueues();
+  std::promise<sigset_t> answer;
+  queues.userInitiated->async([&answer] {
+    sigset_t mask;
+    pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+    answer.set_value(mask);
+  });
+  const sigset_t mask = answer.get_future().get();
+  for (const int signal : {SIGINT, SIGTERM, SIGPIPE, SIGCHLD, SIGALRM, SIGUSR1})
+    EXPECT_EQ(sigismember(&mask, signal), 1) << signal;
+  EXPECT_EQ(sigismember(&mask, SIGSEGV), 0);
+  sigset_t own;
+  pthread_sigmask(SIG_SETMASK, nullptr, &own);
+  EXPECT_EQ(sigismember(&own, SIGINT), 0);
+}
+
+TEST(LinuxQueues, UseNoProcessorTimeWhileIdle) {
+  const auto processorTime = [] {
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+  };
+  LinuxQueues queues = makeLinuxQueues();
+  auto warm = std::make_shared<std::promise<void>>();
+  queues.taskPool->async([warm] { warm->set_value(); });
+  warm->get_future().wait();
+  const auto before = processorTime();
+  auto over = std::make_shared<std::promise<void>>();
+  const auto timer = queues.taskPool->asyncAfter(500ms, [over] { over->set_value(); });
+  over->get_future().wait();
+  EXPECT_LT(processorTime() - before, 100ms);
+}
+
+TEST(LinuxQueuesDeathTest, EndTheProgramWhenAnExceptionLeavesABlock) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        LinuxQueues queues = makeLinuxQueues();
+        queues.userInitiated->async([] { throw std::runtime_error("left a block"); });
+        queues = {};
+      },
+      "left a block");
+}
+
+}  // namespace
+}  // namespace corvane
