@@ -1,0 +1,167 @@
+#include "Gzip.hpp"
+#include "HTTPFixture.hpp"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <fcntl.h>
+
+namespace corvane::test {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+
+HTTPLimits smallLimits() {
+  HTTPLimits limits;
+  limits.body = 64 << 10;
+  limits.headers = 16 << 10;
+  return limits;
+}
+
+struct Excess {
+  std::string name;
+  ScriptedServer::Script script;
+};
+
+ScriptedServer::Script sendForEver(std::string first, std::string then) {
+  return [first = std::move(first), then = std::move(then)](ScriptedConnection& connection) {
+    connection.readRequest();
+    connection.send(first);
+    connection.sendForEver(then);
+  };
+}
+
+const Excess excesses[] = {
+    {"BodyAnnouncedTooLarge", answerAndClose("HTTP/1.1 200 OK\r\nContent-Length: 10737418240\r\n\r\n")},
+    {"EndlessChunks", sendForEver("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n",
+                                  "1000\r\n" + std::string(4096, 'x') + "\r\n")},
+    {"EndlessBodyUntilClose", sendForEver("HTTP/1.1 200 OK\r\n\r\n", std::string(4096, 'x'))},
+    {"GzipBomb", answerAndClose(httpAnswer(gzip(std::string(32 << 20, 'x')), "Content-Encoding: gzip\r\n"))},
+    {"EndlessHeaders", sendForEver("HTTP/1.1 200 OK\r\n", "X-More: and more\r\n")},
+    {"EndlessHeaderLine", sendForEver("HTTP/1.1 200 OK\r\nX-More: ", std::string(4096, 'x'))},
+    {"EndlessInterimAnswers", sendForEver("", "HTTP/1.1 103 Early Hints\r\nLink: <x>\r\n\r\n")},
+    {"EndlessTrailers", sendForEver("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\r\n",
+                                    "X-More: and more\r\n")},
+};
+
+class Excesses : public testing::TestWithParam<Excess> {};
+
+TEST_P(Excesses, AreCutOffAtALowLimit) {
+  const ScriptedServer server(GetParam().script);
+  HTTPFixture http(smallLimits());
+  const auto answer = http.get(server.url());
+  ASSERT_THAT(answer, IsURLError(-1103));
+  EXPECT_THAT(answer.error().localizedDescription(), HasSubstr("too large"));
+}
+
+TEST_P(Excesses, AreCutOffAtTheUsualLimit) {
+  const ScriptedServer server(GetParam().script);
+  HTTPFixture http;
+  EXPECT_THAT(http.get(server.url()), IsURLError(-1103));
+}
+
+INSTANTIATE_TEST_SUITE_P(, Excesses, testing::ValuesIn(excesses),
+                         [](const auto& test) { return test.param.name; });
+
+TEST(BodyLimit, IsReachedButNotPassed) {
+  const std::string exact(64 << 10, 'x');
+  const ScriptedServer plain(alwaysAnswer(httpAnswer(exact)));
+  const ScriptedServer packed(alwaysAnswer(httpAnswer(gzip(exact), "Content-Encoding: gzip\r\n")));
+  const ScriptedServer packedOneMore(
+      alwaysAnswer(httpAnswer(gzip(exact + "x"), "Content-Encoding: gzip\r\n")));
+  HTTPFixture http(smallLimits());
+  EXPECT_THAT(http.get(plain.url()), IsAnswer(200, exact));
+  EXPECT_THAT(http.get(packed.url()), IsAnswer(200, exact));
+  EXPECT_THAT(http.get(packedOneMore.url()), IsURLError(-1103));
+}
+
+HTTPLimits impatient() {
+  HTTPLimits limits;
+  limits.connect = 100ms;
+  limits.stall = 1s;
+  return limits;
+}
+
+TEST(StallLimit, EndsAnAnswerThatNeverBegins) {
+  const ScriptedServer server([](ScriptedConnection& connection) { connection.waitForEnd(); });
+  HTTPFixture http(impatient());
+  const auto answer = http.get(server.url("/?secret"));
+  ASSERT_THAT(answer, IsURLError(-1001));
+  EXPECT_THAT(answer.error().localizedDescription(), HasSubstr("too slowly"));
+}
+
+TEST(StallLimit, EndsAnAnswerThatStopsAfterItsHeaders) {
+  const ScriptedServer server([](ScriptedConnection& connection) {
+    connection.readRequest();
+    connection.send("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n");
+    connection.waitForEnd();
+  });
+  HTTPFixture http(impatient());
+  EXPECT_THAT(http.get(server.url()), IsURLError(-1001));
+}
+
+TEST(StallLimit, EndsABodyThatTrickles) {
+  const ScriptedServer server([](ScriptedConnection& connection) {
+    connection.readRequest();
+    connection.send("HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n");
+    while (!connection.endsWithin(300ms)) connection.send("x");
+  });
+  HTTPFixture http(impatient());
+  EXPECT_THAT(http.get(server.url()), IsURLError(-1001));
+}
+
+TEST(ConnectLimit, CoversTheHandshake) {
+  // Plain TCP that takes the client's greeting and says nothing.
+  const ScriptedServer silent([](ScriptedConnection& connection) { connection.waitForEnd(); });
+  HTTPFixture http(impatient());
+  const auto answer = http.get("https://127.0.0.1:" + std::to_string(silent.port()) + "/?secret");
+  ASSERT_THAT(answer, IsURLError(-1001));
+  EXPECT_THAT(answer.error().localizedDescription(), HasSubstr("Connecting"));
+}
+
+/// Takes every descriptor that this process may have.
+class NoDescriptorsLeft {
+ public:
+  NoDescriptorsLeft() {
+    ::getrlimit(RLIMIT_NOFILE, &before_);
+    const int lowest = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ::close(lowest);
+    rlimit none = before_;
+    none.rlim_cur = static_cast<rlim_t>(lowest);
+    ::setrlimit(RLIMIT_NOFILE, &none);
+  }
+  ~NoDescriptorsLeft() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+
+ private:
+  rlimit before_{};
+};
+
+TEST(OutOfDescriptors, FailsTheFirstRequestAndTheNextOneWorks) {
+  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
+  HTTPFixture http;
+  {
+    const NoDescriptorsLeft exhausted;
+    const auto answer = http.get(server.url());
+    ASSERT_THAT(answer, IsURLError(-1004));
+    EXPECT_THAT(answer.error().localizedDescription(), HasSubstr("open files"));
+  }
+  EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
+}
+
+TEST(OutOfDescriptors, FailsALaterRequestAndTheNextOneWorks) {
+  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
+  HTTPFixture http;
+  ASSERT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
+  {
+    const NoDescriptorsLeft exhausted;
+    const auto answer = http.perform(makeRequest("DELETE", server.url()));  // never on a used connection
+    ASSERT_THAT(answer, IsURLError(-1004));
+    EXPECT_THAT(answer.error().localizedDescription(), HasSubstr("files are open"));
+  }
+  EXPECT_THAT(http.perform(makeRequest("DELETE", server.url())), IsAnswer(200, "ok"));
+}
+
+}  // namespace
+}  // namespace corvane::test

@@ -1,0 +1,135 @@
+#include "HTTPFixture.hpp"
+
+#include <gtest/gtest.h>
+
+namespace corvane::test {
+namespace {
+
+using testing::HasSubstr;
+
+/// An authority that the client is told to trust.
+struct TLSFixture : testing::Test {
+  Identity authority = makeAuthority("Corvane test authority");
+  TemporaryFile authorityFile{authority.pem()};
+
+  Answer getFrom(const ScriptedServer& server, const std::string& host = "localhost") {
+    HTTPFixture http({}, authorityFile.path());
+    auto request = makeRequest("GET", server.url(host, "/?s3cret"));
+    request.bearer = Secret("s3cret");
+    return http.perform(std::move(request));
+  }
+
+  static ScriptedServer serverWith(Identity identity, int onlyVersion = 0) {
+    return ScriptedServer({std::move(identity), onlyVersion}, alwaysAnswer(httpAnswer("ok")));
+  }
+};
+
+TEST_F(TLSFixture, ExtraAuthorityIsTrustedBesideTheSystems) {
+  const auto server = serverWith(makeServerIdentity(authority, "localhost"));
+  EXPECT_THAT(getFrom(server), IsAnswer(200, "ok"));
+}
+
+TEST_F(TLSFixture, CertificateForAnAddressIsTrusted) {
+  const auto server = serverWith(makeServerIdentity(authority, "127.0.0.1"));
+  EXPECT_THAT(getFrom(server, "127.0.0.1"), IsAnswer(200, "ok"));
+}
+
+TEST_F(TLSFixture, ExpiredCertificateIsNotTrusted) {
+  const auto server = serverWith(makeServerIdentity(authority, "localhost", Validity::past));
+  const auto answer = getFrom(server);
+  ASSERT_THAT(answer, IsURLError(-1202));
+  EXPECT_THAT(answer.error().localizedDescription(), HasSubstr("expired"));
+  EXPECT_THAT(answer.error().localizedDescription(), HasSubstr("localhost"));
+}
+
+TEST_F(TLSFixture, CertificateOfAnotherHostIsNotTrusted) {
+  const auto server = serverWith(makeServerIdentity(authority, "drive.example.com"));
+  EXPECT_THAT(getFrom(server), IsURLError(-1202));
+}
+
+TEST_F(TLSFixture, UnknownAuthorityIsNotTrusted) {
+  const Identity stranger = makeAuthority("Unknown authority");
+  const auto server = serverWith(makeServerIdentity(stranger, "localhost"));
+  EXPECT_THAT(getFrom(server), IsURLError(-1202));
+}
+
+TEST_F(TLSFixture, SelfSignedCertificateIsNotTrusted) {
+  const auto server = serverWith(makeSelfSigned("localhost"));
+  const auto answer = getFrom(server);
+  ASSERT_THAT(answer, IsURLError(-1202));
+  EXPECT_THAT(answer.error().localizedDescription(), HasSubstr("self"));
+}
+
+TEST_F(TLSFixture, SystemsAuthoritiesAloneDoNotKnowTheExtraOne) {
+  const auto server = serverWith(makeServerIdentity(authority, "localhost"));
+  HTTPFixture http;
+  EXPECT_THAT(http.get(server.url("localhost", "/")), IsURLError(-1202));
+}
+
+TEST_F(TLSFixture, OldProtocolIsRefused) {
+  const auto server = serverWith(makeServerIdentity(authority, "localhost"), TLS1_1_VERSION);
+  EXPECT_THAT(getFrom(server), IsURLError(-1200));
+}
+
+TEST_F(TLSFixture, OldestAcceptedProtocolIsAccepted) {
+  const auto server = serverWith(makeServerIdentity(authority, "localhost"), TLS1_2_VERSION);
+  EXPECT_THAT(getFrom(server), IsAnswer(200, "ok"));
+}
+
+TEST_F(TLSFixture, ServerThatDoesNotSpeakTLSFailsTheHandshake) {
+  const ScriptedServer plain([](ScriptedConnection& connection) {
+    connection.send("HTTP/1.1 400 Bad Request\r\n\r\n");
+    connection.waitForEnd();
+  });
+  HTTPFixture http;
+  const auto answer = http.get("https://localhost:" + std::to_string(plain.port()) + "/?s3cret");
+  ASSERT_THAT(answer, IsURLError(-1200));
+  EXPECT_THAT(answer.error().localizedDescription(), testing::Not(HasSubstr("s3cret")));
+}
+
+TEST_F(TLSFixture, AlertInTheHandshakeFailsIt) {
+  const ScriptedServer server([](ScriptedConnection& connection) {
+    connection.send(std::string_view("\x15\x03\x03\x00\x02\x02\x28", 7));  // fatal, handshake_failure
+    connection.waitForEnd();
+  });
+  HTTPFixture http;
+  EXPECT_THAT(http.get("https://localhost:" + std::to_string(server.port()) + "/"), IsURLError(-1200));
+}
+
+TEST_F(TLSFixture, TruncatedAnswerIsNoAnswer) {
+  // Without a length only the closing alert tells the end; a connection cut by someone in between has none.
+  const ScriptedServer server({makeServerIdentity(authority, "localhost"), 0},
+                              [](ScriptedConnection& connection) {
+                                connection.readRequest();
+                                connection.send("HTTP/1.1 200 OK\r\n\r\nhalf");
+                                connection.reset();
+                              });
+  EXPECT_THAT(getFrom(server), IsURLError(-1005));
+}
+
+TEST_F(TLSFixture, ConnectionIsKeptBetweenRequests) {
+  const auto server = serverWith(makeServerIdentity(authority, "localhost"));
+  HTTPFixture http({}, authorityFile.path());
+  for (int i = 0; i < 3; ++i) EXPECT_THAT(http.get(server.url("localhost", "/")), IsAnswer(200, "ok"));
+  EXPECT_EQ(server.connections(), 1);
+}
+
+TEST_F(TLSFixture, MissingAuthorityFileFailsSecureRequestsOnlyAndIsNamed) {
+  const ScriptedServer plain(alwaysAnswer(httpAnswer("ok")));
+  HTTPFixture http({}, "/nonexistent/authority.pem");
+  const auto answer = http.get("https://localhost:1/");
+  ASSERT_THAT(answer, IsURLError(-1200));
+  EXPECT_THAT(answer.error().localizedDescription(), HasSubstr("/nonexistent/authority.pem"));
+  EXPECT_THAT(http.get(plain.url()), IsAnswer(200, "ok"));
+}
+
+TEST_F(TLSFixture, AuthorityFileWithoutCertificatesIsRefused) {
+  const TemporaryFile file("nothing");
+  HTTPFixture http({}, file.path());
+  const auto answer = http.get("https://localhost:1/");
+  ASSERT_THAT(answer, IsURLError(-1200));
+  EXPECT_THAT(answer.error().localizedDescription(), HasSubstr("no PEM certificate"));
+}
+
+}  // namespace
+}  // namespace corvane::test
