@@ -4,6 +4,7 @@
 #include "StructuredError.hpp"
 
 #include <CorvanePlatform/DriveService.hpp>
+#include <URLErrors.hpp>
 
 #include <algorithm>
 #include <array>
@@ -15,7 +16,6 @@ namespace {
 
 constexpr std::int64_t refusedQueryCode = -1;               // HTTP statuses are positive
 constexpr std::int64_t userAuthenticationRequired = -1013;  // NSURLErrorUserAuthenticationRequired
-constexpr std::int64_t cannotParseResponse = -1017;         // NSURLErrorCannotParseResponse
 constexpr std::string_view posixErrorDomain = "NSPOSIXErrorDomain";
 
 UserInfo described(std::string description) {
@@ -50,13 +50,6 @@ std::string httpDescription(int httpStatus, std::string_view host) {
 
 }  // namespace
 
-std::string hostOf(std::string_view url) {
-  if (const auto scheme = url.find("://"); scheme != std::string_view::npos) url.remove_prefix(scheme + 3);
-  url = url.substr(0, url.find_first_of("/?#"));
-  if (const auto at = url.rfind('@'); at != std::string_view::npos) url.remove_prefix(at + 1);
-  return std::string(url);
-}
-
 NSError googleError(const DriveErrorObject& error, int httpStatus, std::string_view host,
                     std::string_view secret) {
   auto code = error.code.value_or(httpStatus);
@@ -75,11 +68,10 @@ NSError httpError(int httpStatus, std::string_view host) {
 }
 
 NSError notJSONError(std::string_view host) {
-  return {
-      NSURLErrorDomain, cannotParseResponse,
-      described("The answer from " + std::string(host) +
-                " is not Google Drive’s. A network’s sign-in page may be in the way: open any web page in a "
-                "browser, sign in to the network, and try again.")};
+  return urlError::make(urlError::cannotParseResponse,
+                        "The answer from " + std::string(host) + " is not one of Google Drive’s",
+                        "a network’s sign-in page may be in the way",
+                        "Open any web page in a browser, sign in to the network, and try again.");
 }
 
 NSError refusedQuery(std::string_view reason) {
@@ -87,10 +79,8 @@ NSError refusedQuery(std::string_view reason) {
 }
 
 NSError missingAuthorizerError() {
-  return {
-      NSURLErrorDomain, userAuthenticationRequired,
-      described(
-          "The Drive service has no session to sign its requests with. Nothing was sent. Sign in first.")};
+  return urlError::make(userAuthenticationRequired, "Nothing was sent",
+                        "the Drive service has no session to sign its requests with", "Sign in first.");
 }
 
 NSError outOfMemoryError() {

@@ -10,9 +10,6 @@
 // token, which no text may repeat.
 namespace corvane {
 
-/// The host (and port) of a URL, for error texts.
-std::string hostOf(std::string_view url);
-
 /// Google's own error. A rate limit that comes as a 403 is reported as 429, which Google's later services use
 /// for the same thing, so that it can be told from a lack of permission by its code; the structured error
 /// stays as it came.

@@ -4,6 +4,7 @@
 #include "DriveErrors.hpp"
 #include "DriveRequest.hpp"
 #include "RunningRequests.hpp"
+#include "URLHost.hpp"
 
 #include <utility>
 

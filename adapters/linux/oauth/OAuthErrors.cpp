@@ -36,11 +36,4 @@ std::string oneLine(std::string_view text) {
   return line;
 }
 
-std::string hostOf(std::string_view url) {
-  const auto separator = url.find("://");
-  if (separator == std::string_view::npos) return "the server";
-  url.remove_prefix(separator + 3);
-  return std::string(url.substr(0, url.find_first_of("/?#")));
-}
-
 }  // namespace corvane

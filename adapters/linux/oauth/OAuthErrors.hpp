@@ -34,7 +34,4 @@ NSError oauthResponseError(std::string_view domain, std::string_view error, std:
 /// 200.
 std::string oneLine(std::string_view text);
 
-/// The host of a URL, for error texts.
-std::string hostOf(std::string_view url);
-
 }  // namespace corvane

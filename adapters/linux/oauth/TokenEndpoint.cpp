@@ -3,6 +3,7 @@
 #include "OAuthErrors.hpp"
 #include "SecretJSON.hpp"
 #include "URLErrors.hpp"
+#include "URLHost.hpp"
 
 #include <atomic>
 #include <utility>
