@@ -6,7 +6,7 @@
 
 #include <array>
 #include <charconv>
-#include <chrono>
+#include <cstdint>
 
 namespace corvane {
 namespace {
@@ -31,17 +31,24 @@ void writeInteger(std::string& document, std::int64_t number) {
 }
 
 void writeDate(std::string& document, Date date) {
-  auto seconds = std::chrono::floor<std::chrono::seconds>(date);
-  auto fraction = (date - seconds).count();
-  auto count = (seconds - std::chrono::floor<std::chrono::seconds>(referenceDate)).count();
+  constexpr std::int64_t perSecond = 1'000'000;
+  constexpr std::int64_t referenceSeconds = referenceDate.time_since_epoch().count() / perSecond;
+  // Split before the reference is subtracted: not every instant fits 64 bits as microseconds from there.
+  const std::int64_t microseconds = date.time_since_epoch().count();
+  std::int64_t fraction = microseconds % perSecond;
+  std::int64_t count = microseconds / perSecond - referenceSeconds;
+  if (fraction < 0) {
+    --count;
+    fraction += perSecond;
+  }
   if (count < 0) document += '-';
   if (count < 0 && fraction > 0) {  // -0.25 is a second before, and three quarters on
     ++count;
-    fraction = 1'000'000 - fraction;
+    fraction = perSecond - fraction;
   }
   writeInteger(document, count < 0 ? -count : count);
   if (fraction == 0) return;
-  std::string decimals = std::to_string(1'000'000 + fraction).substr(1);
+  std::string decimals = std::to_string(perSecond + fraction).substr(1);
   decimals.erase(decimals.find_last_not_of('0') + 1);
   document += '.' + decimals;
 }

@@ -17,8 +17,6 @@
 namespace corvane {
 namespace {
 
-constexpr std::size_t keptLines = 8192;
-
 spdlog::level::level_enum spdlogLevel(LogLevel level) {
   switch (level) {
     case LogLevel::error:
@@ -53,7 +51,7 @@ std::string composed(const LogCategory& category, const Lumark::Message& message
 // The library's thread and logger. Both are made here and known to nobody else: the library's registry is the host's.
 class SpdlogLog::Writer {
  public:
-  explicit Writer(std::FILE* stream) : stream_(stream) {}
+  Writer(std::FILE* stream, std::size_t keptLines) : stream_(stream), keptLines_(keptLines) {}
   ~Writer() {
     if (!pool_) return;
     if (const std::size_t lost = pool_->overrun_counter(); lost > 0)
@@ -71,7 +69,7 @@ class SpdlogLog::Writer {
   void start() {
     const SignalsBlocked signals;
     auto pool = std::make_shared<spdlog::details::thread_pool>(
-        keptLines, 1, [] { pthread_setname_np(pthread_self(), "corvane-log"); });
+        keptLines_, 1, [] { pthread_setname_np(pthread_self(), "corvane-log"); });
     logger_ = std::make_shared<spdlog::async_logger>("corvane", std::make_shared<Sink>(stream_), pool,
                                                      spdlog::async_overflow_policy::overrun_oldest);
     logger_->set_level(spdlog::level::trace);
@@ -81,14 +79,15 @@ class SpdlogLog::Writer {
   }
 
   std::FILE* stream_;
+  std::size_t keptLines_;
   std::once_flag started_;
   std::shared_ptr<spdlog::async_logger> logger_;
   std::shared_ptr<spdlog::details::thread_pool>
       pool_;  // goes first: it writes the queue's rest and ends its thread
 };
 
-SpdlogLog::SpdlogLog(LogLevel level, std::FILE* stream)
-    : level_(level), writer_(std::make_unique<Writer>(stream)) {}
+SpdlogLog::SpdlogLog(LogLevel level, std::FILE* stream, std::size_t keptLines)
+    : level_(level), writer_(std::make_unique<Writer>(stream, keptLines)) {}
 SpdlogLog::~SpdlogLog() = default;
 
 void SpdlogLog::logError(const LogCategory& category, const Message& message, int, bool, std::string_view) {
