@@ -62,6 +62,8 @@ Response ControlService::handle(const Request& request) {
       addFaults(request);
     } else if (what == "POST consent") {
       setConsent(request);
+    } else if (what == "POST id-token-claims") {
+      oauth_.setIDTokenClaims(request.body);
     } else if (what == "DELETE faults") {
       faults_.clear();
     } else if (what == "DELETE journal") {

@@ -16,6 +16,7 @@ namespace corvane::emulator {
 ///     GET    journal        the requests so far       DELETE journal forget them
 ///     POST   expire-tokens  no access token is good   POST revoke    no refresh token is good
 ///     POST   consent        {"consent": "ask|allow|deny|partial", "account": "..."}
+///     POST   id-token-claims  a JSON merge patch for the id_tokens to come
 ///
 /// Not in the journal and never faulted.
 class ControlService {

@@ -36,7 +36,7 @@ class Emulator::Implementation {
  public:
   explicit Implementation(Options given)
       : options(checked(std::move(given))),
-        grants(options.clock, options.tokenLifetime),
+        grants(options),
         drive(options, grants),
         oauth(options, grants),
         control(faults, journal, grants, oauth),
@@ -109,6 +109,10 @@ void Emulator::revokeAll() {
 
 void Emulator::setConsent(Consent consent, const std::string& account) {
   implementation_->oauth.setConsent(consent, account);
+}
+
+void Emulator::setIDTokenClaims(std::string_view patch) {
+  implementation_->oauth.setIDTokenClaims(patch);
 }
 
 void Emulator::closeIdleConnections() {

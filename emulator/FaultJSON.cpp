@@ -91,6 +91,11 @@ void setMember(Fault& fault, const std::string& name, const json& value) {
   }
 }
 
+void setMembers(Fault& fault, const json& object) {
+  if (!object.is_object()) throw std::invalid_argument("a fault must be a JSON object");
+  for (const auto& [name, value] : object.items()) setMember(fault, name, value);
+}
+
 void addEntries(std::vector<FaultList::Entry>& entries, const json& object) {
   if (!object.is_object()) throw std::invalid_argument("a fault must be a JSON object");
   FaultList::Entry entry{"*", {}};
@@ -100,6 +105,8 @@ void addEntries(std::vector<FaultList::Entry>& entries, const json& object) {
       entry.operation = value.get<std::string>();
     } else if (name == "times" && value.is_number_unsigned()) {
       times = value.get<std::size_t>();
+    } else if (name == "fault") {
+      setMembers(entry.fault, value);
     } else {
       setMember(entry.fault, name, value);
     }

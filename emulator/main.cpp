@@ -70,7 +70,8 @@ void describe(CLI::App& app, Arguments& arguments) {
   app.add_option("--seed", options.seed, "The same seed gives the same files")
       ->check(requireDigits)
       ->capture_default_str();
-  app.add_option("--account", arguments.accounts, "Account, as EMAIL or EMAIL=N for N files; repeatable");
+  app.add_option("--account", arguments.accounts, "Account, as EMAIL or EMAIL=N for N files; repeatable")
+      ->allow_extra_args(false);
   app.add_option("--consent", arguments.consent,
                  "Answer of the authorization page: ask, allow, deny or partial")
       ->capture_default_str();

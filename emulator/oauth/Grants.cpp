@@ -53,7 +53,9 @@ IssuedTokens Grants::refresh(const std::string& refreshToken) {
   if (found == refreshTokens_.end() || !found->second->alive) {
     throw invalidGrant("Token has been expired or revoked.");
   }
-  return issue(found->second, false);
+  const auto grant = found->second;
+  if (rotates_) refreshTokens_.erase(found);
+  return issue(grant, rotates_);
 }
 
 IssuedTokens Grants::issueSession(std::string email, Scopes scopes) {

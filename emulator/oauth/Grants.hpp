@@ -29,7 +29,7 @@ struct IssuedTokens {
   std::string email;
   Scopes scopes;
   std::string accessToken;
-  std::string refreshToken;  ///< empty after a refresh
+  std::string refreshToken;  ///< empty after a refresh that rotates none
   std::string nonce;
   Instant expires;
 };
@@ -49,7 +49,8 @@ class Grants {
     Scopes scopes;
   };
 
-  Grants(Clock clock, std::chrono::seconds lifetime) : clock_(std::move(clock)), lifetime_(lifetime) {}
+  explicit Grants(const Options& options)
+      : clock_(options.clock), lifetime_(options.tokenLifetime), rotates_(options.rotateRefreshTokens) {}
 
   std::string issueCode(Consented consented);
   /// A code works once, whether or not the exchange succeeds; a second use ends its grant
@@ -87,6 +88,7 @@ class Grants {
 
   Clock clock_;
   std::chrono::seconds lifetime_;
+  bool rotates_;
   mutable std::mutex mutex_;
   std::map<std::string, Code, std::less<>> codes_;
   std::map<std::string, AccessToken, std::less<>> accessTokens_;

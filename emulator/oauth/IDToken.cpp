@@ -63,7 +63,7 @@ std::string accessTokenHash(std::string_view token) {
 }  // namespace
 
 std::string idToken(const IssuedTokens& tokens, const User& user, std::string_view clientID, Instant now,
-                    std::chrono::seconds lifetime) {
+                    std::chrono::seconds lifetime, std::string_view claimsPatch) {
   const auto issued = std::chrono::duration_cast<std::chrono::seconds>(now.time_since_epoch()).count();
   nlohmann::ordered_json claims = {{"iss", "https://accounts.google.com"},
                                    {"azp", clientID},
@@ -79,6 +79,7 @@ std::string idToken(const IssuedTokens& tokens, const User& user, std::string_vi
   if (!tokens.nonce.empty()) claims["nonce"] = tokens.nonce;
   claims["iat"] = issued;
   claims["exp"] = issued + lifetime.count();
+  claims.merge_patch(nlohmann::ordered_json::parse(claimsPatch));
   const nlohmann::ordered_json header = {{"alg", "RS256"}, {"kid", keyID}, {"typ", "JWT"}};
   const auto text = base64URL(header.dump()) + "." + base64URL(claims.dump());
   return text + "." + base64URL(signature(text));

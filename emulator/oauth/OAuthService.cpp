@@ -80,6 +80,13 @@ void OAuthService::setConsent(Consent consent, const std::string& account) {
   account_ = account;
 }
 
+void OAuthService::setIDTokenClaims(std::string_view patch) {
+  const auto parsed = ordered_json::parse(patch, nullptr, false);
+  if (!parsed.is_object()) throw std::invalid_argument("the claims must be a JSON object");
+  const std::lock_guard lock(mutex_);
+  claimsPatch_ = patch;
+}
+
 const User* OAuthService::userNamed(std::string_view hint) const {
   const auto found = std::ranges::find_if(
       users_, [&](const User& user) { return user.email == hint || user.subject == hint; });
@@ -167,7 +174,8 @@ Response OAuthService::tokenAnswer(const IssuedTokens& tokens) const {
   answer["scope"] = joined(tokens.scopes);
   answer["token_type"] = "Bearer";
   if (std::ranges::find(tokens.scopes, "openid") != tokens.scopes.end()) {
-    answer["id_token"] = idToken(tokens, *userNamed(tokens.email), clientID_, clock_(), lifetime_);
+    answer["id_token"] =
+        idToken(tokens, *userNamed(tokens.email), clientID_, clock_(), lifetime_, claimsPatch_);
   }
   return Response::json(200, answer.dump(2));
 }

@@ -22,6 +22,8 @@ class OAuthService {
   /// How later requests without a person in front are answered. With an account given, it is chosen when
   /// there is no login hint. Throws std::invalid_argument for an account that does not exist.
   void setConsent(Consent consent, const std::string& account);
+  /// A JSON merge patch for the claims of the id_tokens to come; throws std::invalid_argument.
+  void setIDTokenClaims(std::string_view patch);
   void setBaseURL(std::string url) { baseURL_ = std::move(url); }
 
  private:
@@ -47,6 +49,7 @@ class OAuthService {
   mutable std::mutex mutex_;
   Consent consent_;
   std::string account_;
+  std::string claimsPatch_ = "{}";
   std::map<std::string, AuthorizationRequest> waiting_;  // pages shown, by request id
 };
 

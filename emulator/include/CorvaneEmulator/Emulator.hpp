@@ -52,6 +52,9 @@ class Emulator {
   void revokeAll();
   /// How the authorization page answers from now on; `account` is taken when there is no login hint.
   void setConsent(Consent consent, const std::string& account = {});
+  /// Changes the claims of the id_tokens to come, as a JSON merge patch (RFC 7396): `{"nonce": null}` leaves
+  /// one out, `{}` ends all changes. Throws std::invalid_argument when it is no JSON object.
+  void setIDTokenClaims(std::string_view patch);
   /// Closes kept-alive connections that wait for a request.
   void closeIdleConnections();
 

@@ -36,6 +36,7 @@ struct Options {
   std::string clientID = "corvane-demo-client";
   std::string clientSecret = "corvane-demo-secret";
   std::chrono::seconds tokenLifetime{3599};
+  bool rotateRefreshTokens = false;             ///< a refresh gives a new refresh token and ends the old one
   std::uint64_t missingCreatedTimeEvery = 997;  ///< every n-th file has no createdTime; 0: none
   std::size_t cacheBytes = 192U << 20;          ///< bound for rendered pages kept
   Clock clock = [] { return std::chrono::system_clock::now(); };  ///< for tokens and codes

@@ -42,6 +42,14 @@ TEST_F(TheEmulatorsRemoteControl, RefusesFaultsItDoesNotUnderstandAndAddsNone) {
   EXPECT_TRUE(server.faults().empty());
 }
 
+TEST_F(TheEmulatorsRemoteControl, TakesAFaultInAnObjectOfItsOwnToo) {
+  EXPECT_EQ(
+      post("faults", R"([{"operation":"about","fault":{"status":503,"reason":"backendError"}}])").status,
+      200);
+  EXPECT_EQ(problem(get(about)), "503 backendError");
+  EXPECT_EQ(post("faults", R"([{"operation":"about","fault":503}])").status, 400);
+}
+
 TEST_F(TheEmulatorsRemoteControl, ReleasesWhatIsHeld) {
   post("faults", R"({"operation":"about","hold":true})");
   auto client = connect();
@@ -79,6 +87,11 @@ TEST_F(TheEmulatorsRemoteControl, ChangesTheConsent) {
   EXPECT_EQ(post("consent", R"({"consent":"maybe"})").status, 400);
   EXPECT_EQ(post("consent", R"({"consent":"allow","account":"eve@example.com"})").status, 400);
   EXPECT_EQ(post("consent", "deny").status, 400);
+}
+
+TEST_F(TheEmulatorsRemoteControl, ChangesClaims) {
+  EXPECT_EQ(post("id-token-claims", R"({"nonce":null})").status, 200);
+  EXPECT_EQ(post("id-token-claims", "[]").status, 400);
 }
 
 TEST_F(TheEmulatorsRemoteControl, SaysWhatItHasNot) {

@@ -69,6 +69,12 @@ std::string fromBase64URL(const std::string& text) {
   return bytes;
 }
 
+json claimsOf(const json& issued) {
+  const std::string idToken = issued["id_token"];
+  const auto first = idToken.find('.');
+  return json::parse(fromBase64URL(idToken.substr(first + 1, idToken.rfind('.') - first - 1)));
+}
+
 /// A clock that only the test moves.
 struct ManualClock {
   std::shared_ptr<std::atomic<std::int64_t>> seconds =
@@ -154,9 +160,7 @@ TEST_F(EmulatedOAuth, SignsInWithPKCEAndTellsWhoItIs) {
   EXPECT_TRUE(issued.contains("refresh_token"));
   EXPECT_EQ(aboutStatus(issued["access_token"]), 200);
 
-  const std::string idToken = issued["id_token"];
-  const auto first = idToken.find('.');
-  const auto claims = json::parse(fromBase64URL(idToken.substr(first + 1, idToken.rfind('.') - first - 1)));
+  const auto claims = claimsOf(issued);
   EXPECT_EQ(claims["iss"], "https://accounts.google.com");
   EXPECT_EQ(claims["aud"], "corvane-demo-client");
   EXPECT_EQ(claims["sub"], server.subject(ada));
@@ -353,6 +357,33 @@ TEST_F(EmulatedOAuth, TakesTheAccountOfTheHintThenOfTheTestThenTheFirst) {
   server.setConsent(Consent::Allow, bob);
   EXPECT_EQ(whose(authorization()), bob);
   EXPECT_EQ(whose(with(authorization(), "login_hint", ada)), ada);
+}
+
+TEST_F(EmulatedOAuth, ChangesTheClaimsOfAnIdTokenWhenTheTestSaysSo) {
+  server.setIDTokenClaims(R"({"nonce":null,"aud":"stranger"})");
+  const auto claims = claimsOf(tokens(exchange(callback().at("code"))));
+  EXPECT_FALSE(claims.contains("nonce"));
+  EXPECT_EQ(claims["aud"], "stranger");
+  EXPECT_EQ(claims["sub"], server.subject(ada));
+  server.setIDTokenClaims("{}");
+  EXPECT_EQ(claimsOf(tokens(exchange(callback().at("code"))))["aud"], "corvane-demo-client");
+  EXPECT_THROW(server.setIDTokenClaims("nonce"), std::invalid_argument);
+}
+
+TEST(AnEmulatorThatRotates, GivesANewRefreshTokenForTheOldOne) {
+  Emulator server({.rotateRefreshTokens = true});
+  server.start();
+  const auto refresh = [&server](const std::string& token) {
+    return HTTPClient(server.port())
+        .postForm("/token", {{"grant_type", "refresh_token"},
+                             {"refresh_token", token},
+                             {"client_id", "corvane-demo-client"},
+                             {"client_secret", "corvane-demo-secret"}});
+  };
+  const auto first = server.issueSession(ada).refreshToken;
+  const std::string second = json::parse(refresh(first).body)["refresh_token"];
+  EXPECT_EQ(refresh(first).status, 400);
+  EXPECT_EQ(refresh(second).status, 200);
 }
 
 class EmulatedConsentPage : public EmulatedOAuth {
