@@ -156,6 +156,11 @@ void ScriptedServer::waitForConnections(int count) const {
   changed_.wait(lock, [&] { return count_ >= count; });
 }
 
+void ScriptedServer::waitUntilAlone() const {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [&] { return open_.empty(); });
+}
+
 void ScriptedServer::listen() {
   listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
@@ -195,6 +200,7 @@ void ScriptedServer::serve(int socket, int number) {
   const std::lock_guard lock(mutex_);
   open_.remove(socket);
   ::close(socket);
+  changed_.notify_all();
 }
 
 ScriptedServer::Script alwaysAnswer(std::string bytes) {

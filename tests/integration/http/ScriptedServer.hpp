@@ -72,6 +72,8 @@ class ScriptedServer {
   int connections() const;
   /// Waits until that many connections have come in.
   void waitForConnections(int count) const;
+  /// Waits until no connection is open.
+  void waitUntilAlone() const;
 
  private:
   void listen();
