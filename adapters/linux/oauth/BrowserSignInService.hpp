@@ -27,7 +27,7 @@ struct SignInEnvironment {
   std::shared_ptr<HTTPClient> http;
   std::shared_ptr<Queue> pool;
   Clock clock = systemInstant;
-  LoopbackLimits limits;
+  LoopbackLimits limits = {};
 };
 
 /// Signs in with the system's browser, as RFC 8252 wants it for native apps: authorization code with PKCE,

@@ -126,6 +126,7 @@ class LoopbackListener::Server {
   }
 
   void finish(std::string reply, UniqueFunction<void()> then) {
+    stopAccepting();
     if (!held_) {
       closeAll();
       then();
@@ -144,15 +145,19 @@ class LoopbackListener::Server {
   }
 
   void closeAll() {
-    error_code ignored;
-    acceptor_.close(ignored);
-    acceptTimer_.cancel(ignored);
+    stopAccepting();
     for (const auto& connection : connections_) connection->close();
     connections_.clear();
     held_ = nullptr;
   }
 
  private:
+  void stopAccepting() {
+    error_code ignored;
+    acceptor_.close(ignored);
+    acceptTimer_.cancel(ignored);
+  }
+
   void accept() {
     acceptor_.async_accept([this](error_code error, tcp::socket socket) {
       if (!acceptor_.is_open()) return;
