@@ -2,7 +2,7 @@
 
 #include "DriveErrors.hpp"
 #include "FileBody.hpp"
-#include "PercentEncoding.hpp"
+#include "URLEncoding.hpp"
 
 namespace corvane {
 namespace {
@@ -16,7 +16,7 @@ class URLWriter {
     url_ += separator_;
     url_ += name;
     url_ += '=';
-    url_ += percentEncoded(value);
+    url_ += encodedParameter(value);
     separator_ = '&';
   }
   void parameterUnlessEmpty(std::string_view name, std::string_view value) {
@@ -57,7 +57,7 @@ CallResult makeCall(std::string_view baseURL, const GTLRDriveQuery_FilesDelete& 
   if (query.fileId == "trash")
     return CallResult::failure(
         refusedQuery("“trash” is no file’s id: deleting it would empty the whole trash."));
-  URLWriter url(baseURL, "files/" + percentEncodedSegment(query.fileId));
+  URLWriter url(baseURL, "files/" + encodedSegment(query.fileId));
   return CallResult::success({"DELETE", std::move(url).finish(), {}, DriveCall::Answer::nothing});
 }
 
@@ -65,7 +65,7 @@ CallResult makeCall(std::string_view baseURL, const GTLRDriveQuery_FilesUpdate& 
   if (query.fileId.empty()) return CallResult::failure(refusedQuery("The file to update has an empty id."));
   if (query.uploadParameters)
     return CallResult::failure(refusedQuery("Sending content with a file’s update is not supported."));
-  URLWriter url(baseURL, "files/" + percentEncodedSegment(query.fileId));
+  URLWriter url(baseURL, "files/" + encodedSegment(query.fileId));
   if (query.supportsAllDrives)
     url.parameter("supportsAllDrives", *query.supportsAllDrives ? "true" : "false");
   return CallResult::success(

@@ -19,7 +19,9 @@ constexpr std::int64_t userAuthenticationRequired = -1013;  // NSURLErrorUserAut
 constexpr std::string_view posixErrorDomain = "NSPOSIXErrorDomain";
 
 UserInfo described(std::string description) {
-  return {{std::string(NSLocalizedDescriptionKey), UserInfoValue(std::move(description))}};
+  UserInfo userInfo;  // not as a braced list: g++ 12 destroys its parts twice when memory runs out halfway
+  userInfo.emplace(NSLocalizedDescriptionKey, std::move(description));
+  return userInfo;
 }
 
 bool isRateLimit(const DriveErrorObject& error) {

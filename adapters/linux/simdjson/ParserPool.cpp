@@ -17,6 +17,14 @@ std::optional<simdjson::dom::object> ParserPool::Document::parse(const Data& bod
   return object;
 }
 
+ParserPool::ParserPool() {
+  idle_.reserve(maximumIdle);
+  // simdjson picks the code for this processor at its first use, in a place where it cannot report that memory ran
+  // out; so that is now, not over an answer.
+  auto parser = std::make_unique<simdjson::dom::parser>();
+  if (parser->allocate(firstCapacity) == simdjson::SUCCESS) idle_.push_back(std::move(parser));
+}
+
 ParserPool::Document ParserPool::document() {
   {
     const std::lock_guard lock(mutex_);

@@ -36,12 +36,13 @@ class ParserPool {
     std::unique_ptr<simdjson::dom::parser> parser_;
   };
 
-  ParserPool() { idle_.reserve(maximumIdle); }
+  ParserPool();
 
   Document document();
 
  private:
   static constexpr std::size_t maximumIdle = 4;
+  static constexpr std::size_t firstCapacity = 4096;  // bytes of document
   static constexpr std::size_t maximumKeptCapacity = std::size_t{2}
                                                      << 20;  // bytes of document; it takes ten times that
 

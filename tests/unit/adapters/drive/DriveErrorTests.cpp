@@ -1,7 +1,6 @@
 #include "DriveServiceFixture.hpp"
 
 #include <URLHost.hpp>
-#include <drive/DriveErrors.hpp>
 
 namespace corvane::test {
 namespace {

@@ -6,7 +6,7 @@
 namespace corvane {
 
 /// RFC 3986, section 2.3: everything but letters, digits and "-._~" is written as %XX, byte by byte.
-inline std::string percentEncoded(std::string_view text) {
+inline std::string encodedParameter(std::string_view text) {
   constexpr std::string_view unreserved =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
   constexpr std::string_view digits = "0123456789ABCDEF";
@@ -26,10 +26,10 @@ inline std::string percentEncoded(std::string_view text) {
 }
 
 /// The same for one segment of a path: "." and ".." would otherwise be taken as steps through it.
-inline std::string percentEncodedSegment(std::string_view segment) {
+inline std::string encodedSegment(std::string_view segment) {
   if (segment == ".") return "%2E";
   if (segment == "..") return "%2E%2E";
-  return percentEncoded(segment);
+  return encodedParameter(segment);
 }
 
 }  // namespace corvane
