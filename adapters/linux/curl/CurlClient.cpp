@@ -13,7 +13,12 @@ std::shared_ptr<Cancellable> CurlClient::send(HTTPRequest request, HTTPHandler h
   auto exchange =
       std::make_shared<Exchange>(std::move(request), core_->limits().body, state_, core_->mailbox());
   state_->add(exchange, std::move(handler));
-  core_->submit(exchange);
+  try {
+    core_->submit(exchange);
+  } catch (...) {
+    state_->take(*exchange);
+    throw;
+  }
   return exchange;
 }
 

@@ -7,8 +7,6 @@
 // thread.
 #include "CurlLibrary.hpp"
 
-#include <Corvane/Data.hpp>
-
 #include <curl/curl.h>
 #include <malloc.h>
 #include <openssl/crypto.h>
@@ -21,7 +19,7 @@ namespace corvane {
 namespace {
 
 void wipingFree(void* block) {
-  if (block) wipeMemory(block, malloc_usable_size(block));
+  if (block) explicit_bzero(block, malloc_usable_size(block));
   std::free(block);
 }
 

@@ -9,6 +9,8 @@
 namespace corvane {
 namespace {
 
+using Outcome = Result<HTTPResponse, NSError>;
+
 // Names of encodings are case-insensitive, and x-gzip is gzip (RFC 9110, 8.4.1).
 bool isEncoding(std::string_view value, std::string_view name) {
   return std::equal(value.begin(), value.end(), name.begin(), name.end(),
@@ -44,30 +46,31 @@ void Exchange::post(Queue& pool) {
 }
 
 void Exchange::answer() {
+  if (isCancelled()) return;
   auto outcome = inflatedOutcome();
   if (const auto handler = client_->take(*this)) handler(std::move(outcome));
 }
 
 Result<HTTPResponse, NSError> Exchange::inflatedOutcome() {
-  using Outcome = Result<HTTPResponse, NSError>;
-  if (!outcome_) return Outcome::failure(outOfMemoryError(target_.display));
-  if (!outcome_->isSuccess()) return *std::move(outcome_);
-  HTTPResponse response = std::move(*outcome_).value();
+  try {
+    if (outcome_ && outcome_->isSuccess()) return inflated(std::move(*outcome_).value());
+    if (outcome_) return *std::move(outcome_);
+  } catch (const std::bad_alloc&) {
+  }
+  return Outcome::failure(outOfMemoryError(target_.display));
+}
+
+Result<HTTPResponse, NSError> Exchange::inflated(HTTPResponse response) const {
   const auto encoding = response.header("content-encoding");
   if (response.body.empty() || encoding.empty() || isEncoding(encoding, "identity"))
     return Outcome::success(std::move(response));
   if (!isGzip(encoding)) return Outcome::failure(unknownEncodingError(target_.display));
 
-  try {
-    auto inflated = inflateGzip(response.body, bodyLimit_);
-    if (!inflated)
-      return Outcome::failure(inflated.error() == InflateFailure::tooLarge
-                                  ? bodyTooLargeError(target_.display)
-                                  : corruptBodyError(target_.display));
-    response.body = std::move(inflated).value();
-  } catch (const std::bad_alloc&) {
-    return Outcome::failure(outOfMemoryError(target_.display));
-  }
+  auto plain = inflateGzip(response.body, bodyLimit_);
+  if (!plain)
+    return Outcome::failure(plain.error() == InflateFailure::tooLarge ? bodyTooLargeError(target_.display)
+                                                                      : corruptBodyError(target_.display));
+  response.body = std::move(plain).value();
   dropHeader(response, "content-encoding");
   dropHeader(response, "content-length");
   return Outcome::success(std::move(response));

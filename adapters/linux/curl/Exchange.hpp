@@ -49,6 +49,7 @@ class Exchange final : public Cancellable, public std::enable_shared_from_this<E
 
   void answer();
   Result<HTTPResponse, NSError> inflatedOutcome();
+  Result<HTTPResponse, NSError> inflated(HTTPResponse response) const;
 
   HTTPRequest request_;
   RequestTarget target_;

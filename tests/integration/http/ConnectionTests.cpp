@@ -3,6 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <charconv>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
 
 namespace corvane::test {
 namespace {
@@ -143,6 +147,57 @@ TEST(Connection, AThousandRequestsAtOnceShareAFew) {
     tickets.push_back(http.client->send(makeRequest("GET", server.url()), answer.handler()));
   for (auto& answer : answers) EXPECT_THAT(answer.wait(), IsAnswer(200, "ok"));
   EXPECT_LE(server.connections(), 64);
+}
+
+/// The signals that each network thread of this process blocks, as the kernel's bit mask.
+std::vector<std::uint64_t> networkThreadMasks() {
+  std::vector<std::uint64_t> masks;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::ifstream status(task.path() / "status");
+    bool isNetwork = false;
+    for (std::string line; std::getline(status, line);) {
+      if (line == "Name:\tcorvane-http") isNetwork = true;
+      constexpr std::string_view blocked = "SigBlk:\t";
+      if (isNetwork && line.starts_with(blocked)) {
+        std::uint64_t mask = 0;
+        std::from_chars(line.data() + blocked.size(), line.data() + line.size(), mask, 16);
+        masks.push_back(mask);
+      }
+    }
+  }
+  return masks;
+}
+
+TEST(NetworkThread, IsOneForAllClientsAndTakesNoSignals) {
+  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
+  HTTPFixture http;
+  EXPECT_TRUE(networkThreadMasks().empty());  // not before it is needed
+  std::vector<std::shared_ptr<HTTPClient>> clients;
+  for (int i = 0; i < 5; ++i) {
+    clients.push_back(http.network.makeClient());
+    EXPECT_THAT(HTTPFixture::perform(*clients.back(), makeRequest("GET", server.url())), IsAnswer(200, "ok"));
+  }
+  const auto masks = networkThreadMasks();
+  ASSERT_EQ(masks.size(), 1u);
+  for (const int signal : {SIGPIPE, SIGINT, SIGTERM, SIGALRM, SIGCHLD, SIGHUP})
+    EXPECT_TRUE(masks[0] >> (signal - 1) & 1) << signal;
+}
+
+// libcurl counts idle time in whole seconds, so this takes one.
+TEST(Connection, IdleForTooLongIsNotUsedAgain) {
+  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
+  const ScriptedServer slow([](ScriptedConnection& connection) {
+    connection.readRequest();
+    connection.endsWithin(1100ms);
+    connection.send(httpAnswer("slow"));
+  });
+  HTTPLimits limits;
+  limits.idleConnection = 0s;
+  HTTPFixture http(limits);
+  EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
+  EXPECT_THAT(http.get(slow.url()), IsAnswer(200, "slow"));
+  EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
+  EXPECT_EQ(server.connections(), 2);
 }
 
 }  // namespace
