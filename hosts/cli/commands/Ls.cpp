@@ -6,6 +6,7 @@
 #include "../present/FileTable.hpp"
 #include "../present/JSONLines.hpp"
 #include "../present/ProgressLine.hpp"
+#include "../present/ShellText.hpp"
 #include "../present/Terminal.hpp"
 
 #include <unistd.h>
@@ -40,10 +41,14 @@ class FilePrinter {
   std::uint64_t count_ = 0;
 };
 
+std::string pageTokenOption(const std::string& token) {
+  return "--page-token=" + shellText(token);
+}
+
 /// Where to go on, for people as a command and for programs as an object, both on standard error.
 void tellNextPage(const Context& context, const std::string& token) {
   if (!context.options.json) {
-    context.note("There are more files; go on with --page-token " + token);
+    context.note("There are more files; go on with " + pageTokenOption(token));
     return;
   }
   printToStandardError(jsonObject([&token](KeyedEncodingContainer& object) {
@@ -73,7 +78,7 @@ ExitCode run(const Context& context, const LsOptions& options) {
     progress.clear();
     Failure failure = Failure::of(error, "list the files of " + account.userEmail());
     if (printer.count() > 0 && walker.resumeToken())
-      failure.remedy += " Go on where the listing stopped with --page-token " + *walker.resumeToken();
+      failure.remedy += " Go on where the listing stopped with " + pageTokenOption(*walker.resumeToken());
     throw failure;
   }
   progress.clear();

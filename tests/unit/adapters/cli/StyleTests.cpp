@@ -1,3 +1,4 @@
+#include "present/ShellText.hpp"
 #include "present/Style.hpp"
 
 #include <gtest/gtest.h>
@@ -55,6 +56,13 @@ TEST(Style, PaintsOrLeavesTextAlone) {
   EXPECT_EQ(Style(true).bold("x"), "\x1b[1mx\x1b[0m");
   EXPECT_EQ(Style(false).bold("x"), "x");
   EXPECT_EQ(Style(true).red(""), "");
+}
+
+TEST(ShellText, IsOneWordWhateverStandsInIt) {
+  EXPECT_EQ(shellText("1AbC_x-y"), "1AbC_x-y");
+  EXPECT_EQ(shellText("~!!~a b"), "'~!!~a b'");
+  EXPECT_EQ(shellText("it's"), "'it'\\''s'");
+  EXPECT_EQ(shellText(""), "''");
 }
 
 }  // namespace

@@ -1,0 +1,62 @@
+#include "ProgramTest.hpp"
+
+namespace corvane::cli::test {
+namespace {
+
+using testing::HasSubstr;
+
+using Accounts = ProgramTest;
+
+TEST_F(Accounts, NobodySignedInIsSaidWithTheWayToSignIn) {
+  for (const char* command : {"accounts", "about", "ls"}) {
+    const auto result = run({command});
+    EXPECT_EQ(result.exitCode, 4);
+    EXPECT_EQ(result.output, "");
+    EXPECT_THAT(result.errors, HasSubstr("No account is signed in.\n"));
+    EXPECT_THAT(result.errors, HasSubstr("sign-in"));
+  }
+}
+
+TEST_F(Accounts, AreListedInOrderAndAsObjects) {
+  signIn("bob@example.com");
+  signIn("ada@example.com");
+  EXPECT_EQ(run({"accounts"}).output, "ada@example.com\nbob@example.com\n");
+  EXPECT_EQ(run({"accounts", "--json"}).output,
+            "{\"userEmail\":\"ada@example.com\"}\n{\"userEmail\":\"bob@example.com\"}\n");
+}
+
+TEST_F(Accounts, SeveralAccountsMustBeToldApart) {
+  signIn("ada@example.com");
+  signIn("bob@example.com");
+  const auto result = run({"ls"});
+  EXPECT_EQ(result.exitCode, 2);
+  EXPECT_THAT(result.errors, HasSubstr("ada@example.com, bob@example.com"));
+  EXPECT_EQ(run({"--json", "ls", "bob@example.com"}).exitCode, 0);
+  EXPECT_EQ(run({"trash", "x", "--account", "eve@example.com"}).exitCode, 4);
+}
+
+using About = SignedInProgramTest;
+
+TEST_F(About, DrawsTheQuotaWithNumbers) {
+  const auto result = run({"about"});
+  EXPECT_EQ(result.exitCode, 0) << result.errors;
+  EXPECT_THAT(result.output, HasSubstr("<ada@example.com>"));
+  EXPECT_THAT(result.output, HasSubstr("Storage   [#"));
+  EXPECT_THAT(result.output, HasSubstr(" used, "));
+  EXPECT_EQ(result.output.find('\x1b'), std::string::npos);
+}
+
+TEST_F(About, ColourComesWhenAskedFor) {
+  EXPECT_THAT(run({"--color", "always", "about"}).output, HasSubstr("\x1b["));
+}
+
+TEST_F(About, JSONIsTheRecord) {
+  const auto about = objects(run({"about", "--json"}).output).at(0);
+  EXPECT_EQ(about.at("user").at("emailAddress"), "ada@example.com");
+  EXPECT_GT(about.at("storageQuota").at("limit").get<std::int64_t>(), 0);
+  EXPECT_TRUE(about.at("appInstalled").is_boolean());
+  EXPECT_TRUE(about.at("maxUploadSize").is_number_integer());
+}
+
+}  // namespace
+}  // namespace corvane::cli::test

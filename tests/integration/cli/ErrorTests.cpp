@@ -1,0 +1,101 @@
+#include "ProgramTest.hpp"
+
+#include <filesystem>
+
+namespace corvane::cli::test {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+using Errors = SignedInProgramTest;
+
+TEST_F(Errors, BusyServerIsTemporary) {
+  google.faults().add("files.update", Fault::error(503, "backendError"));
+  EXPECT_EQ(run({"trash", "x"}).exitCode, 5);
+}
+
+TEST_F(Errors, RateLimitIsTemporaryAndOtherRefusalsArePermission) {
+  google.faults().add("files.update", Fault::error(403, "userRateLimitExceeded"));
+  EXPECT_EQ(run({"trash", "x"}).exitCode, 5);
+  google.faults().add("files.update", Fault::error(403, "insufficientFilePermissions"));
+  EXPECT_EQ(run({"trash", "x"}).exitCode, 6);
+}
+
+TEST_F(Errors, RevokedGrantNeedsANewSignIn) {
+  google.revokeAll();
+  const auto result = run({"about"});
+  EXPECT_EQ(result.exitCode, 4) << result.errors;
+  EXPECT_THAT(result.errors, HasSubstr("What to do: "));
+  EXPECT_THAT(result.errors, HasSubstr("ign in"));
+}
+
+TEST_F(Errors, AnswerThatIsNotGooglesIsOther) {
+  google.faults().add("about", Fault::content("<html>Welcome to the hotel</html>"));
+  const auto result = run({"--json", "about"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(errorIn(result).at("kind"), "invalidResponse");
+  EXPECT_THAT(result.errors, Not(HasSubstr("hotel")));
+}
+
+TEST_F(Errors, JSONErrorIsOneObjectWithKindDomainCodeAndMessage) {
+  google.faults().add("files.update", Fault::error(403, "insufficientFilePermissions", "Not\nyours."));
+  const auto result = run({"--json", "trash", "x"});
+  ASSERT_EQ(lines(result.errors).size(), 1u) << result.errors;
+  const auto error = errorIn(result);
+  EXPECT_EQ(error.at("kind"), "permission");
+  EXPECT_EQ(error.at("domain"), "com.google.GTLRErrorObjectDomain");
+  EXPECT_EQ(error.at("code"), 403);
+  EXPECT_THAT(error.at("message").get<std::string>(), HasSubstr("yours."));
+}
+
+TEST_F(Errors, UnreadableKeychainIsTheKeychains) {
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(home.path() / "corvane"))
+    if (entry.is_regular_file()) std::filesystem::permissions(entry.path(), std::filesystem::perms::all);
+  const auto result = run({"--json", "about"});
+  EXPECT_EQ(result.exitCode, 7) << result.errors;
+}
+
+TEST_F(Errors, UsageErrorsAreToldInTheFormThatWasAskedFor) {
+  const auto people = run({"fly"});
+  EXPECT_EQ(people.exitCode, 2);
+  EXPECT_THAT(people.errors, AllOf(testing::StartsWith("corvane: "), HasSubstr("corvane --help")));
+  const auto programs = run({"fly", "--json"});
+  EXPECT_EQ(programs.exitCode, 2);
+  EXPECT_EQ(errorIn(programs).at("kind"), "usage");
+}
+
+TEST_F(Errors, PlainHTTPToAnotherComputerIsRefusedAsUsage) {
+  auto elsewhere = setup({"accounts"});
+  elsewhere.command.at(2) = "http://drive.example.com";
+  const auto result = Program(elsewhere).finish();
+  EXPECT_EQ(result.exitCode, 2);
+  EXPECT_THAT(result.errors, HasSubstr("drive.example.com"));
+}
+
+TEST_F(Errors, LogIsOffUnlessAskedForAndGoesToStandardError) {
+  EXPECT_EQ(run({"about"}).errors, "");
+  const auto result = run({"about", "--log-level", "verbose"});
+  EXPECT_THAT(result.errors, HasSubstr("about.get request started"));
+  EXPECT_THAT(result.output, Not(HasSubstr("about.get")));
+}
+
+TEST_F(Errors, HelpAndVersionGoToStandardOutput) {
+  EXPECT_THAT(run({"--help"}).output, HasSubstr("Examples:"));
+  EXPECT_THAT(run({"--version"}).output, testing::StartsWith("corvane "));
+}
+
+class Unlimited : public SignedInProgramTest {
+ protected:
+  Unlimited() : SignedInProgramTest({.accounts = {{.email = "ada@example.com", .unlimitedStorage = true}}}) {}
+};
+
+TEST_F(Unlimited, QuotaWithoutALimitCannotBeShownAndIsOther) {
+  const auto result = run({"about"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_THAT(result.errors, HasSubstr("storage limit"));
+}
+
+}  // namespace
+}  // namespace corvane::cli::test

@@ -1,0 +1,128 @@
+#include "ProgramTest.hpp"
+
+#include <sys/stat.h>
+
+#include <charconv>
+
+namespace corvane::cli::test {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+using SignIn = ProgramTest;
+
+TEST_F(SignIn, AccountIsNamedAndKept) {
+  const auto result = signIn("ada@example.com");
+  EXPECT_EQ(result.exitCode, 0) << result.errors;
+  EXPECT_EQ(result.output, "Signed in as ada@example.com\n");
+  EXPECT_EQ(run({"accounts"}).output, "ada@example.com\n");
+}
+
+TEST_F(SignIn, JSONNamesTheAccountAndLeavesOnlyTheAddressOnStandardError) {
+  const auto result = signIn("ada@example.com", {"--json"});
+  EXPECT_EQ(result.output, R"({"userEmail":"ada@example.com","signedIn":true})"
+                           "\n");
+  ASSERT_EQ(lines(result.errors).size(), 1u) << result.errors;
+  EXPECT_THAT(result.errors, testing::StartsWith(pageStart()));
+}
+
+TEST_F(SignIn, BrowserEndsAtDriveOnceTheSessionIsIn) {
+  Program program(setup({"--credentials", credentials(), "sign-in", "--no-browser"}));
+  EXPECT_EQ(browse(program.waitForErrorLine(pageStart())), "https://drive.google.com/");
+  EXPECT_EQ(program.finish().exitCode, 0);
+}
+
+TEST_F(SignIn, ModulesOwnFormOfTheCredentialsIsTakenToo) {
+  std::ofstream(credentials())
+      << R"({"client_id":"corvane-demo-client","clientSecret":"corvane-demo-secret"})";
+  EXPECT_EQ(signIn("ada@example.com").exitCode, 0);
+}
+
+TEST_F(SignIn, SystemsBrowserIsGivenTheWholeAddress) {
+  const std::string browser = home.path() / "xdg-open";
+  const std::string note = home.path() / "opened";
+  ASSERT_EQ(::mkfifo(note.c_str(), 0600), 0);
+  std::ofstream(browser) << "#!/bin/sh\nprintf '%s\\n' \"$1\" > " << note << "\n";
+  ASSERT_EQ(::chmod(browser.c_str(), 0700), 0);
+  auto started = setup({"--credentials", credentials(), "sign-in"});
+  started.environment["PATH"] = home.path().string() + ":" + std::getenv("PATH");
+  Program program(started);
+  std::string opened;
+  std::getline(std::ifstream(note) >> std::ws, opened);
+  EXPECT_EQ(opened, program.waitForErrorLine(pageStart()));
+  browse(opened);
+  EXPECT_EQ(program.finish().exitCode, 0);
+}
+
+TEST_F(SignIn, RefusedConsentIsAMatterOfPermission) {
+  google.setConsent(Consent::Deny);
+  const auto result = signIn("ada@example.com", {"--json"});
+  EXPECT_EQ(result.exitCode, 6);
+  EXPECT_EQ(errorIn(result).at("kind"), "permission");
+  EXPECT_EQ(run({"accounts"}).exitCode, 4);
+}
+
+TEST_F(SignIn, DriveLeftUntickedIsAMatterOfPermission) {
+  google.setConsent(Consent::Partial);
+  const auto result = signIn("ada@example.com");
+  EXPECT_EQ(result.exitCode, 6);
+  EXPECT_THAT(result.errors, HasSubstr("leave the box for Google Drive ticked"));
+}
+
+TEST_F(SignIn, OtherAccountThanSuggestedIsSaid) {
+  Program program(
+      setup({"--credentials", credentials(), "sign-in", "--no-browser", "--account", "ada@example.com"}));
+  std::string page = program.waitForErrorLine(pageStart());
+  const auto hint = page.find("ada%40example.com");
+  ASSERT_NE(hint, std::string::npos);
+  browse(page.replace(hint, 17, "bob%40example.com"));
+  const auto result = program.finish();
+  EXPECT_EQ(result.output, "Signed in as bob@example.com\n");
+  EXPECT_THAT(result.errors, HasSubstr("this is not ada@example.com"));
+}
+
+TEST_F(SignIn, TimeOutCancelsItWithAMessage) {
+  const auto result =
+      run({"--json", "--credentials", credentials(), "sign-in", "--no-browser", "--timeout", "0.2"});
+  EXPECT_EQ(result.exitCode, 1);
+  const auto error = errorIn(result);
+  EXPECT_EQ(error.at("kind"), "timedOut");
+  EXPECT_EQ(run({"accounts"}).exitCode, 4);
+}
+
+TEST_F(SignIn, MissingOrWrongCredentialsAreAUsageErrorAndNothingIsPresented) {
+  EXPECT_EQ(run({"sign-in", "--no-browser"}).exitCode, 2);
+  EXPECT_EQ(run({"--credentials", "/no/such/file", "sign-in"}).exitCode, 2);
+  std::ofstream(credentials()) << R"({"installed":{"client_id":"x","client_secret":9}})";
+  const auto result = run({"--credentials", credentials(), "sign-in"});
+  EXPECT_EQ(result.exitCode, 2);
+  EXPECT_THAT(result.errors,
+              AllOf(HasSubstr("\"client_secret\" that is not a text"), Not(HasSubstr("o/oauth2"))));
+  EXPECT_EQ(google.journal().count(), 0u);
+}
+
+TEST_F(SignIn, SecretsAppearNowhereInWhatIsPrinted) {
+  const auto result = signIn("ada@example.com", {"--log-level", "verbose"});
+  EXPECT_THAT(result.output + result.errors, Not(HasSubstr("corvane-demo-secret")));
+}
+
+TEST_F(SignIn, SignOutForgetsTheAccount) {
+  signIn("ada@example.com");
+  const auto result = run({"sign-out", "ada@example.com"});
+  EXPECT_EQ(result.exitCode, 0) << result.errors;
+  EXPECT_EQ(result.output, "Signed out ada@example.com\n");
+  EXPECT_EQ(run({"accounts"}).exitCode, 4);
+  EXPECT_EQ(run({"sign-out", "ada@example.com"}).exitCode, 4);
+}
+
+TEST_F(SignIn, SignOutInJSONIsAnObject) {
+  signIn("ada@example.com");
+  EXPECT_EQ(run({"--json", "sign-out", "ada@example.com"}).output,
+            R"({"userEmail":"ada@example.com","signedOut":true})"
+            "\n");
+}
+
+}  // namespace
+}  // namespace corvane::cli::test
