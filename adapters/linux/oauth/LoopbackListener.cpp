@@ -17,7 +17,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <list>
+#include <system_error>
 
 namespace corvane {
 
@@ -51,7 +53,7 @@ class SignalsBlocked {
   sigset_t former_{};
 };
 
-// A listening socket on a free port of the address, or -1.
+// A listening socket on a free port of the address, or -1 and errno.
 int openPort(const tcp::endpoint& endpoint) {
   const int descriptor =
       ::socket(endpoint.protocol().family(), SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
@@ -59,7 +61,9 @@ int openPort(const tcp::endpoint& endpoint) {
   if (::bind(descriptor, endpoint.data(), static_cast<socklen_t>(endpoint.size())) == 0 &&
       ::listen(descriptor, SOMAXCONN) == 0)
     return descriptor;
+  const int reason = errno;
   ::close(descriptor);
+  errno = reason;
   return -1;
 }
 
@@ -100,10 +104,7 @@ class LoopbackListener::Server {
       acceptor_.assign(wanted.protocol(), descriptor);
       return;
     }
-    throw AnyError(
-        describedError(oauthGeneralErrorDomain, oauthListenerUnavailableCode,
-                       "The sign-in could not open a port on this computer's loopback address, which the "
-                       "browser needs to come back to. Check the network settings of this computer."));
+    throw AnyError(listenerError(std::generic_category().message(errno)));
   }
 
   std::string host() const {

@@ -28,6 +28,14 @@ NSError oauthResponseError(std::string_view domain, std::string_view error, std:
                   {std::string(NSLocalizedDescriptionKey), std::move(description)}});
 }
 
+NSError listenerError(std::string_view reason) {
+  return describedError(
+      oauthGeneralErrorDomain, oauthListenerUnavailableCode,
+      "The sign-in could not open a port on this computer's loopback address, which the browser "
+      "needs to come back to: " +
+          std::string(reason) + ".");
+}
+
 std::string oneLine(std::string_view text) {
   constexpr std::size_t limit = 200;
   std::string line(text.substr(0, limit));

@@ -30,6 +30,9 @@ NSError describedError(std::string_view domain, std::int64_t code, std::string d
 NSError oauthResponseError(std::string_view domain, std::string_view error, std::string_view errorDescription,
                            std::string description);
 
+/// There is no port for the browser to come back to.
+NSError listenerError(std::string_view reason);
+
 /// A server's text made fit for one line of an error: printable ASCII, all that RFC 6749 allows there, cut at
 /// 200.
 std::string oneLine(std::string_view text);

@@ -8,7 +8,7 @@
 
 #include <Corvane/AnyError.hpp>
 
-#include <system_error>
+#include <exception>
 #include <utility>
 #include <variant>
 
@@ -56,6 +56,8 @@ void SignInAttempt::open() {
     openListener();
   } catch (const AnyError& error) {
     failure_ = error.nsError();
+  } catch (const std::exception& error) {  // no descriptor or no thread to be had
+    failure_ = listenerError(error.what());
   }
 }
 

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cerrno>
 #include <optional>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -104,10 +105,14 @@ std::shared_ptr<Cancellable> XdgOpenPresenter::present(const std::string& url, c
     presentation->fail();
     return presentation;
   }
-  std::thread([presentation, opener = *child] {
-    pthread_setname_np(pthread_self(), "corvane-browser");
-    if (hasFailed(opener)) presentation->fail();
-  }).detach();
+  try {
+    std::thread([presentation, opener = *child] {
+      pthread_setname_np(pthread_self(), "corvane-browser");
+      if (hasFailed(opener)) presentation->fail();
+    }).detach();
+  } catch (const std::system_error&) {
+    presentation->fail();  // without a thread nobody will know, so the URL is shown in any case
+  }
   return presentation;
 }
 

@@ -1,3 +1,4 @@
+#include "DescriptorLimit.hpp"
 #include "SignInFixture.hpp"
 
 #include "oauth/OAuthSession.hpp"
@@ -381,7 +382,7 @@ TEST_F(BrowserSignInServiceTest, DroppingTheServiceCancels) {
 TEST_F(BrowserSignInServiceTest, CancellingBeforeTheHandlersTurnOnThePoolReleasesItUncalled) {
   signIn.start();
   std::promise<void> release;
-  signIn.pool->async([&] { release.get_future().wait(); });
+  signIn.pool->async([released = release.get_future().share()] { released.wait(); });
   signIn.comeBack(200, signIn.tokens().dump());  // the browser has its answer, the handler waits for the pool
   signIn.service->cancel();
   EXPECT_TRUE(signIn.handlerLife.expired());
@@ -426,6 +427,15 @@ TEST_F(BrowserSignInServiceTest, WithoutALoopbackPortTheHandlerIsToldAndNoPageIs
   EXPECT_EQ(outcome.error->domain(), "org.openid.appauth.general");
   EXPECT_EQ(outcome.error->code(), -101);
   EXPECT_EQ(outcome.thread, signIn.pool->threadID());
+  EXPECT_EQ(signIn.presenter->lastURL, "");
+}
+
+TEST_F(BrowserSignInServiceTest, WithoutAFreeDescriptorTheHandlerIsToldAndNoPageIsOpened) {
+  {
+    const DescriptorLimit noneFree(0);
+    signIn.start();
+  }
+  EXPECT_EQ(signIn.outcome().error->code(), -101);
   EXPECT_EQ(signIn.presenter->lastURL, "");
 }
 

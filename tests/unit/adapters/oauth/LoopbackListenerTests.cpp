@@ -1,3 +1,4 @@
+#include "DescriptorLimit.hpp"
 #include "RawClient.hpp"
 #include "oauth/LoopbackListener.hpp"
 #include "oauth/SignInPages.hpp"
@@ -5,7 +6,6 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
 #include <future>
 #include <optional>
@@ -271,6 +271,17 @@ TEST(LoopbackListener, NoSocketIsInheritedByPrograms) {
   held.send(getRequest(listener.host(), "/hold"));
   isHeld.get_future().wait();
   EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST(LoopbackListener, WithoutAFreeDescriptorTheOldestConnectionMakesRoom) {
+  LoopbackListener listener;
+  const RawClient silent(listener.host());
+  const RawClient second(listener.host());
+  second.send(getRequest(listener.host(), "/"));
+  const DescriptorLimit oneFree(1);
+  listener.start(echo);
+  EXPECT_THAT(silent.receiveAll(), IsEmpty());
+  EXPECT_THAT(second.receiveAll(), HasSubstr("hello"));
 }
 
 }  // namespace
