@@ -1,0 +1,277 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "GoogleDriveAuthorizationProvider.hpp"
+#include "support/ErrorMatchers.hpp"
+#include "support/Recorder.hpp"
+#include "unit/core/SignInRig.hpp"
+
+using namespace corvane;
+using namespace corvane::test;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+using Case = GoogleDriveAuthorizationProviderError::Case;
+
+constexpr auto missingCredentials =
+    "failed: Google Drive authorization failed: Missing or invalid credentials.";
+
+NSError serviceError(std::int64_t code) {
+  return NSError("TessoraService", code, {{"NSLocalizedDescription", "It broke."}});
+}
+
+class SignInTest : public testing::Test, protected SignInRig {};
+
+}  // namespace
+
+TEST_F(SignInTest, PresentsNothingUntilSomebodySubscribesButCountsAsStarted) {
+  const auto publisher = provider->signIn();
+  EXPECT_THAT(tracker->events, ElementsAre("started"));
+  EXPECT_EQ(windowRequests, 0);
+  EXPECT_THAT(fake.signInServices.made, IsEmpty());
+}
+
+TEST_F(SignInTest, PresentsOverTheHostsWindowWithTheHostsClientAndTheSuccessPage) {
+  const Recorder account(provider->signIn());
+  EXPECT_EQ(windowRequests, 1);
+  EXPECT_EQ(service().presentedOver, WindowHandle::x11(77));
+  EXPECT_EQ(service().credentials.clientID(), "id");
+  EXPECT_EQ(service().credentials.clientSecret().reveal(), "secret");
+  EXPECT_EQ(service().successURL.absoluteString(), "https://drive.google.com/");
+}
+
+TEST_F(SignInTest, PublishesTheAccountAfterItsSessionIsInTheStore) {
+  std::size_t storedWhenTold = 0;
+  const auto subscription = provider->signIn().sink([](const auto&) {},
+                                                    [&](const GoogleDriveAccountModel& account) {
+                                                      EXPECT_EQ(account.userEmail(), "ada@example.com");
+                                                      storedWhenTold = fake.keychain->items().size();
+                                                    });
+  succeed();
+  EXPECT_EQ(storedWhenTold, 1u);
+
+  const Recorder accounts(factory.makeAccountProvider()->getAccounts());
+  fake.taskPool->runAll();
+  EXPECT_EQ(*accounts.value(), std::vector{GoogleDriveAccountModel("ada@example.com")});
+}
+
+TEST_F(SignInTest, SendsOneAccountThenFinishes) {
+  const Recorder account(provider->signIn());
+  succeed("Ada@Example.com");
+  EXPECT_THAT(account.events(), ElementsAre("value", "finished"));
+  EXPECT_EQ(account.value()->userEmail(), "Ada@Example.com");
+  EXPECT_THAT(tracker->events, ElementsAre("started", "succeeded"));
+  EXPECT_TRUE(fake.log->lines().empty());
+}
+
+TEST_F(SignInTest, MeasuresTheFinishBeforeTheSubscriberSeesIt) {
+  const Recorder account(provider->signIn());
+  std::vector<std::string> seenAtMeasuring;
+  tracker->onFinish = [&] { seenAtMeasuring = account.events(); };
+  succeed();
+  EXPECT_THAT(seenAtMeasuring, ElementsAre("value"));
+
+  const Recorder failing(provider->signIn());
+  tracker->onFinish = [&] { seenAtMeasuring = failing.events(); };
+  service(1).finish(nullptr, std::nullopt);
+  EXPECT_THAT(seenAtMeasuring, IsEmpty());
+  EXPECT_THAT(failing.events(), ElementsAre("failed"));
+}
+
+TEST_F(SignInTest, UndecodableCredentialsFailEverySubscriptionAtOnceWithoutAskingForTheWindow) {
+  SignInRig rig(R"({"client_id": "id", "client_secret": "secret"})");
+  const auto publisher = rig.provider->signIn();
+  const Recorder first(publisher);
+  const Recorder second(publisher);
+  EXPECT_EQ(first.error()->kind(), Case::missingCredentials);
+  EXPECT_EQ(second.error()->kind(), Case::missingCredentials);
+  EXPECT_EQ(rig.windowRequests, 0);
+  EXPECT_THAT(rig.fake.signInServices.made, IsEmpty());
+  EXPECT_THAT(rig.tracker->events, ElementsAre("started", missingCredentials, missingCredentials));
+  EXPECT_TRUE(rig.fake.log->lines().empty());
+}
+
+TEST_F(SignInTest, EmptyCredentialsProceed) {
+  SignInRig rig(R"({"client_id": "", "clientSecret": ""})");
+  const Recorder account(rig.provider->signIn());
+  EXPECT_EQ(rig.service().credentials.clientID(), "");
+  EXPECT_FALSE(account.ended());
+}
+
+TEST_F(SignInTest, WithoutAWindowFailsAndMakesNoSignInService) {
+  window.reset();
+  const Recorder account(provider->signIn());
+  EXPECT_EQ(account.error()->kind(), Case::presentingWindowUnavailable);
+  EXPECT_THAT(fake.signInServices.made, IsEmpty());
+  EXPECT_THAT(tracker->events,
+              ElementsAre("started",
+                          "failed: Google Drive authorization failed: No window available to present the "
+                          "authentication session."));
+  EXPECT_TRUE(fake.log->lines().empty());
+}
+
+TEST_F(SignInTest, FromAProviderThatIsGoneFailsUnmeasured) {
+  const auto publisher = provider->signIn();
+  provider.reset();
+  const Recorder account(publisher);
+  EXPECT_EQ(account.error()->kind(), Case::missingCredentials);
+  EXPECT_THAT(tracker->events, ElementsAre("started"));
+  EXPECT_EQ(windowRequests, 0);
+}
+
+TEST_F(SignInTest, ThePublisherDoesNotKeepTheProvider) {
+  const auto publisher = provider->signIn();
+  const std::weak_ptr watch = provider;
+  provider.reset();
+  EXPECT_TRUE(watch.expired());
+}
+
+TEST_F(SignInTest, GoesOnAndSavesItsSessionWhenTheProviderGoesUnmeasured) {
+  const Recorder account(provider->signIn());
+  provider.reset();
+  succeed();
+  EXPECT_THAT(account.events(), ElementsAre("value", "finished"));
+  EXPECT_EQ(fake.keychain->items().size(), 1u);
+  EXPECT_THAT(tracker->events, ElementsAre("started"));
+}
+
+TEST_F(SignInTest, AFailedSaveLogsTheCauseAndHidesIt) {
+  fake.keychain->failNext(FakeKeychain::Operation::add, -25308);
+  const Recorder account(provider->signIn());
+  succeed();
+  EXPECT_EQ(account.error()->kind(), Case::tokenSaveFailed);
+  EXPECT_THAT(account.events(), ElementsAre("failed"));
+  EXPECT_THAT(fake.log->messages(),
+              ElementsAre("error: Google Drive token save failed [NSOSStatusErrorDomain "
+                          "-25308]: Keychain add failed"));
+  EXPECT_THAT(tracker->events,
+              ElementsAre("started",
+                          "failed: Google Drive authorization failed: Unable to save authentication token."));
+}
+
+TEST_F(SignInTest, AnyOtherErrorFailsWithItAndLogsOneLine) {
+  const Recorder account(provider->signIn());
+  fail(serviceError(-7));
+  EXPECT_EQ(account.error()->kind(), Case::signInFailed);
+  EXPECT_THAT(*account.error()->underlying(), IsError("TessoraService", -7, "It broke."));
+  EXPECT_EQ(account.error()->errorDescription(), "Google Drive sign-in failed: It broke.");
+  ASSERT_EQ(fake.log->lines().size(), 1u);
+  const auto line = fake.log->lines().front();
+  EXPECT_EQ(line.level, "error");
+  EXPECT_EQ(line.category, "GoogleDriveAuthorization");
+  EXPECT_EQ(line.message, "Google Drive sign-in failed [TessoraService -7]: It broke.");
+  EXPECT_EQ(line.context, 0);
+  EXPECT_TRUE(line.asynchronous);
+  EXPECT_EQ(line.file, "Corvane/GoogleDriveAuthorizationProvider");
+}
+
+TEST_F(SignInTest, RecognisedErrorsAreNotLogged) {
+  const Recorder account(provider->signIn());
+  fail(serviceError(-2));
+  EXPECT_EQ(account.error()->kind(), Case::missingRequiredScopes);
+  EXPECT_TRUE(fake.log->lines().empty());
+  EXPECT_EQ(tracker->events.size(), 2u);
+}
+
+TEST_F(SignInTest, NeitherSessionNorErrorIsUnknownAndNotLogged) {
+  const Recorder account(provider->signIn());
+  service().finish(nullptr, std::nullopt);
+  EXPECT_EQ(account.error()->kind(), Case::signInFailedUnknown);
+  EXPECT_TRUE(fake.log->lines().empty());
+}
+
+TEST_F(SignInTest, ASessionWithoutAnEmailFailsByItsErrorOrAsUnknown) {
+  const auto nameless = std::make_shared<FakeSession>(std::nullopt);
+  const Recorder without(provider->signIn());
+  service(0).finish(nameless, std::nullopt);
+  EXPECT_EQ(without.error()->kind(), Case::signInFailedUnknown);
+  EXPECT_TRUE(fake.log->lines().empty());
+
+  const Recorder with(provider->signIn());
+  service(1).finish(nameless, serviceError(-7));
+  EXPECT_EQ(with.error()->kind(), Case::signInFailed);
+  EXPECT_EQ(fake.log->lines().size(), 1u);
+  EXPECT_TRUE(fake.keychain->calls().empty());
+}
+
+TEST_F(SignInTest, ASessionWithAnEmailWinsOverAnError) {
+  const Recorder account(provider->signIn());
+  service().finish(std::make_shared<FakeSession>("ada@example.com"), serviceError(-7));
+  EXPECT_THAT(account.events(), ElementsAre("value", "finished"));
+}
+
+TEST_F(SignInTest, CancellingSendsCancelToTheServiceAndReportsNoFinish) {
+  Recorder account(provider->signIn());
+  account.cancel();
+  account.cancel();
+  EXPECT_EQ(service().cancellations, 1);
+  succeed();
+  EXPECT_THAT(account.events(), IsEmpty());
+  EXPECT_THAT(tracker->events, ElementsAre("started"));
+}
+
+TEST_F(SignInTest, CancelledWithinTheAccountCallbackReportsNoFinish) {
+  AnyCancellable subscription;
+  bool completed = false;
+  subscription = provider->signIn().sink([&](const auto&) { completed = true; },
+                                         [&](const auto&) { subscription.cancel(); });
+  succeed();
+  EXPECT_FALSE(completed);
+  EXPECT_THAT(tracker->events, ElementsAre("started"));
+}
+
+TEST_F(SignInTest, AServiceThatLetsGoOfItsHandlerFailsAsUnknown) {
+  const Recorder account(provider->signIn());
+  service().dropHandler();
+  EXPECT_EQ(account.error()->kind(), Case::signInFailedUnknown);
+  EXPECT_THAT(tracker->events, ElementsAre("started", "failed: Google Drive sign-in failed: Unknown error."));
+}
+
+TEST_F(SignInTest, SubscribedTwiceStartsTwoSignInsWithOneStartAndTwoFinishes) {
+  const auto publisher = provider->signIn();
+  const Recorder first(publisher);
+  const Recorder second(publisher);
+  EXPECT_EQ(windowRequests, 2);
+  EXPECT_EQ(fake.signInServices.made.size(), 2u);
+  service(0).finish(std::make_shared<FakeSession>("ada@example.com"), std::nullopt);
+  EXPECT_FALSE(second.ended());
+  service(1).finish(std::make_shared<FakeSession>("bob@example.com"), std::nullopt);
+  EXPECT_EQ(second.value()->userEmail(), "bob@example.com");
+  EXPECT_THAT(tracker->events, ElementsAre("started", "succeeded", "succeeded"));
+}
+
+TEST_F(SignInTest, TheSubscriptionKeepsItsServiceUntilItEnds) {
+  Recorder account(provider->signIn());
+  const std::weak_ptr watch = fake.signInServices.made.at(0);
+  auto running = watch.lock();
+  fake.signInServices.made.clear();
+  EXPECT_GE(watch.use_count(), 2) << "the test's and the subscription's";
+  running->finish(nullptr, std::nullopt);
+  EXPECT_TRUE(account.ended());
+  running.reset();
+  EXPECT_TRUE(watch.expired());
+}
+
+TEST_F(SignInTest, WithoutATrackerMeasuresNothing) {
+  const auto unmeasured = factory.makeAuthorizationProvider(nullptr);
+  const Recorder account(unmeasured->signIn());
+  succeed();
+  EXPECT_THAT(account.events(), ElementsAre("value", "finished"));
+  EXPECT_THAT(tracker->events, IsEmpty());
+}
+
+TEST_F(SignInTest, EndsOnTheThreadWhereTheServiceCallsBack) {
+  const Recorder account(provider->signIn());
+  std::thread::id pool;
+  std::thread caller([&] {
+    pool = std::this_thread::get_id();
+    succeed();
+  });
+  caller.join();
+  EXPECT_THAT(account.threads(), ElementsAre(pool, pool));
+}
