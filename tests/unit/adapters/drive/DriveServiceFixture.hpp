@@ -40,10 +40,10 @@ class DriveServiceTest : public testing::Test {
   /// A handler that writes down what becomes of it.
   static Handler handlerFor(std::shared_ptr<Delivery> delivery) {
     std::shared_ptr<void> released(nullptr, [delivery](void*) { delivery->released = true; });
-    return [delivery, released](const std::shared_ptr<GTLRServiceTicket>& ticket, GTLRObject object,
+    return [delivery, released](const std::shared_ptr<GTLRServiceTicket>& own, GTLRObject object,
                                 std::optional<NSError> error) {
       ++delivery->calls;
-      delivery->ticket = ticket;
+      delivery->ticket = own;
       delivery->object = std::move(object);
       delivery->error = std::move(error);
     };
