@@ -10,18 +10,18 @@ namespace {
 
 /// Ends the program while a static network has a handshake and a request under way.
 void exitWithWorkUnderWay() {
+  static Hanging hanging;
+  static const ScriptedServer server(hanging.script());
+  static const ScriptedServer silent([](ScriptedConnection& connection) { connection.waitForEnd(); });
   static HTTPFixture http;
-  auto* const hanging = new Hanging;
-  auto* const server = new ScriptedServer(hanging->script());
-  auto* const silent = new ScriptedServer([](ScriptedConnection& connection) { connection.waitForEnd(); });
   static std::vector<std::shared_ptr<Cancellable>> tickets;
   const auto send = [](std::string url) {
     tickets.push_back(http.client->send(makeRequest("GET", std::move(url)), [](Answer) {}));
   };
-  send(server->url());
-  send("https://127.0.0.1:" + std::to_string(silent->port()) + "/");
-  hanging->waitForArrival();
-  silent->waitForConnections(1);
+  send(server.url());
+  send("https://127.0.0.1:" + std::to_string(silent.port()) + "/");
+  hanging.waitForArrival();
+  silent.waitForConnections(1);
   std::exit(0);
 }
 
