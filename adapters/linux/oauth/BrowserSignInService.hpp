@@ -30,14 +30,16 @@ struct SignInEnvironment {
   LoopbackLimits limits = {};
 };
 
-/// Signs in with the system's browser, as RFC 8252 wants it for native apps: authorization code with PKCE,
-/// and a redirect to a loopback port that is open for this sign-in only.
+/// Signs in with the system's browser, as RFC 8252 wants it for native apps: authorization code with
+/// PKCE, and a redirect to a loopback port that is open for this sign-in only.
 ///
 /// Lifetime: dropping it cancels.
-/// Threads: the presenter is called on the thread that calls `runSignIn`, once the port is open; the handler
-/// on a pool thread, once the port is closed and the browser has been told how it ended. One thread serves
-/// the port meanwhile. Cancellation: `cancel` ends port, exchange and presentation at once, from any thread,
-/// and releases the handler. A second `runSignIn` cancels the first. Errors, as the handler gets them:
+/// Threads: the presenter is called on the thread that calls `runSignIn`, once the port is open; the
+/// handler on a pool thread, once the port is closed and the browser has been told how it ended. One
+/// thread serves the port meanwhile.
+/// Cancellation: `cancel` ends port, exchange and presentation at once, from any thread, and releases
+/// the handler. A second `runSignIn` cancels the first.
+/// Errors, as the handler gets them:
 ///   "TessoraService" -2 when the Drive scope was not granted;
 ///   "org.openid.appauth.oauth_authorization" when the sign-in page said no, with what it said under
 ///   `oauthErrorResponseKey` (codes as in OAuthErrors.hpp);

@@ -27,17 +27,18 @@ struct LoopbackLimits {
 
 /// A small web server on a free loopback port, for the browser's way back from the sign-in page.
 ///
-/// The problem: the one request that matters may come amid strays, slow clients and floods, and its answer
-/// has to wait until the code has been exchanged. The idea: each request's head goes to one function, which
-/// answers at once or holds the connection; one connection is held at most, and `finish` answers it and
-/// closes everything. All sockets live on one thread of the listener's own, so nothing here is locked. The
-/// cost: a thread while a sign-in runs, which is rare and short, and in return no stray connection ever takes
-/// a thread from the pool.
+/// The problem: the one request that matters may come amid strays, slow clients and floods, and its
+/// answer has to wait until the code has been exchanged. The idea: each request's head goes to one
+/// function, which answers at once or holds the connection; one connection is held at most, and
+/// `finish` answers it and closes everything. All sockets live on one thread of the listener's own, so
+/// nothing here is locked. The cost: a thread while a sign-in runs, which is rare and short, and in
+/// return no stray connection ever takes a thread from the pool.
 ///
-/// Lifetime: dropping it closes everything and waits for the thread, which never waits for anybody; dropped
-/// on its own thread it lets that thread end by itself. Threads: `finish` and `stop` from any, they do not
-/// wait. Handlers run on the listener's thread. Errors: the constructor throws an AnyError (domain
-/// "org.openid.appauth.general", -101) when no port can be had.
+/// Lifetime: dropping it closes everything and waits for the thread, which never waits for anybody;
+/// dropped on its own thread it lets that thread end by itself.
+/// Threads: `finish` and `stop` from any, they do not wait. Handlers run on the listener's thread.
+/// Errors: the constructor throws an AnyError (domain "org.openid.appauth.general", -101) when no port
+/// can be had.
 class LoopbackListener {
  public:
   /// The whole answer to a request, or nothing to hold its connection.

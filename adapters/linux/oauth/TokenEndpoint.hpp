@@ -13,13 +13,14 @@
 
 namespace corvane {
 
-/// The authorization server's token endpoint (RFC 6749 section 3.2): a form goes in, tokens or an error come
-/// out.
+/// The authorization server's token endpoint (RFC 6749 section 3.2): a form goes in, tokens or an error
+/// come out.
 ///
-/// Threads: any; the handler is called on a pool thread, exactly once unless cancelled, even when the HTTP
-/// client drops the request. Errors: NSURLErrorDomain for what went wrong on the way, with -1011 for 5xx,
-/// which may pass, and -1017 for a 2xx that holds no tokens; "org.openid.appauth.oauth_token" for a refusal,
-/// codes as in OAuthErrors.hpp. No text quotes the answer but for the OAuth error's own words.
+/// Threads: any; the handler is called on a pool thread, exactly once unless cancelled, even when the
+/// HTTP client drops the request.
+/// Errors: NSURLErrorDomain for what went wrong on the way, with -1011 for 5xx, which may pass, and
+/// -1017 for a 2xx that holds no tokens; "org.openid.appauth.oauth_token" for a refusal, codes as in
+/// OAuthErrors.hpp. No text quotes the answer but for the OAuth error's own words.
 class TokenEndpoint {
  public:
   using Handler = UniqueFunction<void(Result<TokenResponse, NSError>)>;

@@ -34,7 +34,7 @@ struct SessionRaces : ::testing::Test {
 };
 
 TEST_F(SessionRaces, AnswerAgainstCancelGivesEachWaiterOneAnswerOrNone) {
-  for (int round = 0; round < 2000; ++round) {
+  for (int round = 0; round < 500; ++round) {
     const auto session = expiredSession();
     std::atomic<int> first{0};
     std::atomic<int> second{0};
@@ -55,7 +55,7 @@ TEST_F(SessionRaces, AnswerAgainstCancelGivesEachWaiterOneAnswerOrNone) {
 }
 
 TEST_F(SessionRaces, AnswerAgainstTheLastCancelLeavesTheSessionUsable) {
-  for (int round = 0; round < 2000; ++round) {
+  for (int round = 0; round < 500; ++round) {
     const auto session = expiredSession();
     std::atomic<int> calls{0};
     auto only = session->accessToken({}, [&](auto) { ++calls; });
