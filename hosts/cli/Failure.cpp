@@ -33,7 +33,12 @@ std::string reason(const AnyError& error) {
   }
   const NSError view = error.nsError();
   std::string text = view.localizedDescription();
-  if (const auto more = view.localizedFailureReason(); more && !more->empty()) text += " " + *more;
+  if (const auto more = view.localizedFailureReason(); more && text.find(*more) == std::string::npos)
+    text += " " + *more;
+  // What to do is told on a line of its own.
+  if (const auto advice = view.localizedRecoverySuggestion(); advice && !advice->empty())
+    if (const auto found = text.rfind(" " + *advice); found != std::string::npos)
+      text.erase(found, advice->size() + 1);
   return text;
 }
 

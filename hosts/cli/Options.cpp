@@ -62,7 +62,7 @@ void addGlobals(CLI::App& app, Draft& draft) {
   app.add_option("--google", global.google, "Base URL of a local Google, for tests and demos")
       ->type_name("URL");
   app.add_option("--ca-file", global.caFile, "Certificate authorities (PEM) to trust beside the system's")
-      ->check(CLI::ExistingFile)
+      ->check(CLI::Validator(CLI::ExistingFile).description(""))
       ->type_name("FILE");
   app.add_flag("--json", global.json, "One JSON object per line; errors as JSON on standard error");
   app.add_option_function<std::string>(
@@ -92,6 +92,7 @@ void addGlobals(CLI::App& app, Draft& draft) {
 CLI::App* command(CLI::App& app, const char* name, const char* description) {
   CLI::App* sub = app.add_subcommand(name, description);
   sub->fallthrough();  // global options may also follow the command
+  sub->footer("Options for all commands, such as --json, are listed by `corvane --help`.");
   return sub;
 }
 
@@ -99,7 +100,7 @@ void addCommands(CLI::App& app, Draft& draft) {
   CLI::App* signIn = command(app, "sign-in", "Sign an account in through the browser");
   signIn->add_flag("--no-browser", draft.noBrowser, "Only print the page's address");
   signIn->add_option("--timeout", draft.timeoutSeconds, "Seconds to wait for the browser (300 by default)")
-      ->check(CLI::Range(0.001, 86'400.0))
+      ->check(CLI::Range(0.001, 86'400.0).description(""))
       ->type_name("S");
   signIn->add_option("--account", draft.signIn.account, "The account to suggest on Google's page")
       ->type_name("EMAIL");
@@ -107,26 +108,32 @@ void addCommands(CLI::App& app, Draft& draft) {
   command(app, "accounts", "List the accounts that are signed in");
 
   CLI::App* about = command(app, "about", "Show an account's profile and storage quota");
-  about->add_option("ACCOUNT", draft.about.account, accountHelp);
+  about->add_option("ACCOUNT", draft.about.account, accountHelp)->type_name("");
 
   CLI::App* ls = command(app, "ls", "List the files that the account owns and that are not in the trash");
-  ls->add_option("ACCOUNT", draft.ls.account, accountHelp);
+  ls->add_option("ACCOUNT", draft.ls.account, accountHelp)->type_name("");
   ls->add_option("--page-token", draft.ls.pageToken, "Begin at this page")->type_name("T");
   ls->add_option("--pages", draft.ls.pages, "Stop after this many pages of up to 500 files (all by default)")
-      ->check(CLI::Range(std::size_t{1}, std::size_t{1'000'000'000}))
+      ->check(CLI::Range(std::size_t{1}, std::size_t{1'000'000'000}).description(""))
       ->type_name("N");
 
   CLI::App* trash = command(app, "trash", "Move files to the trash");
-  trash->add_option("ID", draft.trash.fileIDs, "The files' IDs, as `corvane ls` shows them")->required();
+  trash->add_option("ID", draft.trash.fileIDs, "The files' IDs, as `corvane ls` shows them")
+      ->type_name("")
+      ->required();
   trash->add_option("--account", draft.trash.account, accountHelp)->type_name("A");
 
   CLI::App* rm = command(app, "rm", "Delete files for good, past the trash");
-  rm->add_option("ID", draft.rm.fileIDs, "The files' IDs, as `corvane ls` shows them")->required();
+  rm->add_option("ID", draft.rm.fileIDs, "The files' IDs, as `corvane ls` shows them")
+      ->type_name("")
+      ->required();
   rm->add_flag("--permanently", draft.rm.permanently, "Needed: deleted files cannot be brought back");
   rm->add_option("--account", draft.rm.account, accountHelp)->type_name("A");
 
   CLI::App* signOut = command(app, "sign-out", "Remove an account's session from this computer");
-  signOut->add_option("ACCOUNT", draft.signOut.account, "The account's e-mail address")->required();
+  signOut->add_option("ACCOUNT", draft.signOut.account, "The account's e-mail address")
+      ->type_name("")
+      ->required();
 }
 
 Options finished(const CLI::App& app, Draft draft) {

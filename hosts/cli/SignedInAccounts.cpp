@@ -45,12 +45,13 @@ GoogleDriveAccountModel choose(const std::vector<GoogleDriveAccountModel>& accou
                                const std::string& given) {
   if (given.empty()) {
     if (accounts.size() == 1) return accounts.front();
-    throw Failure::usage("Several accounts are signed in: " + listed(accounts) + ".",
-                         "Say which one is meant, as `corvane --help` shows.");
+    throw Failure::usage(
+        "Several accounts are signed in: " + listed(accounts) + ".",
+        "Name one: `corvane about ACCOUNT`, `corvane ls ACCOUNT`, or --account A with `trash` and `rm`.");
   }
   const auto found = std::find(accounts.begin(), accounts.end(), GoogleDriveAccountModel(given));
   if (found != accounts.end()) return *found;
-  return throw Failure::notSignedIn(given + " is not signed in."), accounts.front();
+  throw Failure::notSignedIn(given + " is not signed in.");
 }
 
 }  // namespace corvane::cli

@@ -22,8 +22,9 @@ std::string reportInJSON(const Failure& failure) {
              put("kind", failure.kind);
              put("domain", failure.domain);
              error->encode(failure.code, CodingKey("code"));
-             put("message", failure.message.empty() ? failure.headline : failure.message);
-             put("failureReason", failure.why);
+             const std::string& message = failure.message.empty() ? failure.headline : failure.message;
+             put("message", message);
+             if (failure.why != message) put("failureReason", failure.why);
              put("recoverySuggestion", failure.remedy);
              put("id", failure.fileID);
            });

@@ -14,7 +14,7 @@ Failure sample() {
   failure.remedy = "Ask the file's owner.";
   failure.domain = "com.google.GTLRErrorObjectDomain";
   failure.code = 403;
-  failure.message = "The user does not have sufficient permissions for this file.";
+  failure.message = "Insufficient permissions.";
   failure.fileID = "1AbC";
   return failure;
 }
@@ -38,10 +38,16 @@ TEST(ErrorReport, UnknownPartsAreLeftOut) {
 TEST(ErrorReport, ProgramsGetOneJSONObjectOnALine) {
   EXPECT_EQ(reportInJSON(sample()),
             R"({"error":{"kind":"permission","domain":"com.google.GTLRErrorObjectDomain","code":403,)"
-            R"("message":"The user does not have sufficient permissions for this file.",)"
+            R"("message":"Insufficient permissions.",)"
             R"("failureReason":"The user does not have sufficient permissions for this file.",)"
             R"("recoverySuggestion":"Ask the file's owner.","id":"1AbC"}})"
             "\n");
+}
+
+TEST(ErrorReport, ProgramsAreNotToldTheSameTwice) {
+  Failure failure = sample();
+  failure.why = failure.message;
+  EXPECT_EQ(reportInJSON(failure).find("failureReason"), std::string::npos);
 }
 
 TEST(ErrorReport, HostileServerTextStaysOneHarmlessLine) {

@@ -51,6 +51,16 @@ TEST(Failure, ErrorsOwnSuggestionIsPreferred) {
   EXPECT_EQ(failure.remedy, "Check the name.");
 }
 
+TEST(Failure, AdviceWithinADescriptionIsToldOnce) {
+  const NSError error(NSURLErrorDomain, -1003,
+                      {{std::string(NSLocalizedDescriptionKey), "Could not find the host: no address. Check the name."},
+                       {std::string(NSLocalizedFailureReasonErrorKey), "no address"},
+                       {std::string(NSLocalizedRecoverySuggestionErrorKey), "Check the name."}});
+  const Failure failure = Failure::of(error, "list");
+  EXPECT_EQ(failure.why, "Could not find the host: no address.");
+  EXPECT_EQ(failure.remedy, "Check the name.");
+}
+
 TEST(Failure, WrapperOfAListingIsToldByItsCauseToPeopleAndWholeToPrograms) {
   const NSError wrapped(
       "GoogleDriveAPIRequestError", 503,
