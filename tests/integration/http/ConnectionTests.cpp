@@ -1,6 +1,9 @@
 #include "HTTPFixture.hpp"
 
+#include <arpa/inet.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include <atomic>
 #include <charconv>
@@ -198,6 +201,22 @@ TEST(Connection, IdleForTooLongIsNotUsedAgain) {
   EXPECT_THAT(http.get(slow.url()), IsAnswer(200, "slow"));
   EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
   EXPECT_EQ(server.connections(), 2);
+}
+
+TEST(Connection, IsNotInheritedByProgramsThatTheHostStarts) {
+  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
+  HTTPFixture http;
+  EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
+  int found = 0;
+  for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+    sockaddr_in peer{};
+    socklen_t size = sizeof peer;
+    if (::getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) != 0) continue;
+    if (peer.sin_family != AF_INET || ntohs(peer.sin_port) != server.port()) continue;
+    ++found;
+    EXPECT_TRUE(::fcntl(descriptor, F_GETFD) & FD_CLOEXEC);
+  }
+  EXPECT_EQ(found, 1);
 }
 
 }  // namespace
