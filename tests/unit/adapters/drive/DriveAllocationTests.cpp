@@ -20,7 +20,8 @@ void* allocate(std::size_t size) noexcept {
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined, or g++ would take their malloc and free for the caller's own and warn of a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size) {
   if (void* memory = allocate(size)) return memory;
   throw std::bad_alloc();
 }
@@ -33,22 +34,22 @@ void* operator new[](std::size_t size) {
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
   return allocate(size);
 }
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
   std::free(memory);
 }
-void operator delete(void* memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
   std::free(memory);
 }
-void operator delete(void* memory, const std::nothrow_t&) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, const std::nothrow_t&) noexcept {
   std::free(memory);
 }
-void operator delete[](void* memory) noexcept {
+[[gnu::noinline]] void operator delete[](void* memory) noexcept {
   std::free(memory);
 }
-void operator delete[](void* memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept {
   std::free(memory);
 }
-void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+[[gnu::noinline]] void operator delete[](void* memory, const std::nothrow_t&) noexcept {
   std::free(memory);
 }
 
