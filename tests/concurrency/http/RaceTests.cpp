@@ -116,7 +116,6 @@ TEST(Race, LastReferenceDroppedByManyHandlersEndsTheNetworkOnce) {
   const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
   for (int round = 0; round < 50; ++round) {
     const auto pool = std::make_shared<PoolQueue>();
-    Outcomes outcomes;
     std::latch done(4);
     {
       CurlNetwork network({{}, "", "Corvane/test (gzip)", pool});
