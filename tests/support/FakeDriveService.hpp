@@ -78,7 +78,10 @@ class FakeDriveService final : public GTLRDriveService {
     const std::lock_guard guard(mutex_);
     return requests_;
   }
-  std::size_t requestCount() const { return requests().size(); }
+  std::size_t requestCount() const {
+    const std::lock_guard guard(mutex_);
+    return requests_.size();
+  }
 
   template <class Query>
   Query query(std::size_t index) const {
@@ -91,8 +94,13 @@ class FakeDriveService final : public GTLRDriveService {
 
  private:
   void respond(std::size_t index, GTLRObject object, std::optional<NSError> error) {
-    const auto ticket = requests().at(index).ticket;
+    const auto ticket = ticketOf(index);
     if (const auto handler = ticket->takeHandler()) handler(ticket, std::move(object), std::move(error));
+  }
+
+  std::shared_ptr<Ticket> ticketOf(std::size_t index) const {
+    const std::lock_guard guard(mutex_);
+    return requests_.at(index).ticket;
   }
 
   void note(std::string event) {
