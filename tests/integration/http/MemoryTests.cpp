@@ -29,16 +29,17 @@ bool isOfTheTransport() {
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined, or g++ would take their malloc and free for the caller's own and warn of a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size) {
   if (allocationsUntilFailure >= 0 && isOfTheTransport() && allocationsUntilFailure-- == 0)
     throw std::bad_alloc();
   if (void* block = std::malloc(size ? size : 1)) return block;
   throw std::bad_alloc();
 }
-void operator delete(void* block) noexcept {
+[[gnu::noinline]] void operator delete(void* block) noexcept {
   std::free(block);
 }
-void operator delete(void* block, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
   std::free(block);
 }
 
