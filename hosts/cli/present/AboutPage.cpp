@@ -17,10 +17,9 @@ std::string usageText(const StorageQuota& quota) {
 }  // namespace
 
 std::string aboutPage(const About& about, const Style& style) {
-  const Table table({{"", 8}, {"", 0}});
   std::string page;
   const auto line = [&](const std::string& label, const std::string& text) {
-    page += table.row({style.bold(label), text}) + "\n";
+    page += style.bold(aligned(label, 10, Table::Align::left)) + text + "\n";
   };
   const StorageQuota& quota = about.storageQuota;
   line("Account", escapedName(about.user.displayName) + " <" + escapedName(about.user.emailAddress) + ">");

@@ -10,12 +10,12 @@
 namespace corvane::cli {
 namespace {
 
-constexpr std::size_t timeWidth = 17;  // "2024-03-01 12:34Z"
+constexpr std::size_t timeWidth = 16;  // "2024-03-01 12:34"
 constexpr std::size_t sizeWidth = 10;  // "1023.9 KiB"
 constexpr std::size_t gaps = 3 * 2;
 constexpr std::size_t idWidth = 33;  // most IDs; the column is the last one, longer ones spoil nothing
 constexpr std::size_t usualNameWidth = 40;
-constexpr std::size_t leastNameWidth = 16;
+constexpr std::size_t leastNameWidth = 12;
 
 std::size_t nameWidthFor(std::size_t terminalColumns) {
   if (terminalColumns == 0) return usualNameWidth;
@@ -37,7 +37,7 @@ FileTable::FileTable(std::size_t terminalColumns, Style style)
     : nameWidth_(nameWidthFor(terminalColumns)),
       shorten_(terminalColumns != 0),
       style_(style),
-      table_({{"MODIFIED", timeWidth},
+      table_({{"MODIFIED (UTC)", timeWidth},
               {"SIZE", sizeWidth, Table::Align::right},
               {"NAME", nameWidth_},
               {"ID", idWidth}}) {}

@@ -38,7 +38,7 @@ std::string rfc3339(Date date) {
 
 std::string shortTime(Date date) {
   const Parts p = parts(date);
-  return p.day + " " + p.minute + "Z";
+  return p.day + " " + p.minute;
 }
 
 }  // namespace corvane::cli

@@ -52,10 +52,11 @@ TEST(Failure, ErrorsOwnSuggestionIsPreferred) {
 }
 
 TEST(Failure, AdviceWithinADescriptionIsToldOnce) {
-  const NSError error(NSURLErrorDomain, -1003,
-                      {{std::string(NSLocalizedDescriptionKey), "Could not find the host: no address. Check the name."},
-                       {std::string(NSLocalizedFailureReasonErrorKey), "no address"},
-                       {std::string(NSLocalizedRecoverySuggestionErrorKey), "Check the name."}});
+  const NSError error(
+      NSURLErrorDomain, -1003,
+      {{std::string(NSLocalizedDescriptionKey), "Could not find the host: no address. Check the name."},
+       {std::string(NSLocalizedFailureReasonErrorKey), "no address"},
+       {std::string(NSLocalizedRecoverySuggestionErrorKey), "Check the name."}});
   const Failure failure = Failure::of(error, "list");
   EXPECT_EQ(failure.why, "Could not find the host: no address.");
   EXPECT_EQ(failure.remedy, "Check the name.");

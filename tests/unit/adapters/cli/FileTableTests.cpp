@@ -24,7 +24,7 @@ TEST(FileTable, ColumnsLineUpWhateverTheNamesAre) {
 
 TEST(FileTable, RowShowsTimeSizeNameAndID) {
   EXPECT_EQ(FileTable(0, Style(false)).row(fileNamed("notes.txt")),
-            "2024-03-01 12:34Z     1.5 KiB  notes.txt                                 1AbC");
+            "2024-03-01 12:34     1.5 KiB  notes.txt                                 1AbC");
 }
 
 TEST(FileTable, FoldersEndInASlashAndHaveNoSize) {
@@ -40,8 +40,14 @@ TEST(FileTable, LongNamesAreShortenedOnATerminalOnly) {
   EXPECT_EQ(displayWidth(FileTable(100, Style(false)).row(fileNamed(name))), 100u - 33u + 4u);
 }
 
+TEST(FileTable, RowFitsATerminalOf80Columns) {
+  File file = fileNamed(std::string(100, 'x'));
+  file.id = "1wXFC99e3PFOIc2mZzWUcwSzwUrvjsLON";
+  EXPECT_EQ(displayWidth(FileTable(80, Style(false)).row(file)), 80u);
+}
+
 TEST(FileTable, NarrowTerminalStillLeavesRoomForNames) {
-  EXPECT_THAT(FileTable(20, Style(false)).row(fileNamed("0123456789abcdef")), HasSubstr("0123456789abcdef"));
+  EXPECT_THAT(FileTable(20, Style(false)).row(fileNamed("0123456789ab")), HasSubstr("0123456789ab"));
 }
 
 TEST(FileTable, HostileNamesStayOnTheirRow) {

@@ -50,7 +50,7 @@ TEST(Times, MillisecondsOrMicrosecondsWhereTheyCount) {
 
 TEST(Times, BeforeTheEpochCountsDownwards) {
   EXPECT_EQ(rfc3339(Date{std::chrono::microseconds{-1}}), "1969-12-31T23:59:59.999999Z");
-  EXPECT_EQ(shortTime(Date{std::chrono::seconds{-60}}), "1969-12-31 23:59Z");
+  EXPECT_EQ(shortTime(Date{std::chrono::seconds{-60}}), "1969-12-31 23:59");
 }
 
 }  // namespace

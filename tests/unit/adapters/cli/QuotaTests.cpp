@@ -52,6 +52,19 @@ TEST(AboutPage, ShowsProfileBarAndNumbers) {
             "App       installed\n");
 }
 
+TEST(AboutPage, ColourDoesNotMoveTheColumns) {
+  const About about(StorageQuota(1024, 512, 0), false, 0, User("A", "a", "p"));
+  const std::string painted = aboutPage(about, Style(true));
+  std::string shown;
+  for (std::size_t i = 0; i < painted.size(); ++i) {
+    if (painted[i] == '\x1b')
+      i = painted.find('m', i);
+    else
+      shown += painted[i];
+  }
+  EXPECT_EQ(shown, aboutPage(about, plain));
+}
+
 TEST(AboutPage, OverfullStorageSaysByHowMuch) {
   const About about(StorageQuota(1024, 3072, 0), false, 0, User("A", "a", "p"));
   EXPECT_THAT(aboutPage(about, plain), HasSubstr("3.0 KiB of 1.0 KiB used, 2.0 KiB over the limit"));
