@@ -431,6 +431,7 @@ TEST_F(BrowserSignInServiceTest, WithoutALoopbackPortTheHandlerIsToldAndNoPageIs
 }
 
 TEST_F(BrowserSignInServiceTest, WithoutAFreeDescriptorTheHandlerIsToldAndNoPageIsOpened) {
+  if (sanitizersNeedDescriptors) GTEST_SKIP() << "the sanitizers need descriptors themselves";
   {
     const DescriptorLimit noneFree(0);
     signIn.start();
