@@ -98,6 +98,14 @@ Failure Failure::notSignedIn(std::string what) {
   return failure;
 }
 
+Failure Failure::interrupted() {
+  Failure failure;
+  failure.exitCode = ExitCode::interrupted;
+  failure.kind = kindName(ErrorKind::cancelled);
+  failure.headline = "Interrupted.";
+  return failure;
+}
+
 Failure Failure::of(const AnyError& error, const std::string& doing) {
   const AnyError cause = unwrapped(error);
   const ErrorKind kind = errorKind(error);

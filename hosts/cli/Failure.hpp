@@ -29,6 +29,8 @@ struct Failure : std::exception {
   static Failure usage(std::string what, std::string remedy = "Run `corvane --help` to see how it is used.");
   /// Nobody is signed in, or not the account that was asked for.
   static Failure notSignedIn(std::string what);
+  /// Ctrl-C, for programs that wait for an answer.
+  static Failure interrupted();
   /// The module's own error, met while doing something, as in "list the files of ada@example.com".
   static Failure of(const AnyError& error, const std::string& doing);
 };

@@ -98,7 +98,8 @@ ExitCode runProgram(int argc, const char* const* argv) {
     printToStandardError(json ? reportInJSON(failure) : reportForPeople(failure, errorStyle));
     return failure.exitCode;
   } catch (const Interrupted&) {
-    return ExitCode::interrupted;
+    if (json) printToStandardError(reportInJSON(Failure::interrupted()));
+    return ExitCode::interrupted;  // a person knows who pressed Ctrl-C
   } catch (const OutputClosed&) {
     return ExitCode::ok;
   }

@@ -49,6 +49,18 @@ TEST_F(InterruptedWork, ListingCancelsItsRequest) {
   gate->open();
 }
 
+TEST_F(InterruptedWork, ProgramsAreToldInJSON) {
+  const auto gate = std::make_shared<emulator::Gate>();
+  google.faults().add("about", Fault::held(gate));
+  Program program(setup({"--json", "about"}));
+  ASSERT_TRUE(gate->waitUntilReached());
+  program.signal(SIGTERM);
+  const auto result = program.finish();
+  EXPECT_EQ(result.exitCode, 130);
+  EXPECT_EQ(errorIn(result).at("kind"), "cancelled");
+  gate->open();
+}
+
 TEST_F(InterruptedWork, TrashSaysThatTheOutcomeIsNotKnown) {
   const auto gate = std::make_shared<emulator::Gate>();
   google.faults().add("files.update", Fault::held(gate));
