@@ -12,6 +12,7 @@
 
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -78,7 +79,9 @@ class ProgramTest : public testing::Test {
 
   /// The error that the program told in JSON, on the last line of standard error.
   static nlohmann::json errorIn(const ProgramResult& result) {
-    return nlohmann::json::parse(lines(result.errors).back()).at("error");
+    const auto all = lines(result.errors);
+    if (all.empty()) throw std::runtime_error("the program reported no error");
+    return nlohmann::json::parse(all.back()).at("error");
   }
 
   corvane::test::TemporaryFolder home;
