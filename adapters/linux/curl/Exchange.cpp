@@ -21,6 +21,10 @@ bool isGzip(std::string_view encoding) {
   return isEncoding(encoding, "gzip") || isEncoding(encoding, "x-gzip");
 }
 
+bool isSuccess(const HTTPResponse& response) {
+  return response.status >= 200 && response.status < 300;
+}
+
 void dropHeader(HTTPResponse& response, std::string_view name) {
   std::erase_if(response.headers, [&](const auto& header) { return header.first == name; });
 }
@@ -61,15 +65,21 @@ Result<HTTPResponse, NSError> Exchange::inflatedOutcome() {
 }
 
 Result<HTTPResponse, NSError> Exchange::inflated(HTTPResponse response) const {
+  // A failure counts by its status, such as the 503 that is worth another try, also when its page is damaged.
+  const auto unreadable = [&response](NSError error) {
+    if (isSuccess(response)) return Outcome::failure(std::move(error));
+    response.body.clear();
+    return Outcome::success(std::move(response));
+  };
   const auto encoding = response.header("content-encoding");
   if (response.body.empty() || encoding.empty() || isEncoding(encoding, "identity"))
     return Outcome::success(std::move(response));
-  if (!isGzip(encoding)) return Outcome::failure(unknownEncodingError(target_.display));
+  if (!isGzip(encoding)) return unreadable(unknownEncodingError(target_.display));
 
   auto plain = inflateGzip(response.body, bodyLimit_);
   if (!plain)
-    return Outcome::failure(plain.error() == InflateFailure::tooLarge ? bodyTooLargeError(target_.display)
-                                                                      : corruptBodyError(target_.display));
+    return plain.error() == InflateFailure::tooLarge ? Outcome::failure(bodyTooLargeError(target_.display))
+                                                     : unreadable(corruptBodyError(target_.display));
   response.body = std::move(plain).value();
   dropHeader(response, "content-encoding");
   dropHeader(response, "content-length");

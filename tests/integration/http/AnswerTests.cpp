@@ -128,6 +128,15 @@ TEST(Body, CutGzipIsDamaged) {
   }
 }
 
+TEST(Body, ThatCannotBeReadLeavesAFailureItsStatus) {
+  for (const auto* encoding : {"gzip", "br"}) {
+    const auto header = std::string("Content-Encoding: ") + encoding + "\r\n";
+    const ScriptedServer server(alwaysAnswer(httpAnswer("\x1f\x8b\x08 not gzip", header, 503)));
+    HTTPFixture http;
+    EXPECT_THAT(http.get(server.url()), IsAnswer(503, ""));
+  }
+}
+
 TEST(Body, EmptyBodyNeedsNoInflating) {
   const ScriptedServer server(alwaysAnswer("HTTP/1.1 204 No Content\r\nContent-Encoding: gzip\r\n\r\n"));
   HTTPFixture http;
