@@ -51,7 +51,8 @@ Result<CertificateBundle, NSError> CertificateBundle::open(const std::string& ex
   if (extraFile.empty()) return Opened::success(std::move(bundle));
 
   const auto refuse = [&](std::string_view why) {
-    return Opened::failure(urlError::make(urlError::secureConnectionFailed,
+    // Not a handshake's failure, which would be tried again.
+    return Opened::failure(urlError::make(urlError::serverCertificateUntrusted,
                                           "The certificate authorities in " + extraFile + " cannot be used",
                                           why, "Name a readable PEM file, or none."));
   };
