@@ -18,6 +18,19 @@ namespace corvane::test {
 /// A whole platform of fakes, within reach of the test.
 class FakePlatform {
  public:
+  FakePlatform() = default;
+  FakePlatform(const FakePlatform&) = delete;
+  FakePlatform& operator=(const FakePlatform&) = delete;
+  /// Lets go of open requests and runs what is left: blocks may hold the queue that holds them.
+  ~FakePlatform() {
+    do {
+      driveServices.clear();
+      signInServices.made.clear();
+      userInitiatedQueue->runAll();
+      taskPool->runAll();
+    } while (!driveServices.empty());
+  }
+
   Platform platform() {
     Platform pieces;
     pieces.keychain = keychain;

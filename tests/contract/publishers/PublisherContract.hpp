@@ -170,6 +170,7 @@ TEST_P(PublisherContract, LetsGoOfTheCallbacksWhenItIsCancelled) {
   const auto subscription = rig.subscribe(std::move(callbacks));
   subscription.cancel();
   EXPECT_TRUE(watch.expired());
+  rig.end();
 }
 
 TEST_P(PublisherContract, RunsToItsEndWhenTheSubscriptionIsGivenAway) {
