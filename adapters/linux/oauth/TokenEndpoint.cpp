@@ -1,5 +1,6 @@
 #include "TokenEndpoint.hpp"
 
+#include "FormEncoding.hpp"
 #include "OAuthErrors.hpp"
 #include "SecretJSON.hpp"
 #include "URLErrors.hpp"
@@ -21,13 +22,27 @@ NSError invalidGrant(std::string_view host, std::string_view errorDescription) {
                                 "(invalid_grant). Sign in again.");
 }
 
-NSError refusal(const std::string& host, int status, const Data& body) {
+// Some servers quote what they were sent, and a refusal's words end up in logs.
+std::string withoutSecrets(std::string text, const Data& form) {
+  const auto sent = parseForm(textView(form));
+  for (const auto* name : {"code", "code_verifier", "refresh_token", "client_secret"}) {
+    const auto* secret = sent ? findParameter(*sent, name) : nullptr;
+    if (!secret || secret->empty()) continue;
+    for (auto at = text.find(secret->reveal()); at != std::string::npos;
+         at = text.find(secret->reveal(), at + 3))
+      text.replace(at, secret->reveal().size(), "...");
+  }
+  return text;
+}
+
+NSError refusal(const std::string& host, int status, const Data& body, const Data& form) {
   const auto object = parseSecretObject(textView(body));
-  const auto error = object ? textMember(*object, "error") : std::nullopt;
+  auto error = object ? textMember(*object, "error") : std::nullopt;
   if (!error)
     return describedError(oauthTokenErrorDomain, oauthOtherErrorCode,
                           host + " refused to give a token (HTTP " + std::to_string(status) + ").");
-  const auto description = textMember(*object, "error_description").value_or("");
+  if (oauthErrorCode(*error) == oauthOtherErrorCode) error = withoutSecrets(*std::move(error), form);
+  const auto description = withoutSecrets(textMember(*object, "error_description").value_or(""), form);
   if (*error == "invalid_grant") return invalidGrant(host, description);
   std::string text = host + " refused to give a token: " + oneLine(*error);
   if (!description.empty()) text += " (" + oneLine(description) + ")";
@@ -36,11 +51,11 @@ NSError refusal(const std::string& host, int status, const Data& body) {
   return oauthResponseError(oauthTokenErrorDomain, *error, description, std::move(text));
 }
 
-Answer judge(const std::string& host, Result<HTTPResponse, NSError> result) {
+Answer judge(const std::string& host, const Data& form, Result<HTTPResponse, NSError> result) {
   if (!result) return Answer::failure(std::move(result).error());
   const HTTPResponse& response = result.value();
   if (response.status >= 400 && response.status < 500)
-    return Answer::failure(refusal(host, response.status, response.body));
+    return Answer::failure(refusal(host, response.status, response.body, form));
   if (response.status < 200 || response.status >= 300)
     return Answer::failure(urlError::make(urlError::badServerResponse,
                                           host + " could not give a token just now",
@@ -102,11 +117,12 @@ std::shared_ptr<Cancellable> TokenEndpoint::send(Data form, Handler handler) con
   request.method = "POST";
   request.url = url_;
   request.headers = {{"Content-Type", "application/x-www-form-urlencoded"}, {"Accept", "application/json"}};
-  request.body = std::move(form);
+  request.body = form;
   auto cancelled = std::make_shared<std::atomic<bool>>(false);
-  auto running = http_->send(std::move(request),
-                             [host = hostOf(url_), reply = Reply(std::move(handler), pool_, cancelled)](
-                                 auto result) mutable { reply(judge(host, std::move(result))); });
+  auto running = http_->send(
+      std::move(request),
+      [host = hostOf(url_), form = std::move(form), reply = Reply(std::move(handler), pool_, cancelled)](
+          auto result) mutable { reply(judge(host, form, std::move(result))); });
   return std::make_shared<Request>(std::move(cancelled), std::move(running));
 }
 

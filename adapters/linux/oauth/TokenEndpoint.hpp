@@ -20,7 +20,8 @@ namespace corvane {
 /// HTTP client drops the request.
 /// Errors: NSURLErrorDomain for what went wrong on the way, with -1011 for 5xx, which may pass, and
 /// -1017 for a 2xx that holds no tokens; "org.openid.appauth.oauth_token" for a refusal, codes as in
-/// OAuthErrors.hpp. No text quotes the answer but for the OAuth error's own words.
+/// OAuthErrors.hpp. No text quotes the answer but for the OAuth error's own words, from which the secrets
+/// that were sent are struck out.
 class TokenEndpoint {
  public:
   using Handler = UniqueFunction<void(Result<TokenResponse, NSError>)>;

@@ -88,6 +88,18 @@ TEST_F(TokenEndpointTest, HostileErrorTextsBecomeOneShortLine) {
   EXPECT_EQ(*error.userInfo().at("OIDOAuthErrorResponseErrorKey").dictionary()->at("error").text(), "a?b");
 }
 
+TEST_F(TokenEndpointTest, SecretsThatTheServerRepeatsAreStruckOut) {
+  for (const auto* error : {"invalid_grant", "invalid_request", "bad secret-code"}) {
+    const auto told = errorFor(
+        400,
+        JSONDocument{{"error", error}, {"error_description", "Malformed secret-code, secret-code"}}.dump());
+    for (const auto& [key, value] : told.userInfo())
+      EXPECT_THAT(value.description(), Not(HasSubstr("secret-code"))) << key;
+    const auto& response = *told.userInfo().at("OIDOAuthErrorResponseErrorKey").dictionary();
+    EXPECT_EQ(*response.at("error_description").text(), "Malformed ..., ...");
+  }
+}
+
 TEST_F(TokenEndpointTest, ServerFailuresAndRedirectsAreBadServerResponses) {
   for (const int status : {500, 502, 503, 504, 301, 302, 307, 304}) {
     const auto error = errorFor(status, R"({"error":"invalid_grant"})");
