@@ -2,6 +2,7 @@
 
 #include "OAuthErrors.hpp"
 #include "SignInPages.hpp"
+#include "SignalsBlocked.hpp"
 
 #include <Corvane/AnyError.hpp>
 #include <Corvane/Data.hpp>
@@ -12,7 +13,6 @@
 
 #include <fcntl.h>
 #include <pthread.h>
-#include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -36,22 +36,6 @@ constexpr std::chrono::milliseconds acceptPause{
 void closeOnExec(int descriptor) {
   ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
 }
-
-// Signals of the host are not to be handled on our thread, which inherits what is blocked here.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &former_);
-  }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &former_, nullptr); }
-
- private:
-  sigset_t former_{};
-};
 
 // A listening socket on a free port of the address, or -1 and errno.
 int openPort(const tcp::endpoint& endpoint) {
@@ -294,7 +278,7 @@ LoopbackListener::~LoopbackListener() {
 }
 
 void LoopbackListener::start(RequestHandler handler) {
-  const SignalsBlocked block;
+  const SignalsBlocked signals;
   thread_ = std::thread([server = server_, handler = std::move(handler)]() mutable {
     pthread_setname_np(pthread_self(), "corvane-signin");
     server->run(std::move(handler));

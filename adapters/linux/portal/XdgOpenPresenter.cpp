@@ -1,5 +1,7 @@
 #include "XdgOpenPresenter.hpp"
 
+#include "SignalsBlocked.hpp"
+
 #include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
@@ -77,13 +79,6 @@ bool hasFailed(pid_t child) {
   return reaped == child && !(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }
 
-// The host's signals are not to be handled on our thread.
-void blockSignals() {
-  sigset_t all;
-  sigfillset(&all);
-  pthread_sigmask(SIG_BLOCK, &all, nullptr);
-}
-
 class Presentation final : public Cancellable {
  public:
   Presentation(XdgOpenPresenter::ShowURL showURL, std::string url)
@@ -113,8 +108,8 @@ std::shared_ptr<Cancellable> XdgOpenPresenter::present(const std::string& url, c
     return presentation;
   }
   try {
+    const SignalsBlocked signals;
     std::thread([presentation, opener = *child] {
-      blockSignals();
       pthread_setname_np(pthread_self(), "corvane-browser");
       if (hasFailed(opener)) presentation->fail();
     }).detach();

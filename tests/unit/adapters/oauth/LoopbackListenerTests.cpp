@@ -6,7 +6,9 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <pthread.h>
 
+#include <csignal>
 #include <future>
 #include <optional>
 #include <string>
@@ -56,6 +58,22 @@ TEST(LoopbackListener, ItAnswersAsOftenAsItIsAsked) {
   listener.start(echo);
   for (int i = 0; i < 5; ++i)
     EXPECT_THAT(roundTrip(listener.host(), getRequest(listener.host(), "/")), HasSubstr("hello"));
+}
+
+TEST(LoopbackListener, ItsThreadTakesNoneOfTheHostsSignalsButReportsItsOwnFaults) {
+  LoopbackListener listener;
+  std::promise<sigset_t> mask;
+  listener.start([&](std::string_view) {
+    sigset_t blocked;
+    pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+    mask.set_value(blocked);
+    return answerWith("");
+  });
+  roundTrip(listener.host(), getRequest(listener.host(), "/"));
+  const sigset_t blocked = mask.get_future().get();
+  for (const int signal : {SIGINT, SIGTERM, SIGPIPE, SIGCHLD})
+    EXPECT_EQ(sigismember(&blocked, signal), 1) << signal;
+  EXPECT_EQ(sigismember(&blocked, SIGSEGV), 0);
 }
 
 TEST(LoopbackListener, ARequestThatComesByteByByteIsPutTogether) {

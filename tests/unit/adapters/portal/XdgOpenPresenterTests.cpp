@@ -2,9 +2,11 @@
 #include "support/TemporaryFolder.hpp"
 
 #include <gmock/gmock.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -74,6 +76,25 @@ TEST_F(XdgOpenPresenterTest, AnOpenerThatFailsHasTheURLShown) {
 TEST_F(XdgOpenPresenterTest, AnOpenerThatIsKilledHasTheURLShown) {
   const auto presentation = presenter(script("kill -9 $$")).present(url, WindowHandle::terminal(), nullptr);
   EXPECT_EQ(shown.get_future().get(), url);
+}
+
+TEST_F(XdgOpenPresenterTest, TheWaitingThreadTakesNoneOfTheHostsSignals) {
+  std::promise<sigset_t> mask;
+  XdgOpenPresenter presenter(
+      [&mask](const std::string&) {
+        sigset_t blocked;
+        pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+        mask.set_value(blocked);
+      },
+      script("exit 3"));
+  const auto presentation = presenter.present(url, WindowHandle::terminal(), nullptr);
+  const sigset_t blocked = mask.get_future().get();
+  for (const int signal : {SIGINT, SIGTERM, SIGPIPE, SIGCHLD})
+    EXPECT_EQ(sigismember(&blocked, signal), 1) << signal;
+  EXPECT_EQ(sigismember(&blocked, SIGSEGV), 0);
+  sigset_t own;
+  pthread_sigmask(SIG_SETMASK, nullptr, &own);
+  EXPECT_EQ(sigismember(&own, SIGINT), 0);
 }
 
 TEST_F(XdgOpenPresenterTest, AWaitingOpenerHoldsNobodyUp) {
