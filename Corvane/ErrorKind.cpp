@@ -5,6 +5,7 @@
 #include <Corvane/GoogleDriveAuthorizationProviderError.hpp>
 #include <CorvanePlatform/DriveService.hpp>
 #include <CorvanePlatform/KeychainStoreError.hpp>
+#include <CorvanePlatform/SessionArchive.hpp>
 #include <CorvanePlatform/SignInService.hpp>
 
 #include <cstdint>
@@ -97,6 +98,7 @@ ErrorKind kindOfBridged(const NSError& error) {
   if (error.domain() == NSURLErrorDomain) return kindOfNetworkCode(error.code());
   if (error.domain() == GTLRErrorObjectDomain || error.domain() == GTLRServiceErrorDomain)
     return kindOfDriveCode(error.code());
+  if (error.domain() == sessionArchiveErrorDomain) return ErrorKind::keychainUnavailable;
   if (error.domain() == oauthTokenErrorDomain)
     return isInvalidGrant(error) ? ErrorKind::notSignedIn : ErrorKind::other;
   return ErrorKind::other;

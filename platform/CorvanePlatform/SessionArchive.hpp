@@ -4,13 +4,17 @@
 #include <CorvanePlatform/AuthSession.hpp>
 
 #include <memory>
+#include <string_view>
 
 namespace corvane {
+
+/// Error domain of sessions that cannot be archived or read back.
+inline constexpr std::string_view sessionArchiveErrorDomain = "Corvane.SessionArchive";
 
 /// Turns a session into bytes for the keychain and back. The bytes hold secrets.
 ///
 /// Threads: any. Errors: both throw an AnyError that says what is wrong with the session or the bytes,
-/// without showing them; an archive of an unknown version is such an error.
+/// without showing them, in the domain above; an archive of an unknown version is such an error.
 class SessionArchive {
  public:
   virtual ~SessionArchive() = default;

@@ -11,7 +11,6 @@
 
 namespace corvane {
 
-inline constexpr std::string_view sessionArchiveErrorDomain = "Corvane.SessionArchive";
 inline constexpr std::int64_t sessionArchiveDamagedCode = 1;
 inline constexpr std::int64_t sessionArchiveNewerVersionCode = 2;
 inline constexpr std::int64_t sessionArchiveForeignSessionCode = 3;

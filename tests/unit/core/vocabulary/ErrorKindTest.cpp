@@ -4,6 +4,7 @@
 #include <Corvane/GoogleDriveAuthorizationProviderError.hpp>
 #include <CorvanePlatform/DriveService.hpp>
 #include <CorvanePlatform/KeychainStoreError.hpp>
+#include <CorvanePlatform/SessionArchive.hpp>
 #include <CorvanePlatform/SignInService.hpp>
 
 #include <gtest/gtest.h>
@@ -72,6 +73,10 @@ TEST(ErrorKind, SortsWhatTheKeychainSaid) {
   EXPECT_EQ(errorKind(status(errSecUserCanceled)), ErrorKind::cancelled);
   EXPECT_EQ(errorKind(status(errSecNotAvailable)), ErrorKind::keychainUnavailable);
   EXPECT_EQ(errorKind(GoogleAccountsStoreError::unexpectedKeys("s")), ErrorKind::keychainUnavailable);
+}
+
+TEST(ErrorKind, CallsAnUnreadableSessionAnUnavailableKeychain) {
+  EXPECT_EQ(errorKind(NSError(sessionArchiveErrorDomain, 1)), ErrorKind::keychainUnavailable);
 }
 
 TEST(ErrorKind, SortsHowASignInFailed) {
