@@ -181,3 +181,10 @@ TEST_F(GetFilesPageTest, GoesOnPageByPage) {
   EXPECT_EQ(second.value()->files().front().id, "b");
   EXPECT_EQ(second.value()->nextPageToken(), std::nullopt);
 }
+
+TEST_F(GetFilesPageTest, AnErrorThatMerelyStandsOnAConversionErrorIsWrappedLikeAnyOther) {
+  const Recorder page(api->getFilesPage(std::nullopt));
+  run();
+  fail(0, NSError("D", 1, {{"NSUnderlyingError", AnyError(GoogleDriveAPIError::convertFilesList)}}));
+  EXPECT_TRUE(page.error()->holds<GoogleDriveAPIRequestError>());
+}
