@@ -25,7 +25,7 @@ struct HTTPRequest {
   Data body;
 };
 
-/// A whole HTTP answer, inflated. Header names are lower-case.
+/// A whole HTTP answer, inflated (a failure's body that cannot be is left out). Header names are lower-case.
 struct HTTPResponse {
   int status = 0;
   std::vector<std::pair<std::string, std::string>> headers;

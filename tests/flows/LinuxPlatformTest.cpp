@@ -1,0 +1,126 @@
+#include "FlowFixture.hpp"
+#include "support/FakeKeychain.hpp"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <filesystem>
+#include <iterator>
+#include <utility>
+
+namespace corvane::test {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class LinuxPlatformTest : public FlowTest {
+ protected:
+  static std::ptrdiff_t threads() {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return std::distance(begin(tasks), end(tasks));
+  }
+
+  static CorvaneFactory factoryOn(Platform platform) {
+    return CorvaneFactory(
+        dataFromText(R"({"client_id": "corvane-demo-client", "clientSecret": "corvane-demo-secret"})"),
+        "flows", "", [] { return WindowHandle::terminal(); }, std::move(platform));
+  }
+
+  LinuxPlatformOptions local() {
+    LinuxPlatformOptions options;
+    options.google = GoogleEndpoints::at(google.baseURL());
+    options.keychainFolder = folder.path() / "keychain";
+    options.presenter = browser;
+    options.loginHint = "ada@example.com";
+    options.log = log;
+    return options;
+  }
+};
+
+TEST_F(LinuxPlatformTest, TouchesNeitherFileNorThreadUntilItIsUsed) {
+  const auto before = threads();
+  const Platform platform = makeLinuxPlatform(local());
+  const auto service = platform.makeDriveService();
+  EXPECT_EQ(threads(), before);
+  EXPECT_FALSE(std::filesystem::exists(folder.path() / "keychain"));
+}
+
+TEST_F(LinuxPlatformTest, OfTheSystemIsOneWhileAnythingOfItLives) {
+  auto first = systemPlatform();
+  const std::shared_ptr<Queue> kept = first.taskPool;
+  first = {};
+  const auto second = systemPlatform();
+  EXPECT_EQ(second.taskPool, kept);
+}
+
+TEST_F(LinuxPlatformTest, EndpointThatIsNotSafeIsRefusedByTheNameOfItsOption) {
+  struct Wrong {
+    std::string GoogleEndpoints::*member;
+    const char* name;
+  };
+  for (const auto& [member, name] : {Wrong{&GoogleEndpoints::drive, "google.drive"},
+                                     Wrong{&GoogleEndpoints::authorization, "google.authorization"},
+                                     Wrong{&GoogleEndpoints::token, "google.token"}}) {
+    for (const auto* url : {"http://192.0.2.1/?s3cret", "file:///s3cret", "s3cret"}) {
+      auto options = local();
+      options.google.*member = url;
+      const auto error = failureOf([&] { makeLinuxPlatform(options); });
+      ASSERT_TRUE(error) << name << " " << url;
+      EXPECT_THAT(error->what(), HasSubstr(name));
+      EXPECT_THAT(error->what(), Not(HasSubstr("s3cret")));
+    }
+  }
+}
+
+TEST_F(LinuxPlatformTest, DefaultsAreGoogleAndPatienceForABadNetwork) {
+  using namespace std::chrono_literals;
+  const LinuxPlatformOptions options;
+  EXPECT_EQ(options.google.drive, "https://www.googleapis.com/drive/v3/");
+  EXPECT_EQ(options.google.authorization, "https://accounts.google.com/o/oauth2/v2/auth");
+  EXPECT_EQ(options.google.token, "https://oauth2.googleapis.com/token");
+  EXPECT_EQ(options.google.issuer, "https://accounts.google.com");
+  EXPECT_EQ(options.limits.connect, 30s);
+  EXPECT_EQ(options.limits.stall, 60s);
+  EXPECT_EQ(options.limits.stallBytesPerSecond, 64);
+  EXPECT_EQ(options.limits.idleConnection, 60s);
+  EXPECT_EQ(options.limits.body, std::size_t{16} << 20);
+  EXPECT_EQ(options.limits.headers, std::size_t{300} << 10);
+}
+
+TEST_F(LinuxPlatformTest, LimitsOfTheOptionsHoldForItsRequests) {
+  auto options = local();
+  options.limits.body = 16 << 10;
+  auto factory = factoryOn(makeLinuxPlatform(options));
+  const auto drive = factory.makeAPI(signIn(factory));
+  get(drive->getAbout());
+  const auto error = failureOf([&] { get(drive->getFilesPage(std::nullopt)); });
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code(), -1103);
+}
+
+TEST_F(LinuxPlatformTest, RefreshedTokenIsNotWrittenToTheKeychain) {
+  const auto keychain = std::make_shared<FakeKeychain>();
+  auto options = local();
+  options.keychain = keychain;
+  auto factory = factoryOn(makeLinuxPlatform(options));
+  const auto drive = factory.makeAPI(signIn(factory));
+  get(drive->getAbout());
+  keychain->forgetCalls();
+  google.expireTokens();
+  google.journal().clear();
+  get(drive->getAbout());
+  EXPECT_EQ(google.journal().count("token"), 1u);
+  EXPECT_TRUE(keychain->calls().empty());
+}
+
+TEST_F(LinuxPlatformTest, RequestsNameItAndItsVersion) {
+  auto factory = makeFactory();
+  get(factory.makeAPI(signIn(factory))->getAbout());
+  const auto about = google.journal().entries("about").front();
+  EXPECT_THAT(std::string(about.header("User-Agent")),
+              ::testing::MatchesRegex("Corvane/[0-9]+\\.[0-9]+\\.[0-9]+ \\(gzip\\)"));
+}
+
+}  // namespace
+}  // namespace corvane::test
