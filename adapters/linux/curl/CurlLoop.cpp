@@ -3,6 +3,7 @@
 #include "CurlErrors.hpp"
 
 #include <cerrno>
+#include <exception>
 #include <new>
 #include <system_error>
 
@@ -13,7 +14,7 @@ namespace {
 /// descriptors.
 constexpr unsigned maxRunningPerClient = 64;
 constexpr int untilWoken = 3'600'000;  // ms
-constexpr int untilMemoryIsBack = 20;  // ms
+constexpr int untilPoolTakesIt = 20;   // ms
 
 }  // namespace
 
@@ -49,7 +50,7 @@ void CurlLoop::run() noexcept {
     collectFinished();
     startWaiting();
     handOver();
-    curl_multi_poll(multi_.get(), nullptr, 0, answered_.empty() ? untilWoken : untilMemoryIsBack, nullptr);
+    curl_multi_poll(multi_.get(), nullptr, 0, answered_.empty() ? untilWoken : untilPoolTakesIt, nullptr);
   }
 }
 
@@ -160,8 +161,8 @@ void CurlLoop::handOver() noexcept {
   while (!answered_.empty()) {
     try {
       answered_.front()->post(*pool_);
-    } catch (const std::bad_alloc&) {
-      return;  // tried again soon
+    } catch (const std::exception&) {
+      return;  // out of memory or threads; tried again soon
     }
     answered_.pop();
   }

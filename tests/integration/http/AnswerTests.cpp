@@ -3,6 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <memory>
+#include <system_error>
+#include <utility>
+
 namespace corvane::test {
 namespace {
 
@@ -30,6 +37,29 @@ TEST(Answer, IsGivenOnAPoolThread) {
       });
   EXPECT_THAT(done.wait(), IsAnswer(200, "ok"));
   EXPECT_TRUE(onPool);
+}
+
+/// A pool that cannot start a thread for its first blocks.
+class ReluctantQueue final : public Queue {
+ public:
+  void async(Block block) override {
+    if (++calls_ <= 2) throw std::system_error(EAGAIN, std::generic_category());
+    pool_->async(std::move(block));
+  }
+  std::shared_ptr<Cancellable> asyncAfter(std::chrono::microseconds delay, Block block) override {
+    return pool_->asyncAfter(delay, std::move(block));
+  }
+
+ private:
+  std::shared_ptr<PoolQueue> pool_ = std::make_shared<PoolQueue>();
+  std::atomic<int> calls_{0};
+};
+
+TEST(Answer, WaitsForAPoolThatCannotTakeItYet) {
+  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
+  CurlNetwork network({{}, {}, "Corvane/test (gzip)", std::make_shared<ReluctantQueue>()});
+  const auto client = network.makeClient();
+  EXPECT_THAT(HTTPFixture::perform(*client, makeRequest("GET", server.url())), IsAnswer(200, "ok"));
 }
 
 TEST(Answer, HeaderNamesAreLowerCaseAndFoldedLinesAreJoined) {
