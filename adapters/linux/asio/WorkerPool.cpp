@@ -23,6 +23,7 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <new>
 #include <system_error>
 
 namespace corvane {
@@ -55,8 +56,8 @@ void WorkerPool::post(Block block) {
 }
 
 void WorkerPool::enqueue(Block block) {
-  waiting_.fetch_add(1);
   boost::asio::post(workContext_, Work{this, std::move(block)});
+  waiting_.fetch_add(1);  // not before: a post that fails must not count for ever
   watchIfStarved();
 }
 
@@ -132,10 +133,14 @@ void WorkerPool::dropTimers() noexcept {
 void WorkerPool::watchIfStarved() noexcept {
   if (waiting_.load() <= 0 || busy_.load() < workers_.load()) return;
   if (watched_.load() || watched_.exchange(true)) return;
-  boost::asio::post(clockContext_, [this] {
-    patience_ = tuning_.patience;
-    superviseSoon();
-  });
+  try {
+    boost::asio::post(clockContext_, [this] {
+      patience_ = tuning_.patience;
+      superviseSoon();
+    });
+  } catch (const std::bad_alloc&) {
+    watched_.store(false);  // whoever finds the pool starved next tries again
+  }
 }
 
 void WorkerPool::superviseSoon() {

@@ -73,7 +73,7 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
 
   // Each is changed by one atomic step and read after it, so that of two threads that make the pool starve together
   // at least one sees it.
-  std::atomic<int> waiting_{0};  // posted and not begun
+  std::atomic<int> waiting_{0};  // posted and not begun; below zero for the moment in which a post is overtaken
   std::atomic<int> busy_{0};     // workers within a block
   std::atomic<int> workers_{0};
   std::atomic<unsigned> finished_{0};  // blocks, wrapping around
