@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <iterator>
 #include <utility>
+#include <vector>
 
 namespace corvane::test {
 namespace {
@@ -112,6 +113,25 @@ TEST_F(LinuxPlatformTest, RefreshedTokenIsNotWrittenToTheKeychain) {
   get(drive->getAbout());
   EXPECT_EQ(google.journal().count("token"), 1u);
   EXPECT_TRUE(keychain->calls().empty());
+}
+
+TEST_F(LinuxPlatformTest, SessionThatCannotBeReadIsSaidAndStaysInTheKeychain) {
+  for (const auto* rubbish : {"rubbish", R"({"version":2})", ""}) {
+    const auto keychain = std::make_shared<FakeKeychain>();
+    auto options = local();
+    options.keychain = keychain;
+    auto factory = factoryOn(makeLinuxPlatform(options));
+    const auto ada = signIn(factory);
+    auto item = keychain->items().at(0);
+    ASSERT_EQ(keychain->SecItemDelete({{std::string(kSecClass), kSecClassGenericPassword}}), errSecSuccess);
+    item.insert_or_assign(std::string(kSecValueData), dataFromText(rubbish));
+    keychain->insert(item);
+
+    const auto error = failureOf([&] { get(factory.makeAPI(ada)->getAbout()); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->domain(), "Corvane.SessionArchive");
+    EXPECT_EQ(keychain->items(), std::vector{item});
+  }
 }
 
 TEST_F(LinuxPlatformTest, RequestsNameItAndItsVersion) {

@@ -53,6 +53,25 @@ TEST_F(RetryFlowTest, LostConnectionIsTriedAgain) {
   EXPECT_THAT(impatient->delays(), ElementsAre(1s));
 }
 
+TEST_F(RetryFlowTest, TokenEndpointThatIsBusyDuringARefreshIsAskedAgain) {
+  const auto drive = signedInDrive();
+  google.expireTokens();
+  google.journal().clear();
+  google.faults().add("token", Fault::html(503));
+  EXPECT_EQ(get(drive->getFilesPage(std::nullopt)).files().size(), 500u);
+  EXPECT_THAT(impatient->delays(), ElementsAre(1s));
+  EXPECT_EQ(google.journal().count("token"), 2u);
+}
+
+TEST_F(RetryFlowTest, PageOfABusyServerMayBeDamaged) {
+  const auto drive = signedInDrive();
+  auto damaged = Fault::html(503);
+  damaged.corruptGzip = true;
+  google.faults().add("files.list", damaged);
+  EXPECT_EQ(get(drive->getFilesPage(std::nullopt)).files().size(), 500u);
+  EXPECT_THAT(impatient->delays(), ElementsAre(1s));
+}
+
 TEST_F(RetryFlowTest, WritesLeaveOnceWhateverHappens) {
   const auto drive = signedInDrive();
   const auto id = google.fileID("ada@example.com", 0);
