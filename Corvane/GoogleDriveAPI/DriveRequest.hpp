@@ -45,7 +45,6 @@ template <class Value>
 void handle(const DriveRequest<Value>& request, ProviderHold& hold,
             const Subscriber<Value, AnyError>& subscriber, GTLRObject object,
             const std::optional<NSError>& requestError) {
-  if (subscriber.isCancelled()) return;
   if (requestError) {
     const AnyError error(*requestError);
     request.failed(error);

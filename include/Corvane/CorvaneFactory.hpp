@@ -35,6 +35,9 @@ class CorvaneFactory final : public CorvaneFactoryType {
   CorvaneFactory(std::optional<Data> credentials, std::string keychainService,
                  std::string keychainAccessGroup, MainAppWindow mainAppWindow, Platform platform);
 
+  CorvaneFactory(const CorvaneFactory&) = delete;
+  CorvaneFactory& operator=(const CorvaneFactory&) = delete;
+
   std::shared_ptr<GoogleDriveAuthorizationProviderType> makeAuthorizationProvider(
       std::shared_ptr<GoogleDriveAuthorizationNFRTrackerType> nfrTracker) override;
   std::shared_ptr<GoogleDriveAccountProviderType> makeAccountProvider() override;

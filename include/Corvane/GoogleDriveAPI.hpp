@@ -23,6 +23,9 @@ class GoogleDriveAPI final : public GoogleDriveAPIType {
   GoogleDriveAPI(GoogleDriveAccountModel account, std::shared_ptr<GoogleAccountsStoreType> tokenStorage,
                  Platform platform, std::function<std::shared_ptr<GTLRDriveService>()> makeService = {});
 
+  GoogleDriveAPI(const GoogleDriveAPI&) = delete;
+  GoogleDriveAPI& operator=(const GoogleDriveAPI&) = delete;
+
   AnyPublisher<About> getAbout() override;
   AnyPublisher<FilesPage> getFilesPage(std::optional<std::string> pageToken) override;
   AnyPublisher<Void> deleteFile(std::string fileId) override;

@@ -58,7 +58,7 @@ TEST_F(FlowTest, EverythingOutlivesTheFactory) {
 }
 
 TEST_F(FlowTest, HostMayDropEverythingInsideACallback) {
-  auto factory = std::make_unique<CorvaneFactory>(makeFactory());
+  std::unique_ptr<CorvaneFactory> factory(new CorvaneFactory(makeFactory()));
   auto drive = factory->makeAPI(signIn(*factory));
   impatient.reset();
   std::promise<void> done;

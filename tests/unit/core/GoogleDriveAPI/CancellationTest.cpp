@@ -30,6 +30,19 @@ TEST_F(CancellationTest, BeforeTheQueueGetsToItNothingIsBuiltOrLogged) {
   EXPECT_TRUE(about.events().empty());
 }
 
+TEST_F(CancellationTest, BetweenTheAnswerAndItsHandlingIsSilentAlthoughTheAnswerIsStillLogged) {
+  Recorder page(api->getFilesPage(std::nullopt));
+  run();
+  GTLRDrive_FileList list;
+  list.files.emplace();
+  service().answer(0, list);
+  page.cancel();
+  run();
+  EXPECT_TRUE(page.events().empty());
+  ASSERT_FALSE(log().empty());
+  EXPECT_THAT(log().back(), testing::HasSubstr("files.list page received"));
+}
+
 TEST_F(CancellationTest, WhileTheRequestRunsCancelsItsTicketOnceAndIsSilent) {
   Recorder about(api->getAbout());
   Recorder page(api->getFilesPage(std::nullopt));
