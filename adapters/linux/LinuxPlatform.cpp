@@ -38,28 +38,41 @@ struct Pieces {
   SignInEnvironment signIn;
 };
 
+[[noreturn]] void refuse(const char* option, const std::string& why) {
+  UserInfo userInfo;
+  userInfo.emplace(NSLocalizedDescriptionKey, std::string(option) + ": " + why);
+  throw AnyError(NSError("Corvane.LinuxPlatform", 1, std::move(userInfo)));
+}
+
 void requireEndpoint(const char* option, const std::string& url) {
   HTTPRequest request;
   request.method = "GET";
   request.url = url;
   auto target = RequestTarget::vet(request);
-  if (target) return;
-  throw AnyError(NSError("Corvane.LinuxPlatform", 1,
-                         {{std::string(NSLocalizedDescriptionKey),
-                           "LinuxPlatformOptions." + std::string(option) + ": " +
-                               std::move(target).error().localizedDescription()}}));
+  if (!target) refuse(option, std::move(target).error().localizedDescription());
 }
 
-void requireEndpoints(const GoogleEndpoints& google) {
-  requireEndpoint("google.drive", google.drive);
-  requireEndpoint("google.authorization", google.authorization);
-  requireEndpoint("google.token", google.token);
+// libcurl takes nothing for "no limit", or for a default of its own.
+void requireLimits(const HTTPLimits& limits) {
+  if (limits.connect.count() <= 0) refuse("limits.connect", "The limit must be longer than nothing.");
+  if (limits.stall.count() <= 0) refuse("limits.stall", "The limit must be longer than nothing.");
+  if (limits.stallBytesPerSecond <= 0) refuse("limits.stallBytesPerSecond", "The limit must be above zero.");
+  if (limits.idleConnection.count() <= 0)
+    refuse("limits.idleConnection", "The limit must be longer than nothing.");
+}
+
+void requireValid(const LinuxPlatformOptions& options) {
+  requireEndpoint("google.drive", options.google.drive);
+  requireEndpoint("google.authorization", options.google.authorization);
+  requireEndpoint("google.token", options.google.token);
+  requireLimits(options.limits);
 }
 
 std::shared_ptr<Keychain> makeKeychain(const LinuxPlatformOptions& options, std::shared_ptr<Lumark> log) {
   if (options.keychain) return options.keychain;
   const auto logProblem = [log = std::move(log)](const std::string& sentence) {
-    log->logError(LogCategory("Keychain"), [&sentence] { return sentence; }, 0, true, "adapters/linux/sqlite");
+    log->logError(
+        LogCategory("Keychain"), [&sentence] { return sentence; }, 0, true, "adapters/linux/sqlite");
   };
   return std::make_shared<EncryptedFileKeychain>(options.keychainFolder, logProblem);
 }
@@ -69,7 +82,7 @@ void printSignInURL(const std::string& url) {
 }
 
 std::shared_ptr<const Pieces> makePieces(LinuxPlatformOptions options) {
-  requireEndpoints(options.google);
+  requireValid(options);
   auto pieces = std::make_shared<Pieces>();
   pieces->log = options.log ? std::move(options.log) : std::make_shared<SpdlogLog>(options.logLevel);
   pieces->queues = makeLinuxQueues();
@@ -77,8 +90,8 @@ std::shared_ptr<const Pieces> makePieces(LinuxPlatformOptions options) {
   pieces->network = std::make_shared<CurlNetwork>(
       CurlNetwork::Options{options.limits, options.extraCAFile, userAgent, pieces->queues.userInitiated});
   pieces->oauthClient = pieces->network->makeClient();
-  pieces->sessionArchive =
-      std::make_shared<const JSONSessionArchive>(pieces->oauthClient, pieces->queues.userInitiated, systemInstant);
+  pieces->sessionArchive = std::make_shared<const JSONSessionArchive>(
+      pieces->oauthClient, pieces->queues.userInitiated, systemInstant);
   pieces->parser = std::make_shared<const SIMDJSONDriveParser>();
   pieces->json = std::make_shared<const NlohmannJSON>();
   pieces->signIn.google = std::move(options.google);
@@ -110,7 +123,9 @@ Platform platformOf(const std::shared_ptr<const Pieces>& pieces) {
 
 }  // namespace
 
-Platform makeLinuxPlatform(LinuxPlatformOptions options) { return platformOf(makePieces(std::move(options))); }
+Platform makeLinuxPlatform(LinuxPlatformOptions options) {
+  return platformOf(makePieces(std::move(options)));
+}
 
 Platform systemPlatform() {
   static std::mutex mutex;

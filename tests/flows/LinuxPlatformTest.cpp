@@ -74,6 +74,19 @@ TEST_F(LinuxPlatformTest, EndpointThatIsNotSafeIsRefusedByTheNameOfItsOption) {
   }
 }
 
+TEST_F(LinuxPlatformTest, LimitThatLimitsNothingIsRefusedByTheNameOfItsOption) {
+  auto options = local();
+  options.limits.connect = {};
+  auto error = failureOf([&] { makeLinuxPlatform(options); });
+  ASSERT_TRUE(error);
+  EXPECT_THAT(error->what(), HasSubstr("limits.connect"));
+  options = local();
+  options.limits.stall = std::chrono::seconds(-1);
+  error = failureOf([&] { makeLinuxPlatform(options); });
+  ASSERT_TRUE(error);
+  EXPECT_THAT(error->what(), HasSubstr("limits.stall"));
+}
+
 TEST_F(LinuxPlatformTest, DefaultsAreGoogleAndPatienceForABadNetwork) {
   using namespace std::chrono_literals;
   const LinuxPlatformOptions options;

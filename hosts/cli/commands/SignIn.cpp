@@ -15,8 +15,9 @@ using PendingSignIn = Pending<GoogleDriveAccountModel, GoogleDriveAuthorizationP
 Failure timedOut(std::chrono::milliseconds limit) {
   Failure failure;
   failure.kind = "timedOut";
-  failure.headline = "The sign-in was given up: it was not finished within " +
-                     std::to_string((limit.count() + 999) / 1000) + " seconds.";
+  const auto seconds = (limit.count() + 999) / 1000;
+  failure.headline = "The sign-in was given up: it was not finished within " + std::to_string(seconds) +
+                     (seconds == 1 ? " second." : " seconds.");
   failure.remedy = "Sign in again, and finish it in the browser; --timeout S allows more time.";
   return failure;
 }
