@@ -188,10 +188,10 @@ TEST(Deferred, MakesAPublisherForEachSubscriptionAndHoldsNothingAfterwards) {
   int made = 0;
   auto held = std::make_shared<int>();
   const std::weak_ptr<int> watch = held;
-  std::optional publisher = deferred<int>([held, &made, source] {
+  auto publisher = std::make_unique<AnyPublisher<int>>(deferred<int>([held, &made, source] {
     ++made;
     return source.publisher();
-  });
+  }));
   held.reset();
   const Recorder first(*publisher);
   const Recorder second(*publisher);
@@ -272,8 +272,9 @@ TEST_F(RetryOperatorTest, HoldsNothingOfItsUpstreamOnceCancelledDuringADelay) {
   auto held = std::make_shared<int>();
   const std::weak_ptr<int> watch = held;
   const auto upstream = mapError(source.publisher(), [held](const AnyError& error) { return error; });
-  std::optional publisher = retry(upstream, DelayedRetryBehavior::exponentialDelayed(4, 1, 1, 8), queue,
-                                  [held](const AnyError&) { return true; });
+  auto publisher = std::make_unique<AnyPublisher<int>>(
+      retry(upstream, DelayedRetryBehavior::exponentialDelayed(4, 1, 1, 8), queue,
+            [held](const AnyError&) { return true; }));
   held.reset();
   Recorder recorder(*publisher);
   source.fail(errorOfCode(503));
