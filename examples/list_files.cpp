@@ -28,7 +28,6 @@ GoogleDriveAccountModel account(CorvaneFactory& factory) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-  // docs:begin
   CorvaneFactory factory(argc > 1 ? readFile(argv[1]) : std::nullopt, "com.example.app", "",
                          [] { return WindowHandle::terminal(); });
 
@@ -43,7 +42,6 @@ int main(int argc, char** argv) try {
     for (const File& file : page.files()) std::cout << file.id << ' ' << file.name << '\n';
     token = page.nextPageToken();
   } while (token);
-  // docs:end
 } catch (const AnyError& error) {
   std::cerr << error.what() << '\n';
   return 1;
