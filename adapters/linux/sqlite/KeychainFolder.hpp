@@ -26,7 +26,7 @@ class KeychainFolder {
   explicit KeychainFolder(const std::filesystem::path& path);
 
   /// `$XDG_DATA_HOME/corvane`, or `~/.local/share/corvane` when that variable is unset, empty or relative
-  /// (XDG Base Directory Specification 0.8); empty when there is no absolute HOME either.
+  /// (XDG Base Directory 0.8); empty when there is no absolute HOME either.
   static std::filesystem::path standard();
 
   std::filesystem::path database() const { return path_ / "keychain.db"; }
