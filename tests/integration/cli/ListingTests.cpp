@@ -66,6 +66,12 @@ TEST_F(Listing, FailureInTheMiddleKeepsWhatCameAndSaysWhereToGoOn) {
   EXPECT_THAT(result.errors, HasSubstr("--page-token="));
 }
 
+TEST_F(Listing, RefusedPageTokenIsAnsweredWithAdvice) {
+  const auto result = run({"ls", "--page-token", "stale"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_THAT(result.errors, HasSubstr("Begin without --page-token"));
+}
+
 TEST_F(Listing, RepeatedPageTokenIsNotFollowedForEver) {
   const std::string page = R"({"files":[],"nextPageToken":"again"})";
   google.faults().add("files.list", Fault::content(page, "application/json; charset=UTF-8"), 2);
