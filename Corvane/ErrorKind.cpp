@@ -67,7 +67,7 @@ ErrorKind kindOfDriveCode(std::int64_t code) {
 
 ErrorKind kindOfNetworkCode(std::int64_t code) {
   switch (code) {
-    case -999:
+    case NSURLErrorCancelled:
       return ErrorKind::cancelled;
     case -1001:  // timed out
     case -1003:  // host not found

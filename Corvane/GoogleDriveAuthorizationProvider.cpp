@@ -79,7 +79,7 @@ AnyPublisher<Void> GoogleDriveAuthorizationProvider::signOut(GoogleDriveAccountM
     return {};
   };
   const DropRule<AnyError> unanswered{
-      NSError(NSURLErrorDomain, -999,
+      NSError(NSURLErrorDomain, NSURLErrorCancelled,
               {{std::string(NSLocalizedDescriptionKey), "The sign-out was abandoned."}}),
       {}};
   return AnyPublisher<Void>::create(std::move(start), unanswered);

@@ -19,7 +19,8 @@ namespace corvane {
 /// subscription, unless the operation that made the publisher says otherwise.
 /// Threads: may be subscribed to from any thread; the operation says where callbacks run. Calls are serial.
 /// Cancellation: dropping the AnyCancellable of a subscription cancels it, silently; keep it until the result
-/// is in. Errors: a subscription always ends, also when whoever worked for it lets go without an answer.
+/// is in.
+/// Errors: a subscription always ends, also when whoever worked for it lets go without an answer.
 template <class Value, class Failure = AnyError>
 class AnyPublisher {
  public:

@@ -17,8 +17,9 @@ class GoogleAccountsStoreType;
 ///
 /// Lifetime: what it makes stays usable after it is gone.
 /// Threads: not synchronized. Use it from one thread until the first `make…` has returned, from any
-/// afterwards. Errors: none. Bad credentials show when somebody signs in, keychain trouble in the operations
-/// that touch it.
+/// afterwards.
+/// Errors: none. Bad credentials show when somebody signs in, keychain trouble in the operations that touch
+/// it.
 class CorvaneFactory final : public CorvaneFactoryType {
  public:
   /// Names the window over which a sign-in is presented; asked once per sign-in, on the subscribing thread.

@@ -15,9 +15,9 @@ class GoogleDriveAccountProviderType {
   /// Reads the stored accounts, each once, in no particular order.
   ///
   /// Lifetime: the read starts with the call and runs to its end; every subscriber of the result gets the
-  /// same one, also a late one. Threads: callbacks run on the task pool, or on the subscribing thread when
-  /// the result is already in. Errors: the store's, unchanged; with nothing stored,
-  /// GoogleAccountsStoreError's `keysNotFound`.
+  /// same one, also a late one.
+  /// Threads: callbacks run on the task pool, or on the subscribing thread when the result is already in.
+  /// Errors: the store's, unchanged; with nothing stored, GoogleAccountsStoreError's `keysNotFound`.
   virtual AnyPublisher<std::vector<GoogleDriveAccountModel>> getAccounts() = 0;
 };
 

@@ -15,16 +15,19 @@ class GoogleDriveAuthorizationProviderType {
   /// Presents a sign-in over the host's window and stores the session of the account that signed in.
   ///
   /// Lifetime: nothing is presented before somebody subscribes; each subscription is a sign-in of its own.
-  /// The provider may be dropped meanwhile. Threads: subscribe on the thread that owns the window; callbacks
-  /// come on the thread where the sign-in ended. Cancellation: takes the sign-in down at once, silently.
+  /// The provider may be dropped meanwhile.
+  /// Threads: subscribe on the thread that owns the window; callbacks come on the thread where the sign-in
+  /// ended.
+  /// Cancellation: takes the sign-in down at once, silently.
   /// Errors: one case for each way to fail, with a sentence for the user. Nothing is retried.
   virtual AnyPublisher<GoogleDriveAccountModel, GoogleDriveAuthorizationProviderError> signIn() = 0;
 
   /// Removes the account's session from the keychain. The grant at Google stays as it is.
   ///
   /// Lifetime: each subscription removes once; the removal runs to its end even if the subscription is
-  /// cancelled. Threads: work and callbacks run on the task pool. Errors: the keychain's, unchanged; an
-  /// account without a session fails.
+  /// cancelled.
+  /// Threads: work and callbacks run on the task pool.
+  /// Errors: the keychain's, unchanged; an account without a session fails.
   virtual AnyPublisher<Void> signOut(GoogleDriveAccountModel account) = 0;
 };
 

@@ -19,6 +19,7 @@ inline constexpr std::string_view NSLocalizedRecoverySuggestionErrorKey = "NSLoc
 
 // Error domains of the platform.
 inline constexpr std::string_view NSURLErrorDomain = "NSURLErrorDomain";
+inline constexpr std::int64_t NSURLErrorCancelled = -999;
 inline constexpr std::string_view NSOSStatusErrorDomain = "NSOSStatusErrorDomain";
 
 /// An error as a domain, an integer code and a user info: the form in which every error can be seen.

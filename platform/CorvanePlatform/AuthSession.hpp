@@ -31,9 +31,10 @@ class AuthSession {
   /// still holds that very token, it is refreshed whatever its age.
   ///
   /// The handler is called once, at once on this thread when a good token is at hand, else on a pool thread;
-  /// after cancellation it is dropped uncalled, and the others who wait are not disturbed. Errors: domain
-  /// "org.openid.appauth.oauth_token" when the token endpoint refuses (its `invalid_grant` means that the
-  /// user has to sign in again), `NSURLErrorDomain` for what went wrong on the way. The session stays usable.
+  /// after cancellation it is dropped uncalled, and the others who wait are not disturbed.
+  /// Errors: domain "org.openid.appauth.oauth_token" when the token endpoint refuses (its `invalid_grant`
+  /// means that the user has to sign in again), `NSURLErrorDomain` for what went wrong on the way. The
+  /// session stays usable.
   [[nodiscard]] virtual AnyCancellable accessToken(std::optional<Secret> rejected, TokenHandler handler) = 0;
 };
 

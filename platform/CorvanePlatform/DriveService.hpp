@@ -42,7 +42,8 @@ class GTMSessionFetcherService {
 ///
 /// Lifetime: shared; dropping it drops its connections and ends its requests.
 /// Threads: any. The handler is called on a thread of the platform's, at most once; it does no work of its
-/// own there. Errors: see the domains above, and NSURLErrorDomain for what went wrong on the way.
+/// own there.
+/// Errors: see the domains above, and NSURLErrorDomain for what went wrong on the way.
 class GTLRDriveService {
  public:
   /// The ticket, the response object, and the error or nothing.

@@ -12,8 +12,9 @@ namespace corvane {
 /// The platform's JSON coder with default settings: a point in time is a number of seconds since 2001-01-01
 /// UTC, written with up to six decimals and read decimally, so that an instant survives.
 ///
-/// Threads: any. Errors: a DecodingError when the document cannot be read or does not fit; the first
-/// duplicate of a key counts.
+/// Threads: any.
+/// Errors: a DecodingError when the document cannot be read or does not fit; the first duplicate of a key
+/// counts.
 class JSON {
  public:
   virtual ~JSON() = default;

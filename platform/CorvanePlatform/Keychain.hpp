@@ -114,8 +114,9 @@ inline bool KeychainValue::operator==(const KeychainValue& other) const {
 ///
 /// Lifetime: shared by everything that is made from one platform.
 /// Threads: any, also at once. Calls are synchronous and may block for long, for instance while the user is
-/// asked to unlock. Errors: a Security status; `errSecItemNotFound` only when an item is really missing,
-/// never for one that is locked or cannot be read.
+/// asked to unlock.
+/// Errors: a Security status; `errSecItemNotFound` only when an item is really missing, never for one that is
+/// locked or cannot be read.
 ///
 /// An item is identified by class, account, service, access group and synchronizable. A query that is silent
 /// on `kSecAttrSynchronizable` matches only items without it; `kSecAttrSynchronizableAny` matches either

@@ -21,10 +21,11 @@ class LogCategory {
 
 /// The host's log.
 ///
-/// Threads: any, also from several at once and from within a message. Errors: none; a log that cannot be
-/// written is the log's own concern. `message` is called only if the line is written, at most once and before
-/// the operation returns. `context` is a number that the host may sort by, `asynchronous` says that the
-/// caller need not wait for the line to be out, and `file` names the source that speaks.
+/// Threads: any, also from several at once and from within a message.
+/// Errors: none; a log that cannot be written is the log's own concern. `message` is called only if the line
+/// is written, at most once and before the operation returns. `context` is a number that the host may sort
+/// by, `asynchronous` says that the caller need not wait for the line to be out, and `file` names the source
+/// that speaks.
 class Lumark {
  public:
   using Message = std::function<std::string()>;

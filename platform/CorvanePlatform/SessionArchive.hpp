@@ -13,8 +13,9 @@ inline constexpr std::string_view sessionArchiveErrorDomain = "Corvane.SessionAr
 
 /// Turns a session into bytes for the keychain and back. The bytes hold secrets.
 ///
-/// Threads: any. Errors: both throw an AnyError that says what is wrong with the session or the bytes,
-/// without showing them, in the domain above; an archive of an unknown version is such an error.
+/// Threads: any.
+/// Errors: both throw an AnyError that says what is wrong with the session or the bytes, without showing
+/// them, in the domain above; an archive of an unknown version is such an error.
 class SessionArchive {
  public:
   virtual ~SessionArchive() = default;
