@@ -27,18 +27,18 @@ CorvaneProvider::MakeService defaultBuilder(std::string userEmail,
 }
 
 template <class Value>
-AnyPublisher<Value> onceOnly(DriveRequest<Value> steps, const std::shared_ptr<CorvaneProvider>& provider,
+AnyPublisher<Value> onceOnly(DriveOperation<Value> steps, const std::shared_ptr<CorvaneProvider>& provider,
                              const std::shared_ptr<Queue>& callbackQueue) {
-  auto request = std::make_shared<const DriveRequest<Value>>(std::move(steps));
+  auto request = std::make_shared<const DriveOperation<Value>>(std::move(steps));
   return deferred<Value>([request, provider, callbackQueue] {
     return drive::attempt(request, std::make_shared<ProviderHold>(provider), callbackQueue);
   });
 }
 
 template <class Value>
-AnyPublisher<Value> retried(DriveRequest<Value> steps, const std::shared_ptr<CorvaneProvider>& provider,
+AnyPublisher<Value> retried(DriveOperation<Value> steps, const std::shared_ptr<CorvaneProvider>& provider,
                             const std::shared_ptr<Queue>& callbackQueue) {
-  auto request = std::make_shared<const DriveRequest<Value>>(std::move(steps));
+  auto request = std::make_shared<const DriveOperation<Value>>(std::move(steps));
   return deferred<Value>([request, provider, callbackQueue] {
     auto hold = std::make_shared<ProviderHold>(provider);
     return retry(drive::attempt(request, hold, callbackQueue), driveRetryBehavior, callbackQueue,
@@ -66,11 +66,11 @@ GoogleDriveAPI::GoogleDriveAPI(GoogleDriveAccountModel account,
       log_(std::move(platform.log)) {}
 
 AnyPublisher<About> GoogleDriveAPI::getAbout() {
-  return retried(aboutRequest(DriveLog(log_)), serviceProvider_, callbackQueue_);
+  return retried(aboutOperation(DriveLog(log_)), serviceProvider_, callbackQueue_);
 }
 
 AnyPublisher<FilesPage> GoogleDriveAPI::getFilesPage(std::optional<std::string> pageToken) {
-  auto page = retried(filesPageRequest(DriveLog(log_), pageToken), serviceProvider_, callbackQueue_);
+  auto page = retried(filesPageOperation(DriveLog(log_), pageToken), serviceProvider_, callbackQueue_);
   return mapError(std::move(page),
                   [email = account_.userEmail(), pageToken = std::move(pageToken)](AnyError error) {
                     return nameAccountAndPage(std::move(error), email, pageToken);
@@ -78,11 +78,11 @@ AnyPublisher<FilesPage> GoogleDriveAPI::getFilesPage(std::optional<std::string> 
 }
 
 AnyPublisher<Void> GoogleDriveAPI::deleteFile(std::string fileId) {
-  return onceOnly(deleteRequest(std::move(fileId)), serviceProvider_, callbackQueue_);
+  return onceOnly(deleteOperation(std::move(fileId)), serviceProvider_, callbackQueue_);
 }
 
 AnyPublisher<Void> GoogleDriveAPI::moveToTrash(std::string fileId) {
-  return onceOnly(trashRequest(std::move(fileId)), serviceProvider_, callbackQueue_);
+  return onceOnly(trashOperation(std::move(fileId)), serviceProvider_, callbackQueue_);
 }
 
 }  // namespace corvane

@@ -5,7 +5,7 @@
 #include <Corvane/Void.hpp>
 
 #include "DriveLog.hpp"
-#include "DriveRequest.hpp"
+#include "DriveOperation.hpp"
 
 #include <optional>
 #include <string>
@@ -13,10 +13,10 @@
 // What differs between the four operations: query, log lines and conversion of the answer.
 namespace corvane {
 
-DriveRequest<About> aboutRequest(DriveLog log);
-DriveRequest<FilesPage> filesPageRequest(DriveLog log, std::optional<std::string> pageToken);
+DriveOperation<About> aboutOperation(DriveLog log);
+DriveOperation<FilesPage> filesPageOperation(DriveLog log, std::optional<std::string> pageToken);
 /// Writes log nothing, ask for nothing back and ignore what comes.
-DriveRequest<Void> deleteRequest(std::string fileId);
-DriveRequest<Void> trashRequest(std::string fileId);
+DriveOperation<Void> deleteOperation(std::string fileId);
+DriveOperation<Void> trashOperation(std::string fileId);
 
 }  // namespace corvane

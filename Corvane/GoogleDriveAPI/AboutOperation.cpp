@@ -33,22 +33,22 @@ Result<About, AnyError> convert(const DriveLog& log, GTLRObject object) {
 
 }  // namespace
 
-DriveRequest<About> aboutRequest(DriveLog log) {
-  DriveRequest<About> request;
-  request.serviceUnavailable = [log](const AnyError& error) {
+DriveOperation<About> aboutOperation(DriveLog log) {
+  DriveOperation<About> operation;
+  operation.serviceUnavailable = [log](const AnyError& error) {
     log.error([&error] { return "failed to build Drive service for about.get: " + logDescription(error); });
   };
-  request.makeQuery = makeQuery;
-  request.starting = [log] { log.extended([] { return "about.get request started"; }); };
-  request.failed = [log](const AnyError& error) {
+  operation.makeQuery = makeQuery;
+  operation.starting = [log] { log.extended([] { return "about.get request started"; }); };
+  operation.failed = [log](const AnyError& error) {
     log.error([&error] {
       const NSError bridged = error.nsError();
       return "about.get failed (domain=" + bridged.domain() + ", code=" + std::to_string(bridged.code()) +
              "): " + logDescription(error);
     });
   };
-  request.convert = [log](GTLRObject object) { return convert(log, std::move(object)); };
-  return request;
+  operation.convert = [log](GTLRObject object) { return convert(log, std::move(object)); };
+  return operation;
 }
 
 }  // namespace corvane

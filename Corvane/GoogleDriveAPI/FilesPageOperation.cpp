@@ -53,19 +53,19 @@ Result<FilesPage, AnyError> convert(const DriveLog& log, const std::string& labe
 
 }  // namespace
 
-DriveRequest<FilesPage> filesPageRequest(DriveLog log, std::optional<std::string> pageToken) {
+DriveOperation<FilesPage> filesPageOperation(DriveLog log, std::optional<std::string> pageToken) {
   const std::string label = pageToken ? "next" : "initial";
 
-  DriveRequest<FilesPage> request;
-  request.serviceUnavailable = [log, label](const AnyError& error) {
+  DriveOperation<FilesPage> operation;
+  operation.serviceUnavailable = [log, label](const AnyError& error) {
     log.error(
         [&] { return "failed to build Drive service (page: " + label + "): " + logDescription(error); });
   };
-  request.makeQuery = [pageToken = std::move(pageToken)] { return makeQuery(pageToken); };
-  request.starting = [log, label] {
+  operation.makeQuery = [pageToken = std::move(pageToken)] { return makeQuery(pageToken); };
+  operation.starting = [log, label] {
     log.extended([&label] { return "files.list request started (page: " + label + ")"; });
   };
-  request.failed = [log, label](const AnyError& error) {
+  operation.failed = [log, label](const AnyError& error) {
     log.warning([&] {
       const NSError bridged = error.nsError();
       return "files.list attempt failed (page: " + label + ", retryable=" + text(isRetryable(error)) +
@@ -73,8 +73,8 @@ DriveRequest<FilesPage> filesPageRequest(DriveLog log, std::optional<std::string
              "): " + logDescription(error);
     });
   };
-  request.convert = [log, label](GTLRObject object) { return convert(log, label, std::move(object)); };
-  return request;
+  operation.convert = [log, label](GTLRObject object) { return convert(log, label, std::move(object)); };
+  return operation;
 }
 
 }  // namespace corvane

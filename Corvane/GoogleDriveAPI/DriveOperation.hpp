@@ -13,14 +13,14 @@
 #include <optional>
 #include <utility>
 
-/// One Drive request as a publisher: what the four operations have in common.
+/// One Drive operation as a publisher: what the four operations have in common.
 ///
 /// At subscription the work moves to the callback queue, asks the provider for the service, issues a query,
-/// and has the answer handled on the callback queue again. An operation supplies the steps that differ.
+/// and has the answer handled on the callback queue again. Each operation supplies the steps that differ.
 namespace corvane {
 
 template <class Value>
-struct DriveRequest {
+struct DriveOperation {
   /// Called when the service cannot be built, before the subscriber fails.
   std::function<void(const AnyError&)> serviceUnavailable = [](const AnyError&) {};
   std::function<GTLRDriveQuery()> makeQuery;
@@ -36,13 +36,12 @@ namespace drive {
 
 /// What a subscription ends with when its request was stopped under it.
 inline AnyError cancelledError() {
-  constexpr std::int64_t NSURLErrorCancelled = -999;
   return NSError(NSURLErrorDomain, NSURLErrorCancelled,
                  {{std::string(NSLocalizedDescriptionKey), "The request to Google Drive was cancelled."}});
 }
 
 template <class Value>
-void handle(const DriveRequest<Value>& request, ProviderHold& hold,
+void handle(const DriveOperation<Value>& request, ProviderHold& hold,
             const Subscriber<Value, AnyError>& subscriber, GTLRObject object,
             const std::optional<NSError>& requestError) {
   if (requestError) {
@@ -61,7 +60,7 @@ void handle(const DriveRequest<Value>& request, ProviderHold& hold,
 }
 
 template <class Value>
-AnyCancellable issue(const std::shared_ptr<const DriveRequest<Value>>& request,
+AnyCancellable issue(const std::shared_ptr<const DriveOperation<Value>>& request,
                      const std::shared_ptr<ProviderHold>& hold, const std::shared_ptr<Queue>& callbackQueue,
                      const Subscriber<Value, AnyError>& subscriber) {
   const auto provider = hold->provider();
@@ -96,7 +95,7 @@ AnyCancellable issue(const std::shared_ptr<const DriveRequest<Value>>& request,
 
 /// One attempt: cold, started on the callback queue.
 template <class Value>
-AnyPublisher<Value> attempt(std::shared_ptr<const DriveRequest<Value>> request,
+AnyPublisher<Value> attempt(std::shared_ptr<const DriveOperation<Value>> request,
                             std::shared_ptr<ProviderHold> hold, const std::shared_ptr<Queue>& callbackQueue) {
   auto work = [request = std::move(request), hold = std::move(hold),
                callbackQueue](const Subscriber<Value, AnyError>& subscriber) {
