@@ -3,7 +3,8 @@
 #include <Corvane/AnyPublisher.hpp>
 #include <Corvane/FilesPage.hpp>
 
-#include <cstdlib>
+#include "support/TemporaryFolder.hpp"
+
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -16,29 +17,13 @@ inline File fileNamed(std::string name) {
               std::nullopt, std::nullopt);
 }
 
-/// A folder of the test's own, gone with it.
-class TemporaryFolder {
+/// A folder of the test's own, to write small files into.
+class TemporaryFolder : public corvane::test::TemporaryFolder {
  public:
-  TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "corvane-cli-XXXXXX").string();
-    if (!::mkdtemp(pattern.data())) throw std::runtime_error("no temporary folder");
-    path_ = pattern;
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-
-  const std::filesystem::path& path() const { return path_; }
   std::filesystem::path write(const std::string& name, const std::string& text) const {
-    std::ofstream(path_ / name, std::ios::binary) << text;
-    return path_ / name;
+    std::ofstream(path() / name, std::ios::binary) << text;
+    return path() / name;
   }
-
- private:
-  std::filesystem::path path_;
 };
 
 /// An operation that never answers, and tells when it is cancelled.
