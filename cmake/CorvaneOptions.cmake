@@ -3,6 +3,7 @@ option(CORVANE_LINUX "Build the Linux platform (adapters/linux)" ON)
 option(CORVANE_EMULATOR "Build the local Drive and OAuth emulator" ${PROJECT_IS_TOP_LEVEL})
 option(CORVANE_CLI "Build the corvane program" ${PROJECT_IS_TOP_LEVEL})
 option(CORVANE_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
+option(CORVANE_BENCH "Build the benchmarks (bench/run does)" OFF)
 option(CORVANE_WERROR "Treat warnings as errors" OFF)
 set(CORVANE_SANITIZE "" CACHE STRING "Sanitizers to build with, e.g. 'address,undefined' or 'thread'")
 
