@@ -9,26 +9,6 @@
 #include <utility>
 
 namespace corvane {
-namespace {
-
-KeychainValue::List attributesOf(const std::vector<KeychainItem>& items) {
-  KeychainValue::List list;
-  for (const auto& item : items) list.push_back(item.attributes());
-  return list;
-}
-
-KeychainValue resultOf(const KeychainQuery& query, const KeychainItem& item, const Data& secret) {
-  if (!query.returnsAttributes) return secret;
-  auto attributes = item.attributes();
-  if (query.returnsData) attributes.emplace(kSecValueData, secret);
-  return attributes;
-}
-
-bool returnsSomething(const KeychainQuery& query) {
-  return query.returnsData || query.returnsAttributes;
-}
-
-}  // namespace
 
 EncryptedFileKeychain::EncryptedFileKeychain(const std::filesystem::path& folder, ProblemHandler onProblem,
                                              std::chrono::milliseconds patience)
@@ -87,10 +67,7 @@ OSStatus EncryptedFileKeychain::SecItemCopyMatching(const KeychainDictionary& di
           "Damaged items of the keychain were left out of a listing: " + std::to_string(findings.damaged) +
           ".";
     }
-    if (result && returnsSomething(query)) {
-      *result = query.matchesAll ? KeychainValue(attributesOf(findings.items))
-                                 : resultOf(query, findings.items.front(), findings.secret);
-    }
+    query.fill(result, findings.items, findings.secret);
     return errSecSuccess;
   });
 }
@@ -99,7 +76,7 @@ OSStatus EncryptedFileKeychain::SecItemAdd(const KeychainDictionary& attributes,
   return perform([&](std::string&) -> OSStatus {
     const auto query = KeychainQuery::forAddition(attributes);
     if (!vault(true)->add(query.item, query.value)) return errSecDuplicateItem;
-    if (result && returnsSomething(query)) *result = resultOf(query, query.item, query.value);
+    query.fill(result, {query.item}, query.value);
     return errSecSuccess;
   });
 }

@@ -92,6 +92,19 @@ bool accepts(const std::optional<std::string>& wanted, const std::optional<std::
   return !wanted || wanted == there;
 }
 
+KeychainValue::List attributesOf(const std::vector<KeychainItem>& items) {
+  KeychainValue::List list;
+  for (const auto& item : items) list.push_back(item.attributes());
+  return list;
+}
+
+KeychainValue resultOf(const KeychainQuery& query, const KeychainItem& item, const Data& secret) {
+  if (!query.returnsAttributes) return secret;
+  auto attributes = item.attributes();
+  if (query.returnsData) attributes.emplace(kSecValueData, secret);
+  return attributes;
+}
+
 }  // namespace
 
 KeychainQuery KeychainQuery::forLookup(const KeychainDictionary& dictionary) {
@@ -121,6 +134,12 @@ bool KeychainQuery::matches(const KeychainItem& candidate) const {
          accepts(item.service, candidate.service) && accepts(item.accessGroup, candidate.accessGroup) &&
          accepts(item.accessible, candidate.accessible) &&
          (!synchronizable || *synchronizable == candidate.synchronizable);
+}
+
+void KeychainQuery::fill(KeychainValue* result, const std::vector<KeychainItem>& items,
+                         const Data& secret) const {
+  if (!result || !(returnsData || returnsAttributes)) return;
+  *result = matchesAll ? KeychainValue(attributesOf(items)) : resultOf(*this, items.front(), secret);
 }
 
 }  // namespace corvane

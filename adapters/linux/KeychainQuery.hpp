@@ -3,6 +3,7 @@
 #include "KeychainItem.hpp"
 
 #include <optional>
+#include <vector>
 
 namespace corvane {
 
@@ -27,6 +28,10 @@ struct KeychainQuery {
   static KeychainQuery forDeletion(const KeychainDictionary& query);
 
   bool matches(const KeychainItem& candidate) const;
+
+  /// Puts what is asked for into `result`, if it is there and anything is asked for. `items` are those found, at least
+  /// one; `secret` is the first one's.
+  void fill(KeychainValue* result, const std::vector<KeychainItem>& items, const Data& secret) const;
 };
 
 }  // namespace corvane
