@@ -27,6 +27,10 @@ class Bench:
             raise SystemExit(f"bench/run: {name} was not built")
         return str(found[0])
 
+    def library(self, name):
+        """The path of a library to preload."""
+        return str(next(self.build.rglob(name)))
+
     def on_client_core(self, command):
         """The command, kept off the server's core where there is another one."""
         if self.client_core is None:
