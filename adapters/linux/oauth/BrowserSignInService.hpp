@@ -35,8 +35,8 @@ struct SignInEnvironment {
 ///
 /// Lifetime: dropping it cancels.
 /// Threads: the presenter is called on the thread that calls `runSignIn`, once the port is open; the
-/// handler on a pool thread, once the port is closed and the browser has been told how it ended. One
-/// thread serves the port meanwhile.
+/// handler on a pool thread, once the port is closed and the browser has been told how it ended (on the thread
+/// at hand when the pool cannot start one). One thread serves the port meanwhile.
 /// Cancellation: `cancel` ends port, exchange and presentation at once, from any thread, and releases
 /// the handler. A second `runSignIn` cancels the first.
 /// Errors, as the handler gets them:

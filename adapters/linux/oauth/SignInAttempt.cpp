@@ -2,6 +2,7 @@
 
 #include "OAuthErrors.hpp"
 #include "OAuthSession.hpp"
+#include "PoolPost.hpp"
 #include "RandomText.hpp"
 #include "SignInGrant.hpp"
 #include "SignInPages.hpp"
@@ -149,7 +150,7 @@ void SignInAttempt::conclude(std::string reply, Outcome outcome) {
 }
 
 void SignInAttempt::deliver(Outcome outcome) {
-  environment_.pool->async([self = shared_from_this(), outcome = std::move(outcome)] {
+  postOrRun(*environment_.pool, [self = shared_from_this(), outcome = std::move(outcome)] {
     std::unique_lock lock(self->mutex_);
     const auto handler = std::move(self->handler_);
     lock.unlock();

@@ -2,11 +2,13 @@
 
 #include "FormEncoding.hpp"
 #include "OAuthErrors.hpp"
+#include "PoolPost.hpp"
 #include "SecretJSON.hpp"
 #include "URLErrors.hpp"
 #include "URLHost.hpp"
 
 #include <atomic>
+#include <exception>
 #include <utility>
 
 namespace corvane {
@@ -51,11 +53,15 @@ NSError refusal(const std::string& host, int status, const Data& body, const Dat
   return oauthResponseError(oauthTokenErrorDomain, *error, description, std::move(text));
 }
 
+// A server that is busy says nothing about the grant: 429 (RFC 6585 section 4), 408 (RFC 9110 section 15.5.9).
+bool isRefusal(int status) {
+  return status >= 400 && status < 500 && status != 408 && status != 429;
+}
+
 Answer judge(const std::string& host, const Data& form, Result<HTTPResponse, NSError> result) {
   if (!result) return Answer::failure(std::move(result).error());
   const HTTPResponse& response = result.value();
-  if (response.status >= 400 && response.status < 500)
-    return Answer::failure(refusal(host, response.status, response.body, form));
+  if (isRefusal(response.status)) return Answer::failure(refusal(host, response.status, response.body, form));
   if (response.status < 200 || response.status >= 300)
     return Answer::failure(urlError::make(urlError::badServerResponse,
                                           host + " could not give a token just now",
@@ -68,23 +74,28 @@ Answer judge(const std::string& host, const Data& form, Result<HTTPResponse, NSE
   return Answer::success(std::move(tokens).value());
 }
 
-// Sees to it that whoever waits gets an answer, even when the HTTP client is stopped under the request.
+// Sees to it that whoever waits gets one answer, even when the HTTP client is stopped under the request.
 class Reply {
  public:
   Reply(TokenEndpoint::Handler handler, std::shared_ptr<Queue> pool,
         std::shared_ptr<std::atomic<bool>> cancelled)
       : handler_(std::move(handler)), pool_(std::move(pool)), cancelled_(std::move(cancelled)) {}
-  Reply(Reply&&) = default;
+  Reply(const Reply&) = delete;
+  Reply& operator=(const Reply&) = delete;
   ~Reply() {
-    if (!handler_ || *cancelled_) return;
-    pool_->async([handler = std::move(handler_)] {
-      handler(Answer::failure(urlError::make(urlError::cancelled, "The request for a token was cancelled")));
-    });
+    if (handler_) fail(urlError::make(urlError::cancelled, "The request for a token was cancelled"));
   }
 
-  void operator()(Answer answer) {
+  void answer(Answer answer) {
     const auto handler = std::move(handler_);
     handler(std::move(answer));
+  }
+
+  void fail(NSError error) {
+    if (*cancelled_) return;
+    postOrRun(*pool_, [handler = std::move(handler_), error = std::move(error)]() mutable {
+      handler(Answer::failure(std::move(error)));
+    });
   }
 
  private:
@@ -119,10 +130,17 @@ std::shared_ptr<Cancellable> TokenEndpoint::send(Data form, Handler handler) con
   request.headers = {{"Content-Type", "application/x-www-form-urlencoded"}, {"Accept", "application/json"}};
   request.body = form;
   auto cancelled = std::make_shared<std::atomic<bool>>(false);
-  auto running = http_->send(
-      std::move(request),
-      [host = hostOf(url_), form = std::move(form), reply = Reply(std::move(handler), pool_, cancelled)](
-          auto result) mutable { reply(judge(host, form, std::move(result))); });
+  const auto host = hostOf(url_);
+  const auto reply = std::make_shared<Reply>(std::move(handler), pool_, cancelled);
+  std::shared_ptr<Cancellable> running;
+  try {
+    running = http_->send(std::move(request), [host, form = std::move(form), reply](auto result) {
+      reply->answer(judge(host, form, std::move(result)));
+    });
+  } catch (const std::exception& error) {  // no thread to be had
+    reply->fail(urlError::make(urlError::cannotConnectToHost, "Could not ask " + host + " for a token",
+                               error.what(), "Try again later."));
+  }
   return std::make_shared<Request>(std::move(cancelled), std::move(running));
 }
 

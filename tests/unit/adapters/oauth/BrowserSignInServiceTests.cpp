@@ -1,5 +1,6 @@
 #include "DescriptorLimit.hpp"
 #include "SignInFixture.hpp"
+#include "ThreadlessQueue.hpp"
 
 #include "oauth/OAuthSession.hpp"
 #include "oauth/PKCE.hpp"
@@ -8,7 +9,9 @@
 
 #include <gmock/gmock.h>
 
+#include <functional>
 #include <set>
+#include <utility>
 #include <vector>
 
 namespace corvane::test {
@@ -438,6 +441,53 @@ TEST_F(BrowserSignInServiceTest, WithoutAFreeDescriptorTheHandlerIsToldAndNoPage
   }
   EXPECT_EQ(signIn.outcome().error->code(), -101);
   EXPECT_EQ(signIn.presenter->lastURL, "");
+}
+
+TEST_F(BrowserSignInServiceTest, APoolWithoutAThreadCostsNoOutcome) {
+  using Way = std::function<void(SignIn&)>;
+  const std::initializer_list<std::pair<Way, std::optional<std::int64_t>>> rows{
+      {[](SignIn& one) { one.comeBack(200, one.tokens().dump()); }, std::nullopt},
+      {[](SignIn& one) { one.presenter->dismiss(); }, -3},
+      {[](SignIn& one) {
+         roundTrip(one.host(), one.callback("error=access_denied&state=" + one.parameter("state")));
+       },
+       -4},
+      {[](SignIn& one) {
+         const RawClient browser(one.host());
+         browser.send(one.goodCallback());
+         one.http->next()->drop();
+       },
+       -999}};
+  for (const auto& [end, code] : rows) {
+    SignIn one;
+    one.otherPool = std::make_shared<ThreadlessQueue>();
+    one.start();
+    end(one);
+    const auto outcome = one.outcome();
+    EXPECT_EQ(outcome.session != nullptr, !code);
+    EXPECT_EQ(outcome.error ? std::optional(outcome.error->code()) : std::nullopt, code);
+    EXPECT_FALSE(RawClient(one.host()).isConnected());
+  }
+}
+
+TEST_F(BrowserSignInServiceTest, WithNeitherPortNorThreadTheHandlerIsToldAtOnce) {
+  signIn.limits.addresses = {"192.0.2.1"};
+  signIn.otherPool = std::make_shared<ThreadlessQueue>();
+  signIn.start();
+  EXPECT_EQ(signIn.outcome().error->code(), -101);
+}
+
+TEST_F(BrowserSignInServiceTest, TheHandlerMayDropTheServiceWhenThePoolHasNoThread) {
+  signIn.otherPool = std::make_shared<ThreadlessQueue>();
+  signIn.start();
+  std::promise<void> done;
+  auto* service = signIn.service.get();
+  service->runSignIn(WindowHandle::terminal(), [&](auto, auto) {
+    signIn.service = nullptr;
+    done.set_value();
+  });
+  signIn.presenter->dismiss();
+  done.get_future().wait();
 }
 
 TEST_F(BrowserSignInServiceTest, TwoSignInsAtOnceDoNotGetEachOthersAnswers) {

@@ -56,6 +56,8 @@ struct SignIn {
 
   std::shared_ptr<ScriptedHTTPClient> http = std::make_shared<ScriptedHTTPClient>();
   std::shared_ptr<ThreadQueue> pool = std::make_shared<ThreadQueue>();
+  /// In place of the pool, for sign-ins that are to find it in trouble.
+  std::shared_ptr<Queue> otherPool;
   std::shared_ptr<RecordingPresenter> presenter = std::make_shared<RecordingPresenter>();
   ManualClock clock;
   std::string loginHint;
@@ -68,7 +70,9 @@ struct SignIn {
   std::weak_ptr<int> handlerLife;
 
   void start() {
-    SignInEnvironment environment{{}, loginHint, presenter, http, pool, clock.clock(), limits};
+    std::shared_ptr<Queue> queue = pool;
+    if (otherPool) queue = otherPool;
+    SignInEnvironment environment{{}, loginHint, presenter, http, queue, clock.clock(), limits};
     service = std::make_shared<BrowserSignInService>(QVTessoraCredentials(clientID, Secret(clientSecret)),
                                                      *URL::parse("https://drive.google.com/"), environment);
     const auto life = std::make_shared<int>();

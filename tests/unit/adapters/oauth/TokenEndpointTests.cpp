@@ -1,10 +1,14 @@
 #include "Documents.hpp"
 #include "ScriptedHTTPClient.hpp"
+#include "ThreadlessQueue.hpp"
 #include "oauth/OAuthErrors.hpp"
 #include "oauth/TokenEndpoint.hpp"
 #include "support/ManualQueue.hpp"
 
 #include <gmock/gmock.h>
+
+#include <cerrno>
+#include <system_error>
 
 namespace corvane::test {
 namespace {
@@ -58,7 +62,7 @@ TEST_F(TokenEndpointTest, OtherRefusalsKeepTheirNameAndHaveTheirCode) {
   const std::initializer_list<std::tuple<int, const char*, std::int64_t>> rows{
       {400, "invalid_request", -2}, {400, "unauthorized_client", -3}, {403, "access_denied", -4},
       {400, "invalid_scope", -6},   {401, "invalid_client", -9},      {400, "unsupported_grant_type", -11},
-      {429, "slow_down", -61440}};
+      {400, "slow_down", -61440}};
   for (const auto& [status, name, code] : rows) {
     const auto error = errorFor(status, JSONDocument{{"error", name}}.dump());
     EXPECT_EQ(error.domain(), "org.openid.appauth.oauth_token");
@@ -110,6 +114,18 @@ TEST_F(TokenEndpointTest, ServerFailuresAndRedirectsAreBadServerResponses) {
   }
 }
 
+// Or else a rate limit would tell the user to sign in again, and a listing would not wait it out.
+TEST_F(TokenEndpointTest, ABusyServersAnswerIsNoRefusalWhateverItSays) {
+  for (const int status : {408, 429})
+    for (const auto* body :
+         {R"({"error":"invalid_grant"})", R"({"error":"rate_limit_exceeded"})", "<html>", ""}) {
+      const auto error = errorFor(status, body);
+      EXPECT_EQ(error.domain(), "NSURLErrorDomain");
+      EXPECT_EQ(error.code(), -1011);
+      EXPECT_THAT(error.localizedDescription(), HasSubstr("HTTP " + std::to_string(status)));
+    }
+}
+
 TEST_F(TokenEndpointTest, SuccessWithoutTokensCannotBeParsed) {
   for (const auto* body : {"<html>Log in to the network</html>", "", "{}", "[]", R"({"access_token":"t"})"}) {
     const auto error = errorFor(200, body);
@@ -138,6 +154,40 @@ TEST_F(TokenEndpointTest, ACancelledRequestIsSilent) {
   pool->runAll();
   EXPECT_TRUE(exchange->isCancelled());
   EXPECT_FALSE(result);
+}
+
+TEST_F(TokenEndpointTest, ADroppedRequestIsToldAlsoWhenThePoolHasNoThread) {
+  endpoint = TokenEndpoint(http, std::make_shared<ThreadlessQueue>(), "https://oauth2.example/token");
+  send()->drop();
+  ASSERT_TRUE(result);
+  EXPECT_EQ(result->error().code(), -999);
+}
+
+/// A client that cannot take a request, as when no thread can be started for it.
+struct UnableHTTPClient final : HTTPClient {
+  std::shared_ptr<Cancellable> send(HTTPRequest, HTTPHandler) override {
+    throw std::system_error(EAGAIN, std::generic_category());
+  }
+  void cancelAll() override {}
+  void resetSession() override {}
+};
+
+TEST_F(TokenEndpointTest, ARequestThatCannotBeSentIsOneErrorAndNoException) {
+  int answers = 0;
+  const auto count = [&](Result<TokenResponse, NSError> answer) {
+    ++answers;
+    result = std::move(answer);
+  };
+  const auto unable = std::make_shared<UnableHTTPClient>();
+  const auto onPool = TokenEndpoint(unable, pool, "https://oauth2.example/token").send({}, count);
+  EXPECT_EQ(answers, 0);
+  pool->runAll();
+  EXPECT_EQ(answers, 1);
+  const auto here = TokenEndpoint(unable, std::make_shared<ThreadlessQueue>(), "https://oauth2.example/token")
+                        .send({}, count);
+  EXPECT_EQ(answers, 2);
+  EXPECT_EQ(result->error().code(), -1004);
+  EXPECT_THAT(result->error().localizedDescription(), HasSubstr("oauth2.example"));
 }
 
 }  // namespace
