@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -83,6 +84,53 @@ TEST_F(KeychainDamage, AFlippedBitInAnyColumnIsDamageAndNeitherAMissingItemNorAn
   EXPECT_EQ(read("ada").text, "ada's secret");
 }
 
+TEST_F(KeychainDamage, AFlippedBitInTheSynchronizableFlagIsDamage) {
+  for (int bit = 0; bit < 63; ++bit) {
+    const auto flipped = std::to_string(std::int64_t{1} << bit);
+    RawDatabase(folder_).execute("UPDATE items SET synchronizable = " + flipped + " WHERE id = 1");
+    EXPECT_EQ(read("ada").status, errSecDecode) << bit;
+    EXPECT_EQ(read("bob").text, "bob's secret");
+  }
+  RawDatabase(folder_).execute("UPDATE items SET synchronizable = 0 WHERE id = 1");
+  EXPECT_EQ(read("ada").text, "ada's secret");
+}
+
+TEST_F(KeychainDamage, AFlippedBitInAnAccessGroupIsDamage) {
+  const std::string group = "team";
+  auto attributes = accountQuery("carol");
+  attributes.insert_or_assign(std::string(kSecAttrAccessGroup), group);
+  attributes.emplace(kSecValueData, dataFromText("carol's secret"));
+  ASSERT_EQ(EncryptedFileKeychain(folder_).SecItemAdd(attributes, nullptr), errSecSuccess);
+  for (std::size_t i = 0; i < group.size(); ++i) {
+    const auto flipped = withFlippedBit(group, i);
+    RawDatabase(folder_).executeWith("UPDATE items SET access_group = ? WHERE id = 3", flipped, true);
+    for (const auto& asked : {group, flipped}) {
+      auto query = accountQuery("carol");
+      query.insert_or_assign(std::string(kSecAttrAccessGroup), asked);
+      query.emplace(kSecReturnData, true);
+      KeychainValue result;
+      EXPECT_EQ(EncryptedFileKeychain(folder_).SecItemCopyMatching(query, &result), errSecDecode) << asked;
+      EXPECT_FALSE(result.data());
+    }
+    EXPECT_EQ(read("bob").text, "bob's secret");
+  }
+}
+
+TEST_F(KeychainDamage, AFlippedBitInTheNoteOfTheKeyCostsNoItem) {
+  const auto original = RawDatabase(folder_).value("SELECT identifier FROM key_in_use");
+  ASSERT_EQ(original.size(), 16U);
+  for (std::size_t i = 0; i < original.size(); ++i) {
+    const auto update = std::string("UPDATE key_in_use SET identifier = ?");
+    RawDatabase(folder_).executeWith(update, withFlippedBit(original, i), false);
+    EXPECT_EQ(read("ada").text, "ada's secret");
+    EncryptedFileKeychain keychain(folder_);
+    EXPECT_EQ(addSession(keychain, "carol", "x"), errSecAuthFailed);
+    EXPECT_EQ(removeSession(keychain, "ada"), errSecAuthFailed);
+    RawDatabase(folder_).executeWith(update, original, false);
+  }
+  EXPECT_EQ(count(), std::pair(errSecSuccess, std::size_t{2}));
+}
+
 TEST_F(KeychainDamage, AnAttributeThatCameOrWentIsDamage) {
   for (const auto* change :
        {"account = NULL", "service = NULL", "access_group = NULL", "access_group = 'group'",
@@ -119,6 +167,38 @@ TEST_F(KeychainDamage, AccountNamesThatWereSwappedFailForBoth) {
       "UPDATE items SET account = 'bob' WHERE id = 1");
   EXPECT_EQ(read("ada").status, errSecDecode);
   EXPECT_EQ(read("bob").status, errSecDecode);
+}
+
+// What is not noticed, as there is nothing outside the file to compare it with.
+TEST_F(KeychainDamage, AVanishedRowLooksLikeAnAccountThatWasSignedOut) {
+  RawDatabase(folder_).execute("DELETE FROM items WHERE id = 1");
+  EXPECT_EQ(read("ada").status, errSecItemNotFound);
+  EXPECT_EQ(read("bob").text, "bob's secret");
+  EXPECT_EQ(count(), std::pair(errSecSuccess, std::size_t{1}));
+}
+
+TEST_F(KeychainDamage, AnOlderCopyOfTheFileIsTakenForTheKeychain) {
+  const auto older = contents(database());
+  {
+    EncryptedFileKeychain keychain(folder_);
+    ASSERT_EQ(removeSession(keychain, "ada"), errSecSuccess);
+    ASSERT_EQ(addSession(keychain, "ada", "newer secret"), errSecSuccess);
+    ASSERT_EQ(removeSession(keychain, "bob"), errSecSuccess);
+  }
+  overwrite(database(), older);
+  EXPECT_EQ(read("ada").text, "ada's secret");
+  EXPECT_EQ(read("bob").text, "bob's secret") << "whom only Google's account settings can sign out for good";
+}
+
+TEST_F(KeychainDamage, AnOlderCopyUnderAnotherKeyIsRefused) {
+  const auto older = contents(database());
+  std::filesystem::remove_all(folder_);
+  {
+    EncryptedFileKeychain keychain(folder_);
+    ASSERT_EQ(addSession(keychain, "ada", "newer secret"), errSecSuccess);
+  }
+  overwrite(database(), older);
+  EXPECT_EQ(read("ada").status, errSecAuthFailed);
 }
 
 TEST_F(KeychainDamage, ADamagedItemIsReplacedBySavingItAnew) {
@@ -219,6 +299,24 @@ TEST_F(KeychainDamage, ALeftoverJournalOfRubbishIsHarmless) {
     EXPECT_EQ(addSession(keychain, suffix, "x"), errSecSuccess);
     EXPECT_EQ(readSession(keychain, suffix).text, "x");
   }
+}
+
+TEST_F(KeychainDamage, TheLogOfAProcessThatWasKilledIsTakenOver) {
+  std::string log;
+  const auto merged = contents(database());
+  {
+    RawDatabase keepsLogOpen(folder_);
+    EncryptedFileKeychain keychain(folder_);
+    EXPECT_EQ(keepsLogOpen.value("SELECT account FROM items"), "ada");
+    ASSERT_EQ(removeSession(keychain, "bob"), errSecSuccess);
+    ASSERT_EQ(addSession(keychain, "carol", "carol's secret"), errSecSuccess);
+    log = contents(database().string() + "-wal");
+  }
+  overwrite(database(), merged);
+  overwrite(database().string() + "-wal", log);
+  EXPECT_EQ(read("ada").text, "ada's secret");
+  EXPECT_EQ(read("bob").status, errSecItemNotFound);
+  EXPECT_EQ(read("carol").text, "carol's secret");
 }
 
 TEST_F(KeychainDamage, ADamagedWriteAheadLogLeavesTheOldItemNoneOrTheNewOne) {
