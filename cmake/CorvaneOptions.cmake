@@ -4,6 +4,7 @@ option(CORVANE_EMULATOR "Build the local Drive and OAuth emulator" ${PROJECT_IS_
 option(CORVANE_CLI "Build the corvane program" ${PROJECT_IS_TOP_LEVEL})
 option(CORVANE_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(CORVANE_BENCH "Build the benchmarks (bench/run does)" OFF)
+option(CORVANE_FUZZ "Build the fuzz targets with clang's libFuzzer (scripts/fuzz does)" OFF)
 option(CORVANE_WERROR "Treat warnings as errors" OFF)
 set(CORVANE_SANITIZE "" CACHE STRING "Sanitizers to build with, e.g. 'address,undefined' or 'thread'")
 
