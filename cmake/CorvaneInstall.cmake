@@ -2,7 +2,7 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-set(adapters asio curl drive keychain nlohmann oauth portal simdjson spdlog sqlite utf8proc)
+set(adapters asio curl drive keychain libsecret nlohmann oauth portal simdjson spdlog sqlite utf8proc)
 list(TRANSFORM adapters PREPEND corvane_linux_)
 set_target_properties(corvane_host PROPERTIES EXPORT_NAME Corvane)
 

@@ -65,7 +65,7 @@ KeychainQuery parse(const KeychainDictionary& dictionary) {
     } else if (key == kSecAttrSynchronizable) {
       query.synchronizable = synchronizableOf(value);
     } else if (key == kSecUseDataProtectionKeychain) {
-      flagOf(key, value);
+      query.usesDataProtection = flagOf(key, value);
     } else if (key == kSecValueData) {
       query.value = bytesOf(value);
     } else if (key == kSecReturnData) {

@@ -19,6 +19,8 @@ struct KeychainQuery {
   std::optional<bool> synchronizable = false;
   /// The secret of an addition.
   Data value;
+  /// Told, but without a bearing on what matches.
+  bool usesDataProtection = false;
   bool returnsData = false;
   bool returnsAttributes = false;
   bool matchesAll = false;

@@ -4,6 +4,7 @@
 #include "curl/CurlNetwork.hpp"
 #include "curl/RequestTarget.hpp"
 #include "drive/RESTDriveService.hpp"
+#include "libsecret/SecretServiceKeychain.hpp"
 #include "nlohmann/NlohmannJSON.hpp"
 #include "oauth/BrowserSignInService.hpp"
 #include "oauth/JSONSessionArchive.hpp"
@@ -68,13 +69,34 @@ void requireValid(const LinuxPlatformOptions& options) {
   requireLimits(options.limits);
 }
 
-std::shared_ptr<Keychain> makeKeychain(const LinuxPlatformOptions& options, std::shared_ptr<Lumark> log) {
-  if (options.keychain) return options.keychain;
-  const auto logProblem = [log = std::move(log)](const std::string& sentence) {
+const LogCategory keychainLog("Keychain");
+
+auto problemLogger(std::shared_ptr<Lumark> log, const char* source) {
+  return [log = std::move(log), source](const std::string& sentence) {
     log->logError(
-        LogCategory("Keychain"), [&sentence] { return sentence; }, 0, true, "adapters/linux/sqlite");
+        keychainLog, [&sentence] { return sentence; }, 0, true, source);
   };
-  return std::make_shared<EncryptedFileKeychain>(options.keychainFolder, logProblem);
+}
+
+void tellChoice(Lumark& log, const char* choice) {
+  log.logExtended(
+      keychainLog, [choice] { return std::string("Sessions are kept in ") + choice + "."; }, 0, true,
+      "adapters/linux/LinuxPlatform");
+}
+
+std::shared_ptr<Keychain> makeKeychain(const LinuxPlatformOptions& options,
+                                       const std::shared_ptr<Lumark>& log) {
+  if (options.keychain) {
+    tellChoice(*log, "a keychain of the host's own");
+    return options.keychain;
+  }
+  if (options.keychainBackend == KeychainBackend::encryptedFile) {
+    tellChoice(*log, "the encrypted file");
+    return std::make_shared<EncryptedFileKeychain>(options.keychainFolder,
+                                                   problemLogger(log, "adapters/linux/sqlite"));
+  }
+  tellChoice(*log, "the desktop's keyring (Secret Service)");
+  return std::make_shared<SecretServiceKeychain>(problemLogger(log, "adapters/linux/libsecret"));
 }
 
 void printSignInURL(const std::string& url) {

@@ -1,11 +1,16 @@
-// Tells who is signed in.
+// Tells who is signed in, by the encrypted keychain file, as it may run where there is no desktop.
 #include <Corvane/Corvane.hpp>
+#include <CorvaneLinux/LinuxPlatform.hpp>
 
 #include <iostream>
 
 int main() {
   using namespace corvane;
-  CorvaneFactory factory(std::nullopt, "com.example.signed-in", "", [] { return WindowHandle::terminal(); });
+  LinuxPlatformOptions options;
+  options.keychainBackend = KeychainBackend::encryptedFile;
+  CorvaneFactory factory(
+      std::nullopt, "com.example.signed-in", "", [] { return WindowHandle::terminal(); },
+      makeLinuxPlatform(options));
   try {
     for (const auto& account : get(factory.makeAccountProvider()->getAccounts()))
       std::cout << account.userEmail() << '\n';

@@ -29,7 +29,6 @@ constexpr const char* accountHelp = "The account's e-mail address; not needed wh
 struct Draft {
   GlobalOptions global;
   bool noProgress = false;
-  std::string keychain = "file";
   bool noBrowser = false;
   double timeoutSeconds = 300;
   SignInOptions signIn;
@@ -56,9 +55,14 @@ void addGlobals(CLI::App& app, Draft& draft) {
   app.add_option("--credentials", global.credentialsFile,
                  "The OAuth client: the file that Google's console lets you download; needed for sign-in")
       ->type_name("FILE");
-  app.add_option("--keychain", draft.keychain, "Where sessions are kept: an encrypted file")
-      ->check(oneOf({"file"}))
-      ->type_name("file");
+  app.add_option_function<std::string>(
+         "--keychain",
+         [&global](const std::string& word) {
+           global.keychain = word == "file" ? KeychainBackend::encryptedFile : KeychainBackend::secretService;
+         },
+         "Where sessions are kept: the desktop's keyring (default) or an encrypted file")
+      ->check(oneOf({"secret-service", "file"}))
+      ->type_name("secret-service|file");
   app.add_option("--google", global.google, "Base URL of a local Google, for tests and demos")
       ->type_name("URL");
   app.add_option("--ca-file", global.caFile, "Certificate authorities (PEM) to trust beside the system's")

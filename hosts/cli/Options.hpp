@@ -15,7 +15,8 @@ namespace corvane::cli {
 
 struct GlobalOptions {
   std::string credentialsFile;  // empty when not given
-  std::string google;           // a local Google's base URL; empty for the real one
+  KeychainBackend keychain = KeychainBackend::secretService;
+  std::string google;  // a local Google's base URL; empty for the real one
   std::string caFile;
   bool json = false;
   ColorChoice color = ColorChoice::automatic;

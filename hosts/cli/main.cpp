@@ -50,6 +50,7 @@ std::shared_ptr<TerminalPresenter> makePresenter(const Options& options, const I
 Platform makePlatform(const Options& options, std::shared_ptr<TerminalPresenter> presenter) {
   LinuxPlatformOptions wanted;
   if (!options.global.google.empty()) wanted.google = GoogleEndpoints::at(options.global.google);
+  wanted.keychainBackend = options.global.keychain;
   wanted.extraCAFile = options.global.caFile;
   wanted.presenter = std::move(presenter);
   wanted.logLevel = options.global.logLevel;

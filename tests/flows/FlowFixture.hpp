@@ -40,6 +40,7 @@ class FlowTest : public ::testing::Test {
   Platform makePlatform(const std::string& loginHint = "ada@example.com") {
     LinuxPlatformOptions linux;
     linux.google = GoogleEndpoints::at(google.baseURL());
+    linux.keychainBackend = KeychainBackend::encryptedFile;
     linux.keychainFolder = folder.path() / "keychain";
     linux.presenter = browser;
     linux.loginHint = loginHint;

@@ -31,6 +31,7 @@ class LinuxPlatformTest : public FlowTest {
   LinuxPlatformOptions local() {
     LinuxPlatformOptions options;
     options.google = GoogleEndpoints::at(google.baseURL());
+    options.keychainBackend = KeychainBackend::encryptedFile;
     options.keychainFolder = folder.path() / "keychain";
     options.presenter = browser;
     options.loginHint = "ada@example.com";

@@ -2,6 +2,7 @@
 
 #include <CorvaneLinux/GoogleEndpoints.hpp>
 #include <CorvaneLinux/HTTPLimits.hpp>
+#include <CorvaneLinux/KeychainBackend.hpp>
 #include <CorvaneLinux/Presenter.hpp>
 #include <CorvanePlatform/Platform.hpp>
 
@@ -20,12 +21,15 @@ struct LinuxPlatformOptions {
   std::string extraCAFile;
   HTTPLimits limits;
 
+  /// Where sessions are kept. When it cannot be reached, operations fail; nothing else is used in its place.
+  KeychainBackend keychainBackend = KeychainBackend::secretService;
   /// Where the encrypted keychain file and its key are; empty means `$XDG_DATA_HOME/corvane`.
   std::filesystem::path keychainFolder;
-  /// A keychain of the host's own, in place of the file.
+  /// A keychain of the host's own, in place of both.
   std::shared_ptr<Keychain> keychain;
 
-  /// Shows sign-in pages; empty means the system's browser.
+  /// Shows sign-in pages; empty means the system's browser, and the URL on standard error if there is none
+  /// (SystemPresenter.hpp).
   std::shared_ptr<Presenter> presenter;
   /// The account that sign-in pages suggest; empty for none. (OpenID Connect Core 3.1.2.1, login_hint.)
   std::string loginHint;

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "ReplyLoop.hpp"
+
+#include <string>
+
+namespace corvane {
+
+/// Who calls go to. The name is the unique one: should the service be replaced midway, calls fail rather than reach
+/// another one that knows nothing of what went before.
+struct BusPeer {
+  GDBusConnection* connection;
+  std::string name;
+};
+
+struct BusCall {
+  std::string path;
+  const char* interface;
+  const char* method;
+  GVariant* arguments;    // floating references are taken
+  const char* replyType;  // a D-Bus signature
+};
+
+/// Makes a D-Bus call and waits for the reply. Throws KeychainProblem.
+GVariantPointer reply(ReplyLoop& loop, const BusPeer& peer, const BusCall& call);
+
+/// The same for calls to an object that may be gone, which gives nothing.
+GVariantPointer replyIfThere(ReplyLoop& loop, const BusPeer& peer, const BusCall& call);
+
+}  // namespace corvane

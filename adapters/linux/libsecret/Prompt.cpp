@@ -1,0 +1,86 @@
+#include "Prompt.hpp"
+
+#include "KeyringProblems.hpp"
+
+// libsecret has prompts too, but waits for the service's reply and for the user alike, and for either without end. A
+// service that hangs must be told within seconds from a user who looks for a password.
+
+namespace corvane {
+namespace {
+
+constexpr const char* promptInterface = "org.freedesktop.Secret.Prompt";
+
+/// What becomes of a prompt, as the bus tells it.
+class PromptWatch {
+ public:
+  PromptWatch(const BusPeer& service, const std::string& path) : connection_(service.connection) {
+    completion_ = g_dbus_connection_signal_subscribe(connection_, service.name.c_str(), promptInterface,
+                                                     "Completed", path.c_str(), nullptr,
+                                                     G_DBUS_SIGNAL_FLAGS_NONE, complete, this, nullptr);
+    owner_ = g_bus_watch_name_on_connection(connection_, service.name.c_str(), G_BUS_NAME_WATCHER_FLAGS_NONE,
+                                            nullptr, vanish, this, nullptr);
+  }
+  ~PromptWatch() {
+    g_bus_unwatch_name(owner_);
+    g_dbus_connection_signal_unsubscribe(connection_, completion_);
+  }
+  PromptWatch(const PromptWatch&) = delete;
+  PromptWatch& operator=(const PromptWatch&) = delete;
+
+  bool isOver() const { return isCompleted || isGone; }
+
+  bool isCompleted = false;
+  bool isDismissed = false;
+  bool isGone = false;
+  GVariantPointer result;
+
+ private:
+  static void complete(GDBusConnection*, const char*, const char*, const char*, const char*,
+                       GVariant* outcome, gpointer watch) {
+    auto& self = *static_cast<PromptWatch*>(watch);
+    if (!g_variant_is_of_type(outcome, G_VARIANT_TYPE("(bv)"))) return;
+    gboolean dismissed = FALSE;
+    GVariant* result = nullptr;
+    g_variant_get(outcome, "(bv)", &dismissed, &result);
+    self.result.reset(result);
+    self.isDismissed = dismissed;
+    self.isCompleted = true;
+  }
+  // Called too when the connection is closed.
+  static void vanish(GDBusConnection*, const char*, gpointer watch) {
+    static_cast<PromptWatch*>(watch)->isGone = true;
+  }
+
+  GDBusConnection* const connection_;
+  guint completion_ = 0;
+  guint owner_ = 0;
+};
+
+void takeBack(ReplyLoop& loop, const BusPeer& service, const std::string& path) {
+  try {
+    replyIfThere(loop, service, {path, promptInterface, "Dismiss", nullptr, "()"});
+  } catch (const KeychainProblem&) {
+    // A service that no longer answers shows no prompt either.
+  }
+}
+
+}  // namespace
+
+GVariantPointer showPrompt(ReplyLoop& loop, const BusPeer& service, const std::string& path,
+                           std::chrono::milliseconds limit) {
+  PromptWatch watch(service, path);
+  constexpr const char* noParentWindow = "";
+  reply(loop, service, {path, promptInterface, "Prompt", g_variant_new("(s)", noParentWindow), "()"});
+  loop.waitUntil([&watch] { return watch.isOver(); }, limit);
+  if (!watch.isOver()) {
+    takeBack(loop, service, path);
+    throw KeychainProblem(errSecInteractionNotAllowed,
+                          "The keyring's prompt was not answered in time; unlock the keyring and try again.");
+  }
+  if (watch.isGone) throw unreachable("The keyring service ended while it showed a prompt.");
+  if (watch.isDismissed)
+    throw KeychainProblem(errSecUserCanceled, "The keyring's prompt was dismissed; try again and answer it.");
+  return std::move(watch.result);
+}
+
+}  // namespace corvane

@@ -1,0 +1,162 @@
+#include "SecretServiceKeychain.hpp"
+
+#include "KeychainProblem.hpp"
+#include "SecretServiceClient.hpp"
+
+#include <algorithm>
+#include <new>
+#include <optional>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+namespace corvane {
+namespace {
+
+struct Match {
+  FoundItem found;
+  KeychainItem item;
+};
+
+bool areTheSame(const KeychainItem& left, const KeychainItem& right) {
+  const auto identity = [](const KeychainItem& item) {
+    return std::tie(item.itemClass, item.account, item.service, item.accessGroup, item.synchronizable);
+  };
+  return identity(left) == identity(right);
+}
+
+std::string addedAt(const FoundItem& found) {
+  const auto attribute = found.attributes.find(addedAttribute);
+  return attribute == found.attributes.end() ? "" : attribute->second;
+}
+
+// All items that match, in the order in which they were added.
+std::vector<Match> matches(SecretServiceClient& client, const KeychainQuery& query) {
+  std::vector<Match> result;
+  for (auto& found : client.search(searchAttributes(query)))
+    if (auto item = itemWith(found.attributes); item && query.matches(*item))
+      result.push_back({std::move(found), std::move(*item)});
+  std::ranges::stable_sort(result, {}, [](const Match& match) { return addedAt(match.found); });
+  return result;
+}
+
+// Of several items with the same identity the newest, at the place of the oldest.
+std::vector<Match> distinct(std::vector<Match> all) {
+  std::vector<Match> result;
+  for (auto& match : all) {
+    const auto same = [&](const Match& other) { return areTheSame(match.item, other.item); };
+    if (const auto older = std::ranges::find_if(result, same); older != result.end())
+      *older = std::move(match);
+    else
+      result.push_back(std::move(match));
+  }
+  return result;
+}
+
+std::vector<KeychainItem> itemsOf(const std::vector<Match>& all) {
+  std::vector<KeychainItem> items;
+  for (const auto& match : all) items.push_back(match.item);
+  return items;
+}
+
+bool contains(SecretServiceClient& client, const KeychainItem& item) {
+  KeychainQuery query;
+  query.item = item;
+  query.item.accessible.reset();
+  query.synchronizable = item.synchronizable;
+  return std::ranges::any_of(matches(client, query),
+                             [&](const Match& match) { return areTheSame(match.item, item); });
+}
+
+// Whoever waited in the meantime need not go through the same.
+bool isSurrender(OSStatus status) {
+  return status == errSecUserCanceled || status == errSecInteractionNotAllowed ||
+         status == errSecNotAvailable;
+}
+
+}  // namespace
+
+SecretServiceKeychain::SecretServiceKeychain(ProblemHandler onProblem, const SecretServiceLimits& limits)
+    : onProblem_(std::move(onProblem)), limits_(limits) {}
+
+template <class Operation>
+OSStatus SecretServiceKeychain::takeTurn(Operation operation, std::string& sentence) {
+  const auto before = surrenders_.load();
+  const std::lock_guard lock(mutex_);
+  if (surrenders_ != before) return lastSurrender_;
+  try {
+    return operation();
+  } catch (const KeychainProblem& problem) {
+    sentence = problem.what();
+    if (isSurrender(problem.status())) {
+      lastSurrender_ = problem.status();
+      ++surrenders_;
+    }
+    return problem.status();
+  }
+}
+
+template <class Operation>
+OSStatus SecretServiceKeychain::perform(Operation operation) {
+  std::string sentence;
+  OSStatus status = errSecSuccess;
+  try {
+    status = operation([&](auto conversation) {
+      return takeTurn(
+          [&] {
+            SecretServiceClient client(limits_);
+            client.openDefaultCollection();
+            return conversation(client);
+          },
+          sentence);
+    });
+  } catch (const KeychainProblem& problem) {
+    sentence = problem.what();
+    status = problem.status();
+  } catch (const std::bad_alloc&) {
+    return errSecAllocate;
+  }
+  if (!sentence.empty() && onProblem_) onProblem_(sentence);
+  return status;
+}
+
+OSStatus SecretServiceKeychain::SecItemCopyMatching(const KeychainDictionary& dictionary,
+                                                    KeychainValue* result) {
+  return perform([&](auto converse) {
+    const auto query = KeychainQuery::forLookup(dictionary);
+    return converse([&](SecretServiceClient& client) -> OSStatus {
+      const auto found = distinct(matches(client, query));
+      if (found.empty()) return errSecItemNotFound;
+      std::optional<Data> secret = Data();
+      if (query.returnsData) secret = client.secret(found.front().found);
+      if (!secret) return errSecItemNotFound;
+      query.fill(result, itemsOf(found), *secret);
+      return errSecSuccess;
+    });
+  });
+}
+
+OSStatus SecretServiceKeychain::SecItemAdd(const KeychainDictionary& attributes, KeychainValue* result) {
+  return perform([&](auto converse) {
+    const auto query = KeychainQuery::forAddition(attributes);
+    return converse([&](SecretServiceClient& client) -> OSStatus {
+      if (contains(client, query.item)) return errSecDuplicateItem;
+      client.create(labelOf(query.item), newItemAttributes(query), query.value);
+      query.fill(result, {query.item}, query.value);
+      return errSecSuccess;
+    });
+  });
+}
+
+OSStatus SecretServiceKeychain::SecItemDelete(const KeychainDictionary& dictionary) {
+  return perform([&](auto converse) {
+    const auto query = KeychainQuery::forDeletion(dictionary);
+    return converse([&](SecretServiceClient& client) -> OSStatus {
+      bool removed = false;
+      for (const auto& match : matches(client, query)) removed |= client.remove(match.found);
+      return removed ? errSecSuccess : errSecItemNotFound;
+    });
+  });
+}
+
+}  // namespace corvane

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "SecretServiceLimits.hpp"
+
+#include <CorvanePlatform/Keychain.hpp>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+
+namespace corvane {
+
+/// The keychain of the user's desktop session, whichever program keeps it: gnome-keyring, KWallet, KeePassXC and others
+/// that serve `org.freedesktop.secrets`. One item per account in the default collection, found by attributes that
+/// anyone on the session bus can read, with the secret encrypted on its way.
+///
+/// Lifetime: construction touches nothing; each call has a connection of its own and leaves none behind. Threads: any,
+/// also at once; they take turns. A call lasts up to 10 seconds for each reply and 120 seconds for each prompt that the
+/// user is shown; whoever waited for a call that ended so shares its answer, so that one action of the user's never
+/// brings up a second prompt. Cancellation: none from outside. Errors, each but the first four told to `onProblem` too,
+/// on the calling thread, in a sentence that says what to do:
+///
+/// | status                        | when |
+/// |-------------------------------|------------------------------------------------------------------------------|
+/// | errSecSuccess                 | done |
+/// | errSecItemNotFound            | the unlocked collection has no such item |
+/// | errSecDuplicateItem           | the item is there already |
+/// | errSecAllocate                | memory ran out |
+/// | errSecParam                   | a key of the query is unknown, misplaced or missing, or its value is of a wrong kind |
+/// | errSecUserCanceled            | the user dismissed the prompt |
+/// | errSecInteractionNotAllowed   | locked, and nobody answered the prompt |
+/// | errSecAuthFailed              | the service or the bus refuses access |
+/// | errSecDecode                  | the service answers nonsense |
+/// | errSecNotAvailable            | no bus, no service, no default collection; it hangs or ended midway |
+///
+/// A bus is never started, no other store is ever used instead, and nothing is removed but what a deletion names.
+///
+/// Queries: as EncryptedFileKeychain. Of several items with the same identity, which other programs or a race of two
+/// processes may leave, the newest counts; a deletion removes them all.
+class SecretServiceKeychain : public Keychain {
+ public:
+  using ProblemHandler = std::function<void(const std::string& sentence)>;
+
+  explicit SecretServiceKeychain(ProblemHandler onProblem = {}, const SecretServiceLimits& limits = {});
+
+  OSStatus SecItemCopyMatching(const KeychainDictionary& query, KeychainValue* result) override;
+  OSStatus SecItemAdd(const KeychainDictionary& attributes, KeychainValue* result) override;
+  OSStatus SecItemDelete(const KeychainDictionary& query) override;
+
+ private:
+  template <class Operation>
+  OSStatus perform(Operation operation);
+  template <class Operation>
+  OSStatus takeTurn(Operation operation, std::string& sentence);
+
+  const ProblemHandler onProblem_;
+  const SecretServiceLimits limits_;
+
+  /// Counts the calls that ended without an answer of the user's or the service's.
+  std::atomic<std::uint64_t> surrenders_ = 0;
+  std::mutex mutex_;
+  OSStatus lastSurrender_ = errSecSuccess;
+};
+
+}  // namespace corvane

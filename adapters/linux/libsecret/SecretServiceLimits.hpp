@@ -1,0 +1,15 @@
+#pragma once
+
+#include <chrono>
+
+namespace corvane {
+
+/// How long the Secret Service keychain waits for whom.
+struct SecretServiceLimits {
+  /// For each reply of the bus or the service; libsecret would wait for up to 50 seconds.
+  std::chrono::milliseconds reply = std::chrono::seconds(10);
+  /// For the user, once a prompt is shown.
+  std::chrono::milliseconds prompt = std::chrono::seconds(120);
+};
+
+}  // namespace corvane
