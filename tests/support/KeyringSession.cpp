@@ -83,7 +83,7 @@ void KeyringSession::lockKeyring() {
 }
 
 void KeyringSession::unlockKeyring() {
-  run("printf %s \"$KEYRING_PASSWORD\" | gnome-keyring-daemon --unlock");
+  run("unlock-keyring");
 }
 
 }  // namespace corvane::test

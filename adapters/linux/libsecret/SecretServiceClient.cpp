@@ -248,9 +248,12 @@ std::optional<Data> SecretServiceClient::secret(const FoundItem& item) {
     const auto* bytes = reinterpret_cast<const std::byte*>(secret_value_get(value.get(), &size));
     return Data(bytes, bytes + size);
   }
-  // Locked items are left out of the answer as missing ones are.
-  if (itemAt(item.path)) throw stillLocked();
-  return std::nullopt;
+  // Locked and missing items are left out of the answer; what cannot be decrypted libsecret leaves out too.
+  const auto still = itemAt(item.path);
+  if (!still) return std::nullopt;
+  if (still->isLocked) throw stillLocked();
+  throw KeychainProblem(errSecDecode,
+                        "The keyring service gave a secret that cannot be decrypted; it was left alone.");
 }
 
 void SecretServiceClient::create(const std::string& label, const ItemAttributes& attributes,

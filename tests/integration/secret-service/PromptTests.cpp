@@ -1,0 +1,119 @@
+#include "FaultyKeyring.hpp"
+
+#include <thread>
+
+// A locked keyring, and the user who is asked to unlock it.
+
+namespace corvane::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+class Prompts : public FaultyKeyringTest {
+ protected:
+  /// A keyring that holds ada's item and is locked.
+  void startLocked(const std::string& options) {
+    start(options);
+    ASSERT_EQ(add(keychain(), "ada"), errSecSuccess);
+    lock();
+    forgetCalls();
+  }
+};
+
+TEST_F(Prompts, OnceUnlockedTheCallGoesOn) {
+  startLocked("--prompt grant");
+  std::string secret;
+  EXPECT_EQ(read(keychain(), "ada", &secret), errSecSuccess);
+  EXPECT_EQ(secret, "secret");
+  EXPECT_EQ(calls("Prompt"), 1);
+  EXPECT_EQ(read(keychain(), "ada"), errSecSuccess);
+  EXPECT_EQ(calls("Prompt"), 1);
+  EXPECT_THAT(problems, IsEmpty());
+}
+
+TEST_F(Prompts, DismissedIsToldFromLockedAndFromMissing) {
+  startLocked("--prompt dismiss");
+  EXPECT_EQ(read(keychain(), "ada"), errSecUserCanceled);
+  EXPECT_EQ(calls("Prompt"), 1);
+  EXPECT_THAT(problems, ElementsAre(HasSubstr("dismissed")));
+}
+
+TEST_F(Prompts, ALockedKeyringThatShowsNothingIsStillNotAnEmptyOne) {
+  start("--locked --prompt dismiss");
+  EXPECT_EQ(read(keychain(), "nobody"), errSecUserCanceled);
+}
+
+TEST_F(Prompts, OneThatNobodyAnswersIsTakenBackAfterTheLimit) {
+  startLocked("--prompt wait");
+  EXPECT_EQ(read(keychain(impatientForPrompts()), "ada"), errSecInteractionNotAllowed);
+  EXPECT_EQ(calls("Prompt"), 1);
+  EXPECT_EQ(calls("Dismiss"), 1);
+  EXPECT_THAT(problems, ElementsAre(HasSubstr("not answered in time")));
+}
+
+TEST_F(Prompts, OneThatUnlocksNothingLeavesTheKeyringLocked) {
+  startLocked("--prompt shrug");
+  EXPECT_EQ(read(keychain(), "ada"), errSecInteractionNotAllowed);
+  EXPECT_THAT(problems, ElementsAre(HasSubstr("locked")));
+}
+
+TEST_F(Prompts, OneThatDiesWithItsServiceIsNotWaitedFor) {
+  startLocked("--prompt die");
+  EXPECT_EQ(read(keychain(), "ada"), errSecNotAvailable);
+}
+
+TEST_F(Prompts, AServiceThatFreezesInsteadOfShowingOneIsGivenUpAsFrozen) {
+  startLocked("--prompt wait");
+  freeze();
+  EXPECT_EQ(read(keychain(impatientForReplies()), "ada"), errSecNotAvailable);
+}
+
+TEST_F(Prompts, ADismissedOneRemovesNothing) {
+  startLocked("--prompt dismiss");
+  EXPECT_EQ(remove(keychain(), "ada"), errSecUserCanceled);
+  EXPECT_EQ(add(keychain(), "ada"), errSecUserCanceled);
+  EXPECT_EQ(calls("Delete"), 0);
+  EXPECT_EQ(calls("CreateItem"), 0);
+}
+
+TEST_F(Prompts, CreatingAndDeletingMayNeedOneToo) {
+  start("--prompt-for CreateItem,Delete");
+  EXPECT_EQ(add(keychain(), "ada"), errSecSuccess);
+  EXPECT_EQ(read(keychain(), "ada"), errSecSuccess);
+  EXPECT_EQ(remove(keychain(), "ada"), errSecSuccess);
+  EXPECT_EQ(read(keychain(), "ada"), errSecItemNotFound);
+  EXPECT_EQ(calls("Prompt"), 2);
+}
+
+TEST_F(Prompts, ADismissedOneForCreatingOrDeletingIsTold) {
+  start("--prompt-for CreateItem --prompt dismiss");
+  EXPECT_EQ(add(keychain(), "ada"), errSecUserCanceled);
+  EXPECT_EQ(read(keychain(), "ada"), errSecItemNotFound);
+  start("--prompt-for Delete --prompt dismiss");
+  ASSERT_EQ(add(keychain(), "ada"), errSecSuccess);
+  EXPECT_EQ(remove(keychain(), "ada"), errSecUserCanceled);
+  EXPECT_EQ(read(keychain(), "ada"), errSecSuccess);
+}
+
+TEST_F(Prompts, CallsThatWaitedMeanwhileShareTheAnswerAndBringUpNoSecondOne) {
+  startLocked("--prompt wait");
+  auto& shared = keychain({.prompt = std::chrono::seconds(2)});
+  std::vector<OSStatus> answers(4);
+  {
+    std::vector<std::jthread> threads;
+    threads.emplace_back([&] { answers[0] = read(shared, "ada"); });
+    waitFor("Prompt");
+    for (std::size_t i = 1; i < answers.size(); ++i)
+      threads.emplace_back([&, i] { answers[i] = read(shared, "ada"); });
+  }
+  EXPECT_THAT(answers, ::testing::Each(errSecInteractionNotAllowed));
+  EXPECT_EQ(calls("Prompt"), 1);
+  EXPECT_EQ(problems.size(), 1u);
+  EXPECT_EQ(read(keychain(impatientForPrompts()), "ada"), errSecInteractionNotAllowed);
+  EXPECT_EQ(calls("Prompt"), 2);  // a new action of the user's
+}
+
+}  // namespace
+}  // namespace corvane::test
