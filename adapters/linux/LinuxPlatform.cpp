@@ -1,4 +1,5 @@
 #include <CorvaneLinux/LinuxPlatform.hpp>
+#include <CorvaneLinux/SystemPresenter.hpp>
 
 #include "asio/AsioQueues.hpp"
 #include "curl/CurlNetwork.hpp"
@@ -8,7 +9,6 @@
 #include "nlohmann/NlohmannJSON.hpp"
 #include "oauth/BrowserSignInService.hpp"
 #include "oauth/JSONSessionArchive.hpp"
-#include "portal/XdgOpenPresenter.hpp"
 #include "simdjson/SIMDJSONDriveParser.hpp"
 #include "spdlog/SpdlogLog.hpp"
 #include "sqlite/EncryptedFileKeychain.hpp"
@@ -119,7 +119,7 @@ std::shared_ptr<const Pieces> makePieces(LinuxPlatformOptions options) {
   pieces->signIn.google = std::move(options.google);
   pieces->signIn.loginHint = std::move(options.loginHint);
   pieces->signIn.presenter =
-      options.presenter ? std::move(options.presenter) : std::make_shared<XdgOpenPresenter>(printSignInURL);
+      options.presenter ? std::move(options.presenter) : makeSystemPresenter(printSignInURL);
   pieces->signIn.http = pieces->oauthClient;
   pieces->signIn.pool = pieces->queues.userInitiated;
   return pieces;

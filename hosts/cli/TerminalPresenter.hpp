@@ -2,8 +2,6 @@
 
 #include <CorvaneLinux/Presenter.hpp>
 
-#include <sys/types.h>
-
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -11,19 +9,17 @@
 
 namespace corvane::cli {
 
-/// Prints the sign-in page's address and, if it may, opens it in the browser.
+/// Prints the sign-in page's address and, if it may, has it opened in the browser.
 ///
-/// Any thread may use it. A browser that does not start is told to the user, who still has the address.
+/// Any thread may use it.
 class TerminalPresenter final : public Presenter, public std::enable_shared_from_this<TerminalPresenter> {
  public:
-  /// Starts a browser at an address; false when there is none to start.
-  using OpenBrowser = std::function<bool(const std::string& url)>;
   using Print = std::function<void(const std::string& text)>;
 
-  /// An empty `openBrowser` leaves the address to the user. `printURL` gets the bare address, which must stay on a
-  /// line of its own; `note` gets words for people.
-  TerminalPresenter(OpenBrowser openBrowser, Print printURL, Print note)
-      : openBrowser_(std::move(openBrowser)), printURL_(std::move(printURL)), note_(std::move(note)) {}
+  /// No `browser` leaves the address to the user. `printURL` gets the bare address, which must stay on a line of its
+  /// own; `note` gets words for people.
+  TerminalPresenter(std::shared_ptr<Presenter> browser, Print printURL, Print note)
+      : browser_(std::move(browser)), printURL_(std::move(printURL)), note_(std::move(note)) {}
 
   std::shared_ptr<Cancellable> present(const std::string& url, const WindowHandle& window,
                                        UniqueFunction<void()> dismissed) override;
@@ -35,9 +31,9 @@ class TerminalPresenter final : public Presenter, public std::enable_shared_from
   class Page;
   void forget();
 
-  OpenBrowser openBrowser_;
-  Print printURL_;
-  Print note_;
+  const std::shared_ptr<Presenter> browser_;
+  const Print printURL_;
+  const Print note_;
   std::mutex mutex_;
   bool dismissedEarly_ = false;
   UniqueFunction<void()> dismissed_;

@@ -1,4 +1,3 @@
-#include "Browser.hpp"
 #include "Context.hpp"
 #include "CredentialsFile.hpp"
 #include "Failure.hpp"
@@ -8,10 +7,12 @@
 
 #include <Corvane/CorvaneFactory.hpp>
 #include <CorvaneLinux/LinuxPlatform.hpp>
+#include <CorvaneLinux/SystemPresenter.hpp>
 
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -34,17 +35,19 @@ std::optional<Data> credentials(const Options& options) {
   return readCredentialsFile(options.global.credentialsFile);
 }
 
-std::shared_ptr<TerminalPresenter> makePresenter(const Options& options, const Interrupt& interrupt) {
-  const auto* signIn = std::get_if<SignInOptions>(&options.command);
-  TerminalPresenter::OpenBrowser openBrowser;
-  if (signIn && signIn->openBrowser)
-    openBrowser = [&interrupt](const std::string& url) {
-      return openInBrowser(url, interrupt.formerSignals());
-    };
+std::shared_ptr<TerminalPresenter> makePresenter(const Options& options) {
   const auto printLine = [](const std::string& text) { printToStandardError(text + "\n"); };
-  return std::make_shared<TerminalPresenter>(
-      std::move(openBrowser), printLine,
-      options.global.json ? TerminalPresenter::Print([](const std::string&) {}) : printLine);
+  const auto note = options.global.json ? TerminalPresenter::Print([](const std::string&) {}) : printLine;
+  const auto* signIn = std::get_if<SignInOptions>(&options.command);
+  std::shared_ptr<Presenter> browser;
+  if (signIn && signIn->openBrowser) {
+    const char* wanted = std::getenv("BROWSER");
+    const auto noBrowser = [note](const std::string&) {
+      note("No browser could be started: open the page yourself.");
+    };
+    browser = makeSystemPresenter(noBrowser, wanted ? wanted : "");
+  }
+  return std::make_shared<TerminalPresenter>(std::move(browser), printLine, note);
 }
 
 Platform makePlatform(const Options& options, std::shared_ptr<TerminalPresenter> presenter) {
@@ -63,7 +66,7 @@ Platform makePlatform(const Options& options, std::shared_ptr<TerminalPresenter>
 }
 
 ExitCode runCommand(const Options& options, Interrupt& interrupt, Output& out) {
-  const auto presenter = makePresenter(options, interrupt);
+  const auto presenter = makePresenter(options);
   CorvaneFactory factory(
       credentials(options), keychainService, keychainAccessGroup,
       [] { return std::optional(WindowHandle::terminal()); }, makePlatform(options, presenter));

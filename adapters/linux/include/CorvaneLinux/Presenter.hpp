@@ -19,7 +19,8 @@ namespace corvane {
 class Presenter {
  public:
   virtual ~Presenter() = default;
-  [[nodiscard]] virtual std::shared_ptr<Cancellable> present(const std::string& url, const WindowHandle& window,
+  [[nodiscard]] virtual std::shared_ptr<Cancellable> present(const std::string& url,
+                                                             const WindowHandle& window,
                                                              UniqueFunction<void()> dismissed) = 0;
 };
 

@@ -11,52 +11,77 @@ namespace {
 struct Screen {
   std::vector<std::string> urls;
   std::vector<std::string> notes;
-  std::vector<std::string> opened;
-  bool browserStarts = true;
 
-  std::shared_ptr<TerminalPresenter> presenter(bool mayOpen) {
-    TerminalPresenter::OpenBrowser open;
-    if (mayOpen)
-      open = [this](const std::string& url) {
-        opened.push_back(url);
-        return browserStarts;
-      };
+  std::shared_ptr<TerminalPresenter> presenter(std::shared_ptr<Presenter> browser = nullptr) {
     return std::make_shared<TerminalPresenter>(
-        std::move(open), [this](const std::string& url) { urls.push_back(url); },
+        std::move(browser), [this](const std::string& url) { urls.push_back(url); },
         [this](const std::string& note) { notes.push_back(note); });
   }
+};
+
+struct Browser final : Presenter {
+  struct Page final : Cancellable {
+    void cancel() noexcept override { cancelled = true; }
+    bool cancelled = false;
+  };
+  std::shared_ptr<Cancellable> present(const std::string& url, const WindowHandle&,
+                                       UniqueFunction<void()> dismissed) override {
+    opened.push_back(url);
+    dismiss = std::move(dismissed);
+    return page;
+  }
+  std::vector<std::string> opened;
+  UniqueFunction<void()> dismiss;
+  std::shared_ptr<Page> page = std::make_shared<Page>();
 };
 
 const std::string url = "https://accounts.example/auth?x=1&y=2";
 
 TEST(TerminalPresenter, AddressIsPrintedBareAndOpened) {
   Screen screen;
-  const auto page = screen.presenter(true)->present(url, WindowHandle::terminal(), [] {});
+  const auto browser = std::make_shared<Browser>();
+  const auto page = screen.presenter(browser)->present(url, WindowHandle::terminal(), [] {});
   EXPECT_EQ(screen.urls, std::vector<std::string>{url});
-  EXPECT_EQ(screen.opened, std::vector<std::string>{url});
+  EXPECT_EQ(browser->opened, std::vector<std::string>{url});
 }
 
 TEST(TerminalPresenter, AddressIsPrintedAloneWhenNoBrowserIsWanted) {
   Screen screen;
-  const auto page = screen.presenter(false)->present(url, WindowHandle::terminal(), [] {});
+  const auto page = screen.presenter()->present(url, WindowHandle::terminal(), [] {});
   EXPECT_EQ(screen.urls, std::vector<std::string>{url});
-  EXPECT_TRUE(screen.opened.empty());
 }
 
-TEST(TerminalPresenter, BrowserThatDoesNotStartIsToldAndTheSignInGoesOn) {
+TEST(TerminalPresenter, QuestionThatTheUserClosesOnTheDesktopDismissesTheSignIn) {
   Screen screen;
-  screen.browserStarts = false;
-  bool dismissed = false;
-  const auto presenter = screen.presenter(true);
-  const auto page = presenter->present(url, WindowHandle::terminal(), [&dismissed] { dismissed = true; });
-  EXPECT_EQ(screen.notes.back(), "No browser could be started: open the page yourself.");
-  EXPECT_FALSE(dismissed);
+  const auto browser = std::make_shared<Browser>();
+  const auto presenter = screen.presenter(browser);
+  int dismissed = 0;
+  const auto page = presenter->present(url, WindowHandle::terminal(), [&dismissed] { ++dismissed; });
+  browser->dismiss();
+  EXPECT_EQ(dismissed, 1);
+}
+
+TEST(TerminalPresenter, NoBrowserIsOpenedForASignInThatWasGivenUpBefore) {
+  Screen screen;
+  const auto browser = std::make_shared<Browser>();
+  const auto presenter = screen.presenter(browser);
+  presenter->dismiss();
+  const auto page = presenter->present(url, WindowHandle::terminal(), [] {});
+  EXPECT_TRUE(browser->opened.empty());
+}
+
+TEST(TerminalPresenter, EndOfTheSignInEndsItsPresentationOnTheDesktop) {
+  Screen screen;
+  const auto browser = std::make_shared<Browser>();
+  const auto presenter = screen.presenter(browser);
+  presenter->present(url, WindowHandle::terminal(), [] {})->cancel();
+  EXPECT_TRUE(browser->page->cancelled);
 }
 
 TEST(TerminalPresenter, DismissalReachesTheSignInOnce) {
   Screen screen;
   int dismissed = 0;
-  const auto presenter = screen.presenter(false);
+  const auto presenter = screen.presenter();
   const auto page = presenter->present(url, WindowHandle::terminal(), [&dismissed] { ++dismissed; });
   presenter->dismiss();
   presenter->dismiss();
@@ -66,7 +91,7 @@ TEST(TerminalPresenter, DismissalReachesTheSignInOnce) {
 TEST(TerminalPresenter, DismissalBeforeThePageIsUpStillCounts) {
   Screen screen;
   int dismissed = 0;
-  const auto presenter = screen.presenter(false);
+  const auto presenter = screen.presenter();
   presenter->dismiss();
   const auto page = presenter->present(url, WindowHandle::terminal(), [&dismissed] { ++dismissed; });
   EXPECT_EQ(dismissed, 1);
@@ -75,7 +100,7 @@ TEST(TerminalPresenter, DismissalBeforeThePageIsUpStillCounts) {
 TEST(TerminalPresenter, SignInThatIsOverIsNoLongerDismissed) {
   Screen screen;
   int dismissed = 0;
-  const auto presenter = screen.presenter(false);
+  const auto presenter = screen.presenter();
   const auto page = presenter->present(url, WindowHandle::terminal(), [&dismissed] { ++dismissed; });
   page->cancel();
   presenter->dismiss();

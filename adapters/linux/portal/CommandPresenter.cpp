@@ -1,5 +1,6 @@
-#include "XdgOpenPresenter.hpp"
+#include "CommandPresenter.hpp"
 
+#include "Presentation.hpp"
 #include "SignalsBlocked.hpp"
 
 #include <fcntl.h>
@@ -9,9 +10,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <optional>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -61,11 +62,27 @@ class SpawnAttributes {
   posix_spawnattr_t attributes_{};
 };
 
-std::optional<pid_t> spawn(std::string program, std::string argument) {
-  char* arguments[] = {program.data(), argument.data(), nullptr};
+// What the launcher gave the host, or the host its window, so that the browser may come to the front.
+constexpr const char* activationVariable = "XDG_ACTIVATION_TOKEN=";
+
+std::vector<char*> environmentWith(std::string& activation) {
+  std::vector<char*> variables;
+  const std::string_view name = activationVariable;
+  for (char** variable = environ; *variable; ++variable)
+    if (activation.empty() || !std::string_view(*variable).starts_with(name)) variables.push_back(*variable);
+  if (!activation.empty()) variables.push_back(activation.data());
+  variables.push_back(nullptr);
+  return variables;
+}
+
+std::optional<pid_t> spawn(std::vector<std::string> command, const std::string& activationToken) {
+  std::vector<char*> arguments;
+  for (auto& word : command) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  std::string activation = activationToken.empty() ? "" : activationVariable + activationToken;
   pid_t child = 0;
-  if (posix_spawnp(&child, program.c_str(), SpawnActions().get(), SpawnAttributes().get(), arguments,
-                   environ) != 0)
+  if (posix_spawnp(&child, arguments.front(), SpawnActions().get(), SpawnAttributes().get(), arguments.data(),
+                   environmentWith(activation).data()) != 0)
     return std::nullopt;
   return child;
 }
@@ -79,42 +96,29 @@ bool hasFailed(pid_t child) {
   return reaped == child && !(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }
 
-class Presentation final : public Cancellable {
- public:
-  Presentation(XdgOpenPresenter::ShowURL showURL, std::string url)
-      : showURL_(std::move(showURL)), url_(std::move(url)) {}
-  void cancel() noexcept override { isOver_ = true; }
-  void fail() const {
-    if (!isOver_) showURL_(url_);
-  }
-
- private:
-  const XdgOpenPresenter::ShowURL showURL_;
-  const std::string url_;
-  std::atomic<bool> isOver_{false};
-};
-
 }  // namespace
 
-XdgOpenPresenter::XdgOpenPresenter(ShowURL showURL, std::string opener)
-    : showURL_(std::move(showURL)), opener_(std::move(opener)) {}
+CommandPresenter::CommandPresenter(std::shared_ptr<Presenter> next, std::vector<std::string> command)
+    : next_(std::move(next)), command_(std::move(command)) {}
 
-std::shared_ptr<Cancellable> XdgOpenPresenter::present(const std::string& url, const WindowHandle&,
-                                                       UniqueFunction<void()>) {
-  auto presentation = std::make_shared<Presentation>(showURL_, url);
-  const auto child = spawn(opener_, url);
+std::shared_ptr<Cancellable> CommandPresenter::present(const std::string& url, const WindowHandle& window,
+                                                       UniqueFunction<void()> dismissed) {
+  auto presentation = std::make_shared<Presentation>(url, window, std::move(dismissed), next_);
+  auto command = command_;
+  command.push_back(url);
+  const auto child = spawn(std::move(command), window.activationToken());
   if (!child) {
-    presentation->fail();
+    presentation->passOn();
     return presentation;
   }
   try {
     const SignalsBlocked signals;
-    std::thread([presentation, opener = *child] {
+    std::thread([presentation, program = *child] {
       pthread_setname_np(pthread_self(), "corvane-browser");
-      if (hasFailed(opener)) presentation->fail();
+      if (hasFailed(program)) presentation->passOn();
     }).detach();
   } catch (const std::system_error&) {
-    presentation->fail();  // without a thread nobody will know, so the URL is shown in any case
+    presentation->passOn();  // without a thread nobody will know, so the page is presented in any case
   }
   return presentation;
 }
