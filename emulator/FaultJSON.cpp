@@ -71,6 +71,7 @@ const std::map<std::string, Setter>& setters() {
       {"resetAfter", to(&Fault::resetAfter)},
       {"closeAfterBody", to(&Fault::closeAfterBody)},
       {"lengthDelta", to(&Fault::lengthDelta)},
+      {"uncompressed", to(&Fault::uncompressed)},
       {"corruptGzip", to(&Fault::corruptGzip)},
       {"endlessHeaders", to(&Fault::endlessHeaders)},
       {"interim", to(&Fault::interim)},

@@ -96,6 +96,7 @@ std::string Fault::description() const {
   if (resetAfter) say("reset after " + std::to_string(*resetAfter) + " bytes");
   if (closeAfterBody) say("closed after " + std::to_string(*closeAfterBody) + " bytes of the body");
   if (lengthDelta != 0) say("wrong length");
+  if (uncompressed) say("uncompressed");
   if (corruptGzip) say("corrupt gzip");
   if (endlessHeaders) say("endless headers");
   if (!interim.empty()) say("interim answers");

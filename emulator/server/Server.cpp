@@ -32,11 +32,12 @@ class Server::Implementation {
     if (error) {
       throw std::runtime_error("cannot listen on port " + std::to_string(port) + ": " + error.message());
     }
+    port_ = acceptor_.local_endpoint().port();
   }
 
   ~Implementation() { stop(); }
 
-  std::uint16_t port() const { return acceptor_.local_endpoint().port(); }
+  std::uint16_t port() const { return port_; }
 
   void start() {
     accept();
@@ -89,6 +90,7 @@ class Server::Implementation {
   asio::ssl::context tls_{asio::ssl::context::tls_server};
   asio::io_context ioContext_{1};
   tcp::acceptor acceptor_{ioContext_};
+  std::uint16_t port_ = 0;  // known after `stop` too
   std::vector<std::weak_ptr<Connection>> connections_;
   std::uint64_t number_ = 0;
   std::thread thread_;

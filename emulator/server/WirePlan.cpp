@@ -71,7 +71,7 @@ std::string hexadecimal(std::size_t value) {
 }
 
 void compress(Response& response, const WireRequest& request, const Fault& fault) {
-  const bool wanted = request.gzip && response.body->size() >= smallestToCompress;
+  const bool wanted = request.gzip && !fault.uncompressed && response.body->size() >= smallestToCompress;
   if (!response.gzipped && (wanted || fault.corruptGzip)) {
     response.body = std::make_shared<const std::string>(gzipped(*response.body));
     response.gzipped = true;
@@ -133,7 +133,7 @@ class Planner {
     }
     if (fault_.endlessHeaders) {
       writeEndlessHeaders(response.status);
-    } else if (fault_.hugeBody && !request_.gzip) {
+    } else if (fault_.hugeBody && (!request_.gzip || fault_.uncompressed)) {
       writeHugeBody(response);
     } else {
       writeAnswer(std::move(response));

@@ -42,6 +42,7 @@ struct Fault {
   std::optional<std::size_t> resetAfter = {};      ///< RST after this many bytes, headers included
   std::optional<std::size_t> closeAfterBody = {};  ///< FIN after this many bytes of the body
   std::int64_t lengthDelta = 0;                    ///< added to Content-Length; the connection then closes
+  bool uncompressed = false;                       ///< plain, although gzip was asked for
   bool corruptGzip = false;                        ///< gzip, damaged in the middle
   bool endlessHeaders = false;                     ///< header lines until the client gives up
   std::vector<int> interim = {};                   ///< 1xx answers before the real one

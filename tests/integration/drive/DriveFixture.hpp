@@ -44,6 +44,11 @@ class EmulatedSession final : public AuthSession {
     return {};
   }
 
+  std::string token() const {
+    const std::lock_guard lock(mutex_);
+    return std::string(token_.reveal());
+  }
+
   int refreshes() const {
     const std::lock_guard lock(mutex_);
     return refreshes_;
