@@ -17,7 +17,7 @@ struct TransferFailure {
   long proxyStatus = 0;     // of the answer to CONNECT
   bool connected = false;   // TLS included
   bool inHeaders = false;   // connected, and no byte of a body yet
-  bool hasNetwork = true;   // an interface other than loopback is up
+  bool hasNetwork = true;   // the system knows a way to the internet
 };
 
 /// Puts a transport failure into NSURLErrorDomain.

@@ -252,7 +252,7 @@ NSError CurlTransfer::failure(CURLcode code) const {
   failure.systemError = systemError ? static_cast<int>(systemError) : socketError_;
   failure.connected = connectedAfter > 0;
   failure.inHeaders = failure.connected && !inBody_;
-  failure.hasNetwork = code != CURLE_COULDNT_RESOLVE_HOST || hasNetworkInterface();
+  failure.hasNetwork = code != CURLE_COULDNT_RESOLVE_HOST || hasWayToInternet();
   return transferError(failure);
 }
 

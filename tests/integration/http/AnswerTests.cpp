@@ -82,6 +82,15 @@ TEST(Answer, InterimAnswersLeaveNothingBehind) {
   EXPECT_THAT(answer.value().headers, ElementsAre(Pair("content-length", "2")));
 }
 
+TEST(Answer, ChangeOfProtocolThatNobodyAskedForIsNoSuccess) {
+  const ScriptedServer server(
+      answerAndClose("HTTP/1.1 101 Switching Protocols\r\nUpgrade: odd\r\n\r\n" + httpAnswer("{}")));
+  HTTPFixture http;
+  const auto answer = http.get(server.url());
+  ASSERT_TRUE(answer.isSuccess());
+  EXPECT_EQ(answer.value().status, 101);
+}
+
 TEST(Answer, BytesBeyondTheAnnouncedLengthAreNotPartOfIt) {
   const ScriptedServer server(
       alwaysAnswer(httpAnswer("ok") + "HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nevil"));

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <utility>
+
 namespace corvane::test {
 namespace {
 
@@ -74,6 +77,29 @@ TEST_F(TLSFixture, OldProtocolIsRefused) {
 TEST_F(TLSFixture, OldestAcceptedProtocolIsAccepted) {
   const auto server = serverWith(makeServerIdentity(authority, "localhost"), TLS1_2_VERSION);
   EXPECT_THAT(getFrom(server), IsAnswer(200, "ok"));
+}
+
+TEST_F(TLSFixture, NothingIsSentToAServerThatIsNotTrusted) {
+  const Identity stranger = makeAuthority("Unknown authority");
+  const auto isAsked = [&](Identity identity, int onlyVersion = 0) {
+    std::atomic<bool> asked{false};
+    const ScriptedServer server({std::move(identity), onlyVersion}, [&](ScriptedConnection& connection) {
+      if (connection.open() && !connection.readRequest().empty()) asked = true;
+    });
+    const auto answer = getFrom(server);
+    EXPECT_FALSE(answer.isSuccess());
+    const NSError error = answer.error();
+    for (const auto& [key, value] : error.userInfo())
+      EXPECT_THAT(value.description(), testing::Not(HasSubstr("s3cret"))) << key;
+    server.waitUntilAlone();
+    return asked.load();
+  };
+  EXPECT_TRUE(isAsked(makeServerIdentity(authority, "localhost")));
+  EXPECT_FALSE(isAsked(makeServerIdentity(authority, "localhost", Validity::past)));
+  EXPECT_FALSE(isAsked(makeServerIdentity(authority, "drive.example.com")));
+  EXPECT_FALSE(isAsked(makeServerIdentity(stranger, "localhost")));
+  EXPECT_FALSE(isAsked(makeSelfSigned("localhost")));
+  EXPECT_FALSE(isAsked(makeServerIdentity(authority, "localhost"), TLS1_1_VERSION));
 }
 
 TEST_F(TLSFixture, ServerThatDoesNotSpeakTLSFailsTheHandshake) {
