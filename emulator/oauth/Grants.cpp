@@ -19,6 +19,7 @@ OAuthError invalidGrant(std::string description) {
 std::string Grants::issueCode(Consented consented) {
   const std::lock_guard lock(mutex_);
   auto code = "4/0A" + randomText(48);
+  secrets_.push_back(code);
   codes_.emplace(code, Code{.consented = std::move(consented), .expires = clock_() + codeLifetime});
   return code;
 }
@@ -26,6 +27,7 @@ std::string Grants::issueCode(Consented consented) {
 IssuedTokens Grants::exchange(const std::string& text, std::string_view redirectURI,
                               std::string_view verifier) {
   const std::lock_guard lock(mutex_);
+  if (!verifier.empty()) secrets_.emplace_back(verifier);
   const auto found = codes_.find(text);
   if (found == codes_.end()) throw invalidGrant("Malformed auth code.");
   auto& code = found->second;
@@ -72,6 +74,8 @@ IssuedTokens Grants::issue(const std::shared_ptr<Grant>& grant, bool withRefresh
                       .refreshToken = withRefreshToken ? "1//0" + randomText(72) : "",
                       .nonce = grant->nonce,
                       .expires = now + lifetime_};
+  secrets_.push_back(tokens.accessToken);
+  if (withRefreshToken) secrets_.push_back(tokens.refreshToken);
   accessTokens_.emplace(tokens.accessToken, AccessToken{grant, tokens.expires});
   if (withRefreshToken) refreshTokens_.emplace(tokens.refreshToken, grant);
   return tokens;
@@ -107,6 +111,11 @@ void Grants::revokeAll() {
   const std::lock_guard lock(mutex_);
   for (auto& [token, grant] : refreshTokens_) grant->alive = false;
   for (auto& [token, access] : accessTokens_) access.grant->alive = false;
+}
+
+std::vector<std::string> Grants::secrets() const {
+  const std::lock_guard lock(mutex_);
+  return secrets_;
 }
 
 }  // namespace corvane::emulator

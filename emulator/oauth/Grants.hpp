@@ -66,6 +66,9 @@ class Grants {
   void expireAccessTokens();
   void revokeAll();
 
+  /// All that was given out, and all verifiers shown.
+  std::vector<std::string> secrets() const;
+
  private:
   struct Grant {
     std::string email;
@@ -90,6 +93,7 @@ class Grants {
   std::chrono::seconds lifetime_;
   bool rotates_;
   mutable std::mutex mutex_;
+  std::vector<std::string> secrets_;
   std::map<std::string, Code, std::less<>> codes_;
   std::map<std::string, AccessToken, std::less<>> accessTokens_;
   std::map<std::string, std::shared_ptr<Grant>, std::less<>> refreshTokens_;

@@ -108,20 +108,17 @@ Response OAuthService::authorize(const Request& request) {
 }
 
 Response OAuthService::decide(const Request& request) {
-  const auto form = formOf(request, {"request", "account", "decision"});
+  const auto form = formOf(request, {"request", "account", "drive", "decision"});
   const auto found = waiting_.find(required(form, "request"));
   if (found == waiting_.end()) refuse("invalid_request", "This page has been answered already.");
   const auto* user = userNamed(required(form, "account"));
   if (user == nullptr) refuse("invalid_request", "There is no such account.");
   const auto decision = required(form, "decision");
-  if (decision != "allow" && decision != "allow-partial" && decision != "deny") {
-    refuse("invalid_request", "Invalid value for decision");
-  }
+  if (decision != "allow" && decision != "deny") refuse("invalid_request", "Invalid value for decision");
   const auto asked = std::move(found->second);
   waiting_.erase(found);
-  const auto consent = decision == "allow"           ? Consent::Allow
-                       : decision == "allow-partial" ? Consent::Partial
-                                                     : Consent::Deny;
+  const bool drive = form.get("drive") == "granted";  // a box that is not ticked is not sent
+  const auto consent = decision == "deny" ? Consent::Deny : drive ? Consent::Allow : Consent::Partial;
   return redirect(asked, *user, consent);
 }
 

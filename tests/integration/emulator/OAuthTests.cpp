@@ -397,11 +397,11 @@ class EmulatedConsentPage : public EmulatedOAuth {
   }
 };
 
-TEST_F(EmulatedConsentPage, ListsAccountsAndThreeDecisions) {
+TEST_F(EmulatedConsentPage, ListsAccountsTheDriveBoxAndTwoDecisions) {
   const auto answer = authorize(with(authorization(), "login_hint", bob));
   EXPECT_EQ(answer.status, 200);
   for (const auto* part :
-       {"id=\"allow\"", "id=\"allow-partial\"", "id=\"deny\"", "name=\"account\"", "<label for="}) {
+       {"id=\"allow\"", "id=\"drive\"", "id=\"deny\"", "name=\"account\"", "<label for="}) {
     EXPECT_THAT(answer.body, HasSubstr(part));
   }
   EXPECT_THAT(answer.body, HasSubstr("value=\"" + bob + "\" required checked"));
@@ -410,7 +410,7 @@ TEST_F(EmulatedConsentPage, ListsAccountsAndThreeDecisions) {
 
 TEST_F(EmulatedConsentPage, RedirectsAsDecidedOnce) {
   const auto id = requestID(authorize(authorization()).body);
-  const Fields form = {{"request", id}, {"account", bob}, {"decision", "allow"}};
+  const Fields form = {{"request", id}, {"account", bob}, {"drive", "granted"}, {"decision", "allow"}};
   const auto answer = post("/o/oauth2/v2/auth", form);
   EXPECT_EQ(answer.status, 302);
   const auto issued = tokens(exchange(parametersOf(answer.header("Location")).at("code")));
@@ -424,7 +424,7 @@ TEST_F(EmulatedConsentPage, GivesTheOtherDecisionsTheirMeaning) {
     return post("/o/oauth2/v2/auth", {{"request", id}, {"account", ada}, {"decision", decision}});
   };
   EXPECT_THAT(decide("deny").header("Location"), HasSubstr("error=access_denied"));
-  EXPECT_THAT(decide("allow-partial").header("Location"), Not(HasSubstr("drive")));
+  EXPECT_THAT(decide("allow").header("Location"), Not(HasSubstr("drive")));
   EXPECT_EQ(decide("perhaps").status, 400);
 }
 
