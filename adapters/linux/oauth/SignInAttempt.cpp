@@ -38,8 +38,9 @@ NSError dismissedError() {
                   {std::string(NSLocalizedDescriptionKey), "The sign-in was dismissed."}});
 }
 
-SignInPage pageFor(const NSError& error) {
-  return error.domain() == signInServiceErrorDomain ? SignInPage::accessMissing : SignInPage::failed;
+SignInPage pageFor(const std::optional<NSError>& error) {
+  return error && error->domain() == signInServiceErrorDomain ? SignInPage::accessMissing
+                                                              : SignInPage::failed;
 }
 
 }  // namespace
@@ -114,11 +115,13 @@ void SignInAttempt::exchange(const Secret& code) {
                                }));
 }
 
-// Only now is the browser told: a success page must not be shown before the answer has been checked.
+// Only now is the browser told: a success page must not be shown before the answer has been checked, nor for a
+// session that no account can be made of.
 void SignInAttempt::exchanged(Result<TokenResponse, NSError> result) {
   auto outcome = judge(std::move(result));
   if (!moveOn(Phase::exchanging, Phase::over)) return;
-  auto reply = outcome.session ? redirectReply(successURL_) : pageReply(pageFor(*outcome.error));
+  const bool isUsable = outcome.session && outcome.session->userEmail();
+  auto reply = isUsable ? redirectReply(successURL_) : pageReply(pageFor(outcome.error));
   conclude(std::move(reply), std::move(outcome));
 }
 

@@ -1,9 +1,9 @@
+#include "PlainBrowser.hpp"
 #include "asio/AsioQueues.hpp"
 #include "curl/CurlNetwork.hpp"
 #include "oauth/BrowserSignInService.hpp"
 #include "oauth/FormEncoding.hpp"
 #include "oauth/JSONSessionArchive.hpp"
-#include "unit/adapters/oauth/RawClient.hpp"
 
 #include <Corvane/AnyError.hpp>
 #include <CorvaneEmulator/Emulator.hpp>
@@ -26,35 +26,6 @@ using emulator::Fault;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
-
-/// The path and query of a URL, and its host.
-std::pair<std::string, std::string> split(const std::string& url) {
-  const auto start = url.find("://") + 3;
-  const auto slash = url.find('/', start);
-  return {url.substr(start, slash - start), url.substr(slash)};
-}
-
-std::string locationOf(const std::string& answer) {
-  const std::string name = "Location: ";
-  const auto start = answer.find(name);
-  if (start == std::string::npos) return {};
-  return answer.substr(start + name.size(), answer.find("\r\n", start) - start - name.size());
-}
-
-std::string get(const std::string& url) {
-  const auto [host, target] = split(url);
-  return roundTrip(host, "GET " + target + " HTTP/1.1\r\nHost: " + host + "\r\nConnection: close\r\n\r\n");
-}
-
-/// Takes the page's URL down; the test is the browser.
-struct NotingPresenter final : Presenter {
-  std::shared_ptr<Cancellable> present(const std::string& url, const WindowHandle&,
-                                       UniqueFunction<void()>) override {
-    lastURL = url;
-    return nullptr;
-  }
-  std::string lastURL;
-};
 
 struct EmulatedSignIn : ::testing::Test {
   struct Outcome {
@@ -91,7 +62,7 @@ struct EmulatedSignIn : ::testing::Test {
   }
 
   /// What the browser sees at the end.
-  std::string browse() { return get(locationOf(get(presenter->lastURL))); }
+  std::string browse() { return getPage(presenter->callback()); }
 
   Outcome signIn(std::string loginHint = {}) {
     std::promise<Outcome> promise;
@@ -155,16 +126,16 @@ TEST_F(EmulatedSignIn, ACodeOfAnotherSignInIsStoppedByItsVerifier) {
   std::promise<Outcome> attackers;
   std::promise<Outcome> victims;
   const auto attack = start(attackers, "bob@example.com");
-  const auto stolen = locationOf(get(presenter->lastURL));
+  const auto stolen = presenter->callback();
   const auto victim = start(victims);
-  const auto real = locationOf(get(presenter->lastURL));
+  const auto real = presenter->callback();
   const auto codeOf = [](const std::string& url) {
     const auto begin = url.find("code=") + 5;
     return url.substr(begin, url.find('&', begin) - begin);
   };
   auto forged = real;
   forged.replace(forged.find(codeOf(real)), codeOf(real).size(), codeOf(stolen));
-  EXPECT_THAT(get(forged), StartsWith("HTTP/1.1 502 "));
+  EXPECT_THAT(getPage(forged), StartsWith("HTTP/1.1 502 "));
   const auto outcome = victims.get_future().get();
   EXPECT_FALSE(outcome.session);
   EXPECT_EQ(outcome.error->domain(), "org.openid.appauth.oauth_token");
@@ -201,8 +172,8 @@ TEST_F(EmulatedSignIn, CancelledDuringTheExchangeItEndsAtOnce) {
   std::promise<Outcome> promise;
   auto service = start(promise);
   google.faults().add("token", Fault::held(std::make_shared<emulator::Gate>()));
-  const auto callback = locationOf(get(presenter->lastURL));
-  const auto [host, target] = split(callback);
+  const auto callback = presenter->callback();
+  const auto [host, target] = splitURL(callback);
   const RawClient browser(host);
   browser.send(getRequest(host, target));
   ASSERT_TRUE(google.journal().waitForCount(2));

@@ -286,14 +286,39 @@ TEST_F(BrowserSignInServiceTest, NoRefreshTokenIsAnErrorThatSaysWhatToDo) {
   EXPECT_THAT(error.localizedDescription(), HasSubstr("Remove this program's access"));
 }
 
-TEST_F(BrowserSignInServiceTest, ASessionWithoutAnAddressIsHandedOver) {
+TEST_F(BrowserSignInServiceTest, ASessionWithoutAnAddressIsHandedOverAndTheBrowserIsNotToldOfSuccess) {
   signIn.start();
   auto claims = goodClaims(signIn.parameter("nonce"), signIn.clock.wall());
   claims.erase("email");
-  signIn.comeBack(200, goodTokens(idToken(claims)).dump());
+  EXPECT_THAT(signIn.comeBack(200, goodTokens(idToken(claims)).dump()), StartsWith("HTTP/1.1 502 "));
   const auto outcome = signIn.outcome();
   ASSERT_TRUE(outcome.session);
   EXPECT_EQ(outcome.session->userEmail(), std::nullopt);
+}
+
+TEST_F(BrowserSignInServiceTest, AClockThatIsFarAheadRefusesTheIDTokenAndSaysToCheckIt) {
+  signIn.start();
+  const auto tokens = signIn.tokens();
+  signIn.clock.setWallBy(std::chrono::hours{2});
+  const auto error = errorAfter(tokens);
+  EXPECT_EQ(error.code(), -15);
+  EXPECT_THAT(error.localizedDescription(), HasSubstr("check the clock of this computer"));
+}
+
+TEST_F(BrowserSignInServiceTest, AClockThatIsSetBackDuringTheSignInIsNoMatter) {
+  signIn.start();
+  const auto tokens = signIn.tokens();
+  signIn.clock.setWallBy(std::chrono::hours{-100'000});
+  signIn.comeBack(200, tokens.dump());
+  const auto outcome = signIn.outcome();
+  ASSERT_TRUE(outcome.session);
+  signIn.clock.advance(std::chrono::seconds{3500});
+  const auto good = outcome.session->accessToken({}, [](auto token) { EXPECT_TRUE(token); });
+  EXPECT_EQ(signIn.http->sent(), 1u)
+      << "the token lasts as long as the server said, by a clock that nobody sets";
+  signIn.clock.advance(std::chrono::seconds{100});
+  const auto late = outcome.session->accessToken({}, [](auto) {});
+  signIn.http->next();
 }
 
 TEST_F(BrowserSignInServiceTest, ABrowserThatHasGoneDuringTheExchangeIsNoMatter) {
@@ -421,6 +446,14 @@ TEST_F(BrowserSignInServiceTest, ASecondRunCancelsTheFirst) {
   EXPECT_TRUE(signIn.handlerLife.expired());
   EXPECT_FALSE(RawClient(firstHost).isConnected());
   EXPECT_TRUE(RawClient(signIn.host()).isConnected());
+}
+
+TEST_F(BrowserSignInServiceTest, ASignInWorksByWayOfIPv6) {
+  signIn.limits.addresses = {"192.0.2.1", "::1"};  // the first is for documentation only (RFC 5737)
+  signIn.start();
+  if (signIn.presenter->lastURL.empty()) GTEST_SKIP() << "this machine has no IPv6 loopback";
+  EXPECT_THAT(signIn.parameter("redirect_uri"), StartsWith("http://[::1]:"));
+  expectItStillSucceeds();
 }
 
 TEST_F(BrowserSignInServiceTest, WithoutALoopbackPortTheHandlerIsToldAndNoPageIsOpened) {

@@ -6,12 +6,18 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <net/if.h>
 #include <pthread.h>
+#include <sched.h>
+#include <sys/ioctl.h>
 
 #include <csignal>
+#include <cstring>
+#include <deque>
 #include <future>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace corvane::test {
@@ -142,6 +148,37 @@ TEST(LoopbackListener, AFloodOfSilentConnectionsLosesTheOldestAndTheRealOneGetsT
   EXPECT_THAT(flood.front().receiveAll(), IsEmpty());
 }
 
+/// Opens connections as fast as it can, half of them silent and half with the beginning of a request, until it ends.
+class Flood {
+ public:
+  explicit Flood(const std::string& host)
+      : thread_([this, host](std::stop_token stop) { run(host, stop); }) {}
+  void waitUntilUnderWay() { underWay_.get_future().wait(); }
+
+ private:
+  void run(const std::string& host, std::stop_token stop) {
+    std::deque<RawClient> open;
+    for (int count = 0; !stop.stop_requested(); ++count) {
+      open.emplace_back(host);
+      if (count % 2 == 0) open.back().send("GET /");
+      if (open.size() > 300) open.pop_front();
+      if (count == 300) underWay_.set_value();
+    }
+  }
+
+  std::promise<void> underWay_;
+  std::jthread thread_;
+};
+
+TEST(LoopbackListener, AFloodThatNeverEndsDoesNotKeepTheRealRequestOut) {
+  LoopbackListener listener;
+  listener.start(echo);
+  Flood flood(listener.host());
+  flood.waitUntilUnderWay();
+  for (int i = 0; i < 3; ++i)
+    EXPECT_THAT(roundTrip(listener.host(), getRequest(listener.host(), "/")), HasSubstr("hello")) << i;
+}
+
 TEST(LoopbackListener, TheHeldConnectionOutlivesTimeAndFlood) {
   auto limits = impatient();
   limits.connections = 2;
@@ -259,6 +296,39 @@ TEST(LoopbackListener, WithoutAnIPv4LoopbackItTakesTheOther) {
   } catch (const AnyError&) {
     GTEST_SKIP() << "this machine has no IPv6 loopback";
   }
+}
+
+/// Gives this thread, and those that it starts, a network of their own that has no address but ::1.
+bool enterANetworkWithoutIPv4() {
+  if (::unshare(CLONE_NEWNET) != 0) return false;
+  const int control = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  ifreq loopback{};
+  std::strcpy(loopback.ifr_name, "lo");
+  loopback.ifr_flags = IFF_UP;
+  const bool isUp = ::ioctl(control, SIOCSIFFLAGS, &loopback) == 0;
+  sockaddr_in none{};
+  none.sin_family = AF_INET;
+  std::memcpy(&loopback.ifr_addr, &none, sizeof none);
+  const bool isWithout = ::ioctl(control, SIOCSIFADDR, &loopback) == 0;
+  ::close(control);
+  return isUp && isWithout;
+}
+
+TEST(LoopbackListener, OnAMachineWithoutAnIPv4LoopbackItListensOnTheOther) {
+  bool isPermitted = false;
+  std::string host;
+  std::string answer;
+  std::thread([&] {
+    isPermitted = enterANetworkWithoutIPv4();
+    if (!isPermitted) return;
+    LoopbackListener listener;
+    host = listener.host();
+    listener.start(echo);
+    answer = roundTrip(host, getRequest(host, "/"));
+  }).join();
+  if (!isPermitted) GTEST_SKIP() << "no right to make a network here";
+  EXPECT_THAT(host, ::testing::MatchesRegex("\\[::1\\]:[0-9]+"));
+  EXPECT_THAT(answer, HasSubstr("hello"));
 }
 
 TEST(LoopbackListener, WithoutAnyLoopbackItSaysSo) {

@@ -213,6 +213,44 @@ TEST_F(OAuthSessionTest, AWallClockThatIsSetChangesNothingOnceTheSessionIsThere)
   EXPECT_EQ(http->sent(), 1u);
 }
 
+TEST_F(OAuthSessionTest, AWallClockThatJumpsWhileATokenIsAliveNeitherKillsNorKeepsIt) {
+  for (const auto jump : {hours{-200'000}, hours{-2}, hours{2}, hours{200'000}}) {
+    session = make(seconds{3600});
+    answers.clear();
+    const auto sentBefore = http->sent();
+    clock.setWallBy(jump);
+    clock.advance(seconds{3540});
+    const auto alive = ask("alive");
+    EXPECT_EQ(http->sent(), sentBefore);
+    clock.setWallBy(-jump);
+    clock.advance(seconds{1});
+    const auto late = ask("late");
+    EXPECT_EQ(http->sent(), sentBefore + 1);
+    http->next()->answer(200, tokens("token-2", 100));
+    clock.setWallBy(jump);
+    clock.advance(seconds{40});
+    const auto next = ask("next");
+    clock.advance(seconds{1});
+    const auto last = ask("last");
+    http->next()->answer(200, tokens("token-3"));
+    EXPECT_THAT(answers, ElementsAre("alive: token-1", "late: token-2", "next: token-2", "last: token-3"));
+  }
+}
+
+// A session from the keychain can only be judged by the wall clock; then the server's 401 puts it right.
+TEST_F(OAuthSessionTest, AStoredTokenThatAClockSetBackMakesLookGoodIsRefreshedOnceTheServerRejectsIt) {
+  clock.advance(hours{5});
+  const auto storedFor = hours{-5} + hours{1};
+  clock.setWallBy(hours{-5});
+  session = make(storedFor + hours{5});
+  const auto first = ask("first");
+  const auto again = ask("again", Secret("token-1"));
+  http->next()->answer(200, tokens("token-2"));
+  const auto next = ask("next");
+  EXPECT_THAT(answers, ElementsAre("first: token-1", "again: token-2", "next: token-2"));
+  EXPECT_EQ(http->sent(), 1u);
+}
+
 TEST_F(OAuthSessionTest, AnExpiryFarInTheFutureIsNotBelievedForMoreThanADay) {
   session = make(hours{1'000'000});
   clock.advance(hours{24});
