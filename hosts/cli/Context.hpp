@@ -1,12 +1,14 @@
 #pragma once
 
 #include "Interrupt.hpp"
+#include "ObservedKeychain.hpp"
 #include "Options.hpp"
 #include "TerminalPresenter.hpp"
 #include "present/Output.hpp"
 #include "present/Style.hpp"
 
 #include <Corvane/CorvaneFactoryType.hpp>
+#include <CorvanePlatform/Platform.hpp>
 
 #include <string_view>
 
@@ -18,6 +20,8 @@ struct Failure;
 struct Context {
   const GlobalOptions& options;
   CorvaneFactoryType& factory;
+  const Platform& platform;
+  const ObservedKeychain& keychain;
   TerminalPresenter& presenter;
   Interrupt& interrupt;
   Output& out;

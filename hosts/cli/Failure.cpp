@@ -1,5 +1,7 @@
 #include "Failure.hpp"
 
+#include "KeychainWords.hpp"
+
 #include <Corvane/GoogleAccountsStoreError.hpp>
 #include <Corvane/GoogleDriveAPIError.hpp>
 #include <Corvane/GoogleDriveAuthorizationProviderError.hpp>
@@ -21,16 +23,15 @@ AnyError unwrapped(const AnyError& error) {
 }
 
 /// Errors without a text of their own would only show their domain and number.
-std::string reason(const AnyError& error) {
+std::string reason(const AnyError& error, KeychainBackend keychain) {
   if (const auto api = error.as<GoogleDriveAPIError>())
     return "Google's answer lacks something that is needed (" +
            std::string(*api == GoogleDriveAPIError::convertAbout
                            ? "for example a storage limit or a profile picture"
                            : "the list of files") +
            ").";
-  if (const auto status = keychainStatus(error)) {
-    if (*status == errSecItemNotFound) return "The keychain holds no session for this account.";
-  }
+  if (const auto status = keychainStatus(error))
+    if (auto words = keychainReason(*status, keychain); !words.empty()) return words;
   const NSError view = error.nsError();
   std::string text = view.localizedDescription();
   if (const auto more = view.localizedFailureReason(); more && text.find(*more) == std::string::npos)
@@ -53,9 +54,7 @@ std::string remedyFor(ErrorKind kind) {
     case ErrorKind::notFound:
       return "Compare the ID with those that `corvane ls` shows; the file may belong to another account.";
     case ErrorKind::keychainLocked:
-      return "Unlock the keychain and try again.";
     case ErrorKind::keychainUnavailable:
-      return "Check that the keychain's folder ($XDG_DATA_HOME/corvane) is yours and not readable by others.";
     case ErrorKind::cancelled:
     case ErrorKind::invalidResponse:
     case ErrorKind::other:
@@ -65,14 +64,14 @@ std::string remedyFor(ErrorKind kind) {
 }
 
 /// A sign-in was refused by the user, who can simply grant it the next time.
-std::string remedyForSignIn(const GoogleDriveAuthorizationProviderError& error) {
+std::string remedyForSignIn(const GoogleDriveAuthorizationProviderError& error, KeychainBackend keychain) {
   switch (error.kind()) {
     case GoogleDriveAuthorizationProviderError::Case::accessDenied:
       return "Sign in again and allow the access when Google asks.";
     case GoogleDriveAuthorizationProviderError::Case::missingRequiredScopes:
       return "Sign in again and leave the box for Google Drive ticked.";
     case GoogleDriveAuthorizationProviderError::Case::tokenSaveFailed:
-      return remedyFor(ErrorKind::keychainUnavailable);
+      return keychainRemedy(errSecNotAvailable, keychain);
     default:
       return {};
   }
@@ -106,14 +105,14 @@ Failure Failure::interrupted() {
   return failure;
 }
 
-Failure Failure::of(const AnyError& error, const std::string& doing) {
+Failure Failure::of(const AnyError& error, const std::string& doing, KeychainBackend keychain) {
   const AnyError cause = unwrapped(error);
   const ErrorKind kind = errorKind(error);
   Failure failure;
   failure.exitCode = cli::exitCode(kind);
   failure.kind = kindName(kind);
   failure.headline = "Could not " + doing + ".";
-  failure.why = reason(cause);
+  failure.why = reason(cause, keychain);
   failure.domain = error.domain();
   failure.code = error.code();
   failure.message = error.localizedDescription();
@@ -122,8 +121,10 @@ Failure Failure::of(const AnyError& error, const std::string& doing) {
       suggestion && !suggestion->empty())
     failure.remedy = *suggestion;
   else if (const auto signIn = error.as<GoogleDriveAuthorizationProviderError>())
-    failure.remedy = remedyForSignIn(*signIn);
+    failure.remedy = remedyForSignIn(*signIn, keychain);
   if (failure.remedy.empty()) failure.remedy = remedyFor(kind);
+  if (const auto status = keychainStatus(cause); failure.remedy.empty() && status)
+    failure.remedy = keychainRemedy(*status, keychain);
   return failure;
 }
 

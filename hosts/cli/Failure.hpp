@@ -3,6 +3,7 @@
 #include "ExitCode.hpp"
 
 #include <Corvane/AnyError.hpp>
+#include <CorvaneLinux/KeychainBackend.hpp>
 
 #include <cstdint>
 #include <exception>
@@ -32,7 +33,9 @@ struct Failure : std::exception {
   /// Ctrl-C, for programs that wait for an answer.
   static Failure interrupted();
   /// The module's own error, met while doing something, as in "list the files of ada@example.com".
-  static Failure of(const AnyError& error, const std::string& doing);
+  /// `keychain` is the one in use: what to do about its errors depends on it.
+  static Failure of(const AnyError& error, const std::string& doing,
+                    KeychainBackend keychain = KeychainBackend::secretService);
 };
 
 /// Thrown where the work stopped because the user pressed Ctrl-C.

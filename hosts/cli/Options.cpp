@@ -13,6 +13,7 @@ namespace {
 constexpr const char* examples = R"(Examples:
   corvane --credentials client.json sign-in     sign in through the browser
   corvane accounts                              who is signed in
+  corvane status                                where sessions are kept, and what each may do
   corvane about                                 profile and storage quota
   corvane ls                                    every file, page by page
   corvane --json ls | jq -r .name               the same for programs
@@ -111,6 +112,8 @@ void addCommands(CLI::App& app, Draft& draft) {
 
   command(app, "accounts", "List the accounts that are signed in");
 
+  command(app, "status", "Show where sessions are kept and, for each account, its granted scopes and expiry");
+
   CLI::App* about = command(app, "about", "Show an account's profile and storage quota");
   about->add_option("ACCOUNT", draft.about.account, accountHelp)->type_name("");
 
@@ -145,9 +148,13 @@ Options finished(const CLI::App& app, Draft draft) {
   draft.signIn.openBrowser = !draft.noBrowser;
   draft.signIn.timeout = std::chrono::milliseconds(static_cast<std::int64_t>(draft.timeoutSeconds * 1000));
   const std::map<std::string_view, CommandOptions> byName{
-      {"sign-in", draft.signIn},   {"accounts", AccountsOptions{}},
-      {"about", draft.about},      {"ls", draft.ls},
-      {"trash", draft.trash},      {"rm", draft.rm},
+      {"sign-in", draft.signIn},
+      {"accounts", AccountsOptions{}},
+      {"status", StatusOptions{}},
+      {"about", draft.about},
+      {"ls", draft.ls},
+      {"trash", draft.trash},
+      {"rm", draft.rm},
       {"sign-out", draft.signOut},
   };
   return {draft.global, byName.at(app.get_subcommands().front()->get_name())};

@@ -30,6 +30,7 @@ struct SignInOptions {
   std::string account;
 };
 struct AccountsOptions {};
+struct StatusOptions {};
 struct AboutOptions {
   std::string account;  // empty: the only one signed in; likewise below
 };
@@ -51,8 +52,8 @@ struct SignOutOptions {
   std::string account;
 };
 
-using CommandOptions = std::variant<SignInOptions, AccountsOptions, AboutOptions, LsOptions, TrashOptions,
-                                    RmOptions, SignOutOptions>;
+using CommandOptions = std::variant<SignInOptions, AccountsOptions, StatusOptions, AboutOptions, LsOptions,
+                                    TrashOptions, RmOptions, SignOutOptions>;
 
 struct Options {
   GlobalOptions global;

@@ -17,7 +17,7 @@ std::vector<GoogleDriveAccountModel> storedAccounts(const Context& context) {
   } catch (const AnyError& error) {
     const auto typed = error.as<GoogleAccountsStoreError>();
     if (typed && typed->kind() == GoogleAccountsStoreError::Case::keysNotFound) return {};
-    throw Failure::of(error, "read the accounts that are signed in");
+    throw Failure::of(error, "read the accounts that are signed in", context.options.keychain);
   }
 }
 

@@ -1,6 +1,7 @@
 #include "Context.hpp"
 #include "CredentialsFile.hpp"
 #include "Failure.hpp"
+#include "StoredSession.hpp"
 #include "commands/Commands.hpp"
 #include "present/ErrorReport.hpp"
 #include "present/Terminal.hpp"
@@ -21,9 +22,6 @@
 
 namespace corvane::cli {
 namespace {
-
-constexpr const char* keychainService = "corvane";
-constexpr const char* keychainAccessGroup = "";
 
 /// Only sign-in needs the OAuth client: sessions carry it along.
 std::optional<Data> credentials(const Options& options) {
@@ -67,12 +65,17 @@ Platform makePlatform(const Options& options, std::shared_ptr<TerminalPresenter>
 
 ExitCode runCommand(const Options& options, Interrupt& interrupt, Output& out) {
   const auto presenter = makePresenter(options);
+  Platform platform = makePlatform(options, presenter);
+  const auto keychain = std::make_shared<ObservedKeychain>(platform.keychain);
+  platform.keychain = keychain;
   CorvaneFactory factory(
       credentials(options), keychainService, keychainAccessGroup,
-      [] { return std::optional(WindowHandle::terminal()); }, makePlatform(options, presenter));
+      [] { return std::optional(WindowHandle::terminal()); }, platform);
   const ColorChoice color = options.global.color;
   const Context context{options.global,
                         factory,
+                        platform,
+                        *keychain,
                         *presenter,
                         interrupt,
                         out,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Corvane/AnyCancellable.hpp>
+#include <Corvane/Date.hpp>
 #include <Corvane/NSError.hpp>
 #include <Corvane/Result.hpp>
 #include <Corvane/Secret.hpp>
@@ -9,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace corvane {
 
@@ -25,6 +27,12 @@ class AuthSession {
 
   /// The signed-in user's e-mail address, or nothing when the sign-in did not tell it.
   virtual std::optional<std::string> userEmail() const = 0;
+
+  /// The scopes that the user granted, as Google named them; empty when that is not known.
+  virtual std::vector<std::string> grantedScopes() const { return {}; }
+
+  /// When the access token at hand runs out, after which the next request refreshes it; nothing when that is not known.
+  virtual std::optional<Date> accessTokenExpiry() const { return std::nullopt; }
 
   /// Asks for a token to sign a request with, refreshing it first when it is about to expire. However many
   /// ask at once, one refresh is made. `rejected` is a token that the server refused: as long as the session

@@ -38,6 +38,15 @@ std::optional<std::string> OAuthSession::userEmail() const {
   return grant_.email;
 }
 
+std::vector<std::string> OAuthSession::grantedScopes() const {
+  const std::lock_guard lock(mutex_);
+  return grant_.scopes;
+}
+
+std::optional<Date> OAuthSession::accessTokenExpiry() const {
+  return grant().accessTokenExpiry;
+}
+
 OAuthGrant OAuthSession::grant() const {
   const auto now = clock_();
   const std::lock_guard lock(mutex_);

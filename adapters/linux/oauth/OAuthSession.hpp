@@ -13,6 +13,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace corvane {
 
@@ -38,6 +39,8 @@ class OAuthSession final : public AuthSession, public std::enable_shared_from_th
   OAuthSession(OAuthGrant grant, std::shared_ptr<HTTPClient> http, std::shared_ptr<Queue> pool, Clock clock);
 
   std::optional<std::string> userEmail() const override;
+  std::vector<std::string> grantedScopes() const override;
+  std::optional<Date> accessTokenExpiry() const override;
   [[nodiscard]] AnyCancellable accessToken(std::optional<Secret> rejected, TokenHandler handler) override;
 
   /// What an archive keeps, as it stands now.

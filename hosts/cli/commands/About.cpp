@@ -14,7 +14,8 @@ About aboutOf(const Context& context, const GoogleDriveAccountModel& account) {
   try {
     return await(api->getAbout(), context.interrupt);
   } catch (const AnyError& error) {
-    throw Failure::of(error, "read the profile and quota of " + account.userEmail());
+    throw Failure::of(error, "read the profile and quota of " + account.userEmail(),
+                      context.options.keychain);
   }
 }
 

@@ -9,6 +9,7 @@ namespace corvane::cli {
 // do its work.
 ExitCode run(const Context& context, const SignInOptions& options);
 ExitCode run(const Context& context, const AccountsOptions& options);
+ExitCode run(const Context& context, const StatusOptions& options);
 ExitCode run(const Context& context, const AboutOptions& options);
 ExitCode run(const Context& context, const LsOptions& options);
 ExitCode run(const Context& context, const TrashOptions& options);

@@ -76,7 +76,8 @@ ExitCode run(const Context& context, const LsOptions& options) {
     }
   } catch (const AnyError& error) {
     progress.clear();
-    Failure failure = Failure::of(error, "list the files of " + account.userEmail());
+    Failure failure =
+        Failure::of(error, "list the files of " + account.userEmail(), context.options.keychain);
     constexpr int badRequest = 400;  // what Drive answers to a token that is too old or was never one
     if (printer.count() == 0 && options.pageToken && error.code() == badRequest)
       failure.remedy = "Begin without --page-token: a page token is good for some hours only.";

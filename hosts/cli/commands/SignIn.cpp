@@ -1,6 +1,7 @@
 #include "Commands.hpp"
 
 #include "../Failure.hpp"
+#include "../KeychainWords.hpp"
 #include "../Pending.hpp"
 #include "../present/Escape.hpp"
 #include "../present/JSONLines.hpp"
@@ -22,6 +23,19 @@ Failure timedOut(std::chrono::milliseconds limit) {
   return failure;
 }
 
+/// A session that could not be saved does not say why; the keychain knows.
+Failure signInFailure(const Context& context, const AnyError& error) {
+  Failure failure = Failure::of(error, "sign in", context.options.keychain);
+  const auto typed = error.as<GoogleDriveAuthorizationProviderError>();
+  const OSStatus status = context.keychain.lastFailure();
+  if (typed && typed->kind() == GoogleDriveAuthorizationProviderError::Case::tokenSaveFailed &&
+      status != errSecSuccess) {
+    failure.why = keychainReason(status, context.options.keychain);
+    failure.remedy = keychainRemedy(status, context.options.keychain);
+  }
+  return failure;
+}
+
 GoogleDriveAccountModel signIn(const Context& context, std::chrono::milliseconds timeout) {
   PendingSignIn pending(context.factory.makeAuthorizationProvider(nullptr)->signIn());
   switch (pending.wait(context.interrupt, std::chrono::steady_clock::now() + timeout)) {
@@ -37,7 +51,7 @@ GoogleDriveAccountModel signIn(const Context& context, std::chrono::milliseconds
   try {
     return pending.take();
   } catch (const AnyError& error) {
-    throw Failure::of(error, "sign in");
+    throw signInFailure(context, error);
   }
 }
 

@@ -13,7 +13,7 @@ ExitCode run(const Context& context, const SignOutOptions& options) {
   try {
     await(context.factory.makeAuthorizationProvider(nullptr)->signOut(account), context.interrupt);
   } catch (const AnyError& error) {
-    throw Failure::of(error, "sign " + account.userEmail() + " out");
+    throw Failure::of(error, "sign " + account.userEmail() + " out", context.options.keychain);
   }
   context.out.line(context.options.json ? jsonObject([&account](KeyedEncodingContainer& object) {
     object.encode(std::string_view(account.userEmail()), CodingKey("userEmail"));

@@ -35,6 +35,31 @@ TEST_F(Accounts, SeveralAccountsMustBeToldApart) {
   EXPECT_EQ(run({"trash", "x", "--account", "eve@example.com"}).exitCode, 4);
 }
 
+using Status = ProgramTest;
+
+TEST_F(Status, TellsTheKeychainEvenWhenNobodyIsSignedIn) {
+  const auto result = run({"status"});
+  EXPECT_EQ(result.exitCode, 4);
+  EXPECT_EQ(result.output, "Sessions are kept in an encrypted file (--keychain file)\n");
+  EXPECT_THAT(result.errors, HasSubstr("No account is signed in."));
+}
+
+TEST_F(Status, TellsWhatEachSessionMayDoAndUntilWhenWithoutItsTokens) {
+  signIn("bob@example.com");
+  signIn("ada@example.com");
+  const auto status = objects(run({"--json", "status"}).output);
+  ASSERT_EQ(status.size(), 3u);
+  EXPECT_EQ(status[0], nlohmann::json({{"keychain", "file"}}));
+  for (const auto& [line, account] :
+       {std::pair(status[1], "ada@example.com"), {status[2], "bob@example.com"}}) {
+    EXPECT_EQ(line.at("userEmail"), account);
+    EXPECT_THAT(line.at("grantedScopes").get<std::vector<std::string>>(),
+                testing::Contains("https://www.googleapis.com/auth/drive"));
+    EXPECT_THAT(line.at("accessTokenExpiry").get<std::string>(), testing::EndsWith("Z"));
+    EXPECT_EQ(line.size(), 3u);
+  }
+}
+
 using About = SignedInProgramTest;
 
 TEST_F(About, DrawsTheQuotaWithNumbers) {

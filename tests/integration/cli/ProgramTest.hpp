@@ -41,7 +41,7 @@ class ProgramTest : public testing::Test {
   std::string credentials() const { return home.path() / "client.json"; }
 
   ProgramSetup setup(std::vector<std::string> arguments) const {
-    std::vector<std::string> command{CORVANE_PROGRAM, "--keychain", "file", "--google", google.baseURL()};
+    std::vector<std::string> command{CORVANE_PROGRAM, "--google", google.baseURL(), "--keychain", keychain};
     command.insert(command.end(), arguments.begin(), arguments.end());
     return {.command = command,
             .environment = {{"XDG_DATA_HOME", home.path()}, {"TERM", "xterm"}, {"NO_COLOR", ""}}};
@@ -84,6 +84,7 @@ class ProgramTest : public testing::Test {
     return nlohmann::json::parse(all.back()).at("error");
   }
 
+  std::string keychain = "file";
   corvane::test::TemporaryFolder home;
   Emulator google;
 };

@@ -19,9 +19,9 @@
 namespace corvane::test {
 
 /// A session bus whose keyring misbehaves as the options of `faulty-keyring` ask for.
-class FaultyKeyringTest : public testing::Test {
- protected:
-  ~FaultyKeyringTest() override { stop(); }
+class FaultyKeyring {
+ public:
+  ~FaultyKeyring() { stop(); }
 
   void start(const std::string& options = {}) {
     stop();
@@ -55,6 +55,24 @@ class FaultyKeyringTest : public testing::Test {
     if (calls(call) == 0) throw std::runtime_error("the faulty keyring never came to " + call);
   }
 
+  KeyringSession session{KeyringSession::Keyring::none};
+  TemporaryFolder folder;
+
+ private:
+  std::string journal() const { return folder.path() / "journal"; }
+  std::vector<std::string> journalLines() const {
+    std::vector<std::string> lines;
+    std::ifstream file(journal());
+    for (std::string line; std::getline(file, line);) lines.push_back(line);
+    return lines;
+  }
+
+  std::string process_;
+};
+
+/// A keychain on such a bus.
+class FaultyKeyringTest : public testing::Test, protected FaultyKeyring {
+ protected:
   SecretServiceKeychain& keychain(SecretServiceLimits limits = {}) {
     keychain_ = std::make_unique<SecretServiceKeychain>(
         [this](const std::string& sentence) { problems.push_back(sentence); }, limits);
@@ -86,20 +104,9 @@ class FaultyKeyringTest : public testing::Test {
     return status;
   }
 
-  KeyringSession session{KeyringSession::Keyring::none};
-  TemporaryFolder folder;
   std::vector<std::string> problems;
 
  private:
-  std::string journal() const { return folder.path() / "journal"; }
-  std::vector<std::string> journalLines() const {
-    std::vector<std::string> lines;
-    std::ifstream file(journal());
-    for (std::string line; std::getline(file, line);) lines.push_back(line);
-    return lines;
-  }
-
-  std::string process_;
   std::unique_ptr<SecretServiceKeychain> keychain_;
 };
 

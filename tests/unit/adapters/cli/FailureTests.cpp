@@ -98,6 +98,32 @@ TEST(Failure, UnsavedSessionIsTheKeychainsFault) {
             ExitCode::keychain);
 }
 
+AnyError keychainError(OSStatus status) {
+  return NSError(NSOSStatusErrorDomain, status,
+                 {{std::string(NSLocalizedDescriptionKey), "Keychain add failed"}});
+}
+
+TEST(Failure, LockedKeyringIsNeverToldAsNotSignedIn) {
+  const Failure waited = Failure::of(keychainError(errSecInteractionNotAllowed), "list");
+  EXPECT_EQ(waited.exitCode, ExitCode::keychain);
+  EXPECT_EQ(waited.kind, "keychainLocked");
+  EXPECT_THAT(waited.why, HasSubstr("locked"));
+  EXPECT_THAT(waited.remedy, HasSubstr("unlock"));
+  const Failure dismissed = Failure::of(keychainError(errSecUserCanceled), "list");
+  EXPECT_EQ(dismissed.kind, "cancelled");
+  EXPECT_THAT(dismissed.why, HasSubstr("declined"));
+}
+
+TEST(Failure, UnreachableKeyringNamesBothWaysOutAndTheFileOnlyItsFolder) {
+  const auto error = keychainError(errSecNotAvailable);
+  const Failure keyring = Failure::of(error, "list", KeychainBackend::secretService);
+  EXPECT_EQ(keyring.exitCode, ExitCode::keychain);
+  EXPECT_EQ(keyring.message, "Keychain add failed");
+  EXPECT_THAT(keyring.remedy, testing::AllOf(HasSubstr("gnome-keyring"), HasSubstr("--keychain file")));
+  const Failure file = Failure::of(error, "list", KeychainBackend::encryptedFile);
+  EXPECT_THAT(file.remedy, testing::AllOf(HasSubstr("folder"), testing::Not(HasSubstr("gnome-keyring"))));
+}
+
 TEST(Failure, AnswerThatCannotBeConvertedSaysWhatMayBeMissing) {
   const Failure failure = Failure::of(GoogleDriveAPIError::convertAbout, "read the quota");
   EXPECT_EQ(failure.exitCode, ExitCode::other);

@@ -39,6 +39,7 @@ TEST(Options, DefaultsAreQuietAndForPeople) {
   EXPECT_EQ(global.color, ColorChoice::automatic);
   EXPECT_EQ(global.logLevel, LogLevel::off);
   EXPECT_EQ(global.google, "");
+  EXPECT_EQ(global.keychain, KeychainBackend::secretService);
 }
 
 TEST(Options, GlobalOptionsStandBeforeOrAfterTheCommand) {
@@ -53,6 +54,7 @@ TEST(Options, GlobalOptionsStandBeforeOrAfterTheCommand) {
     EXPECT_EQ(global.color, ColorChoice::never);
     EXPECT_FALSE(global.progress);
     EXPECT_EQ(global.logLevel, LogLevel::verbose);
+    EXPECT_EQ(global.keychain, KeychainBackend::encryptedFile);
     EXPECT_EQ(ls.account, "");
   }
 }
@@ -115,7 +117,7 @@ TEST(Options, WhatIsWrongIsNamed) {
 TEST(Options, HelpAndVersionAreTexts) {
   EXPECT_THAT(std::get<InfoText>(parsed({"--version"})).text, StartsWith("corvane "));
   const std::string help = std::get<InfoText>(parsed({"--help"})).text;
-  for (const char* word : {"sign-in", "accounts", "about", "ls", "trash", "rm", "sign-out",
+  for (const char* word : {"sign-in", "accounts", "status", "about", "ls", "trash", "rm", "sign-out",
                            "Examples:", "Exit codes:", "--permanently", "--ca-file"})
     EXPECT_THAT(help, HasSubstr(word));
   EXPECT_THAT(std::get<InfoText>(parsed({"ls", "--help"})).text, HasSubstr("--page-token"));

@@ -1,0 +1,48 @@
+#include "Commands.hpp"
+
+#include "../Failure.hpp"
+#include "../KeychainWords.hpp"
+#include "../SignedInAccounts.hpp"
+#include "../StoredSession.hpp"
+#include "../present/JSONLines.hpp"
+#include "../present/SessionStatus.hpp"
+
+namespace corvane::cli {
+namespace {
+
+void tellKeychain(const Context& context) {
+  const auto keychain = context.options.keychain;
+  context.out.line(context.options.json ? jsonObject([keychain](KeyedEncodingContainer& object) {
+    object.encode(keychainOption(keychain), CodingKey("keychain"));
+  })
+                                        : "Sessions are kept in " + keychainName(keychain));
+  context.out.flush();  // asking the keychain may take long, and may fail
+}
+
+void tellSession(const Context& context, const GoogleDriveAccountModel& account) {
+  const auto session = storedSession(context.platform, account);
+  if (context.options.json)
+    context.out.line(sessionStatusLine(account.userEmail(), *session));
+  else
+    context.out.text(sessionStatus(account.userEmail(), *session, context.style));
+}
+
+}  // namespace
+
+ExitCode run(const Context& context, const StatusOptions&) {
+  tellKeychain(context);
+  ExitCode code = ExitCode::ok;
+  for (const auto& account : signedInAccounts(context)) {
+    try {
+      tellSession(context, account);
+    } catch (const AnyError& error) {  // the others may be fine
+      const auto failure =
+          Failure::of(error, "read the session of " + account.userEmail(), context.options.keychain);
+      context.report(failure);
+      code = failure.exitCode;
+    }
+  }
+  return code;
+}
+
+}  // namespace corvane::cli

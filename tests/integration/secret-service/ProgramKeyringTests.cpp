@@ -1,0 +1,151 @@
+#include "FaultyKeyring.hpp"
+#include "integration/cli/ProgramTest.hpp"
+
+#include <csignal>
+#include <filesystem>
+
+// The program with the desktop's keyring.
+
+namespace corvane::cli::test {
+namespace {
+
+using corvane::test::FaultyKeyring;
+using corvane::test::KeyringSession;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+/// The program, a local Google, and a real gnome-keyring.
+class InGnomeKeyring : public ProgramTest {
+ protected:
+  InGnomeKeyring() { keychain = "secret-service"; }
+
+  std::string search() {
+    return session.run("secret-tool search --all service corvane account ada@example.com");
+  }
+
+  KeyringSession session;
+};
+
+TEST_F(InGnomeKeyring, AnAccountIsListedByASecondProcessSurvivesARestartAndIsGoneAfterSignOut) {
+  ASSERT_EQ(signIn("ada@example.com").exitCode, 0);
+  EXPECT_EQ(run({"accounts"}).output, "ada@example.com\n");
+  EXPECT_THAT(search(), HasSubstr("label = corvane – ada@example.com\n"));
+
+  session.run("restart-keyring");
+  EXPECT_EQ(run({"accounts"}).output, "ada@example.com\n");
+  EXPECT_EQ(run({"about"}).exitCode, 0);
+
+  EXPECT_EQ(run({"sign-out", "ada@example.com"}).exitCode, 0);
+  EXPECT_EQ(search(), "");
+  EXPECT_EQ(run({"accounts"}).exitCode, 4);
+}
+
+TEST_F(InGnomeKeyring, LockedBetweenTwoStartsTheProgramSaysSoAndOnceUnlockedGoesOn) {
+  ASSERT_EQ(signIn("ada@example.com").exitCode, 0);
+  session.lockKeyring();
+  const auto locked = run({"accounts"});
+  EXPECT_NE(locked.exitCode, 4);
+  EXPECT_EQ(locked.output, "");
+  EXPECT_THAT(locked.errors, AllOf(HasSubstr("locked"), Not(HasSubstr("signed in.\n  What to do: Sign in"))));
+  session.unlockKeyring();
+  EXPECT_EQ(run({"accounts"}).output, "ada@example.com\n");
+}
+
+TEST_F(InGnomeKeyring, NothingMovesToTheFileOrBack) {
+  ASSERT_EQ(signIn("ada@example.com").exitCode, 0);
+  EXPECT_FALSE(std::filesystem::exists(home.path() / "corvane"));
+  keychain = "file";
+  EXPECT_EQ(run({"accounts"}).exitCode, 4);
+}
+
+TEST_F(InGnomeKeyring, StatusTellsWhereSessionsAreAndWhatTheyMayDoButNoToken) {
+  ASSERT_EQ(signIn("ada@example.com").exitCode, 0);
+  const auto status = run({"status"});
+  EXPECT_EQ(status.exitCode, 0) << status.errors;
+  EXPECT_THAT(status.output,
+              AllOf(HasSubstr("the desktop's keyring"), HasSubstr("ada@example.com\n"),
+                    HasSubstr("https://www.googleapis.com/auth/drive\n"), HasSubstr("access until")));
+
+  const auto lines = objects(run({"--json", "status"}).output);
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0].at("keychain"), "secret-service");
+  EXPECT_EQ(lines[1].at("userEmail"), "ada@example.com");
+  EXPECT_THAT(lines[1].at("grantedScopes").get<std::vector<std::string>>(),
+              testing::Contains("https://www.googleapis.com/auth/drive"));
+  EXPECT_TRUE(lines[1].contains("accessTokenExpiry"));
+  EXPECT_EQ(lines[1].size(), 3u);  // so no token
+}
+
+TEST_F(InGnomeKeyring, TheChoiceIsToldInTheLog) {
+  EXPECT_THAT(run({"--log-level", "verbose", "accounts"}).errors, HasSubstr("kept in the desktop's keyring"));
+  keychain = "file";
+  EXPECT_THAT(run({"--log-level", "verbose", "accounts"}).errors, HasSubstr("kept in the encrypted file"));
+}
+
+/// The program, a local Google, and a keyring whose prompts end as asked for.
+class InFaultyKeyring : public ProgramTest {
+ protected:
+  InFaultyKeyring() { keychain = "secret-service"; }
+
+  void signInAndLock(const std::string& options) {
+    keyring.start(options);
+    ASSERT_EQ(signIn("ada@example.com").exitCode, 0);
+    keyring.lock();
+    keyring.forgetCalls();
+  }
+
+  FaultyKeyring keyring;
+};
+
+TEST_F(InFaultyKeyring, AsksToUnlockOnceAndGoesOn) {
+  signInAndLock("--prompt grant");
+  const auto result = run({"status"});
+  EXPECT_EQ(result.exitCode, 0) << result.errors;
+  EXPECT_THAT(result.output, HasSubstr("ada@example.com\n"));
+  EXPECT_EQ(keyring.calls("Prompt"), 1);
+}
+
+TEST_F(InFaultyKeyring, DismissedItSaysSoAndHowToGoOn) {
+  signInAndLock("--prompt dismiss");
+  for (const auto& command :
+       {std::vector<std::string>{"accounts"}, {"about"}, {"sign-out", "ada@example.com"}}) {
+    keyring.forgetCalls();
+    const auto result = run(command);
+    EXPECT_EQ(result.exitCode, 130);
+    EXPECT_THAT(result.errors,
+                AllOf(HasSubstr("locked"), HasSubstr("declined"), HasSubstr("--keychain file")));
+    EXPECT_EQ(keyring.calls("Prompt"), 1);
+  }
+  EXPECT_EQ(keyring.calls("Delete"), 0);
+}
+
+TEST_F(InFaultyKeyring, ASignInWhoseSessionCannotBeKeptSaysWhy) {
+  keyring.start("--locked --prompt dismiss");
+  const auto result = signIn("ada@example.com");
+  EXPECT_NE(result.exitCode, 0);
+  EXPECT_EQ(result.output, "");
+  EXPECT_THAT(result.errors, AllOf(HasSubstr("locked"), HasSubstr("declined")));
+  EXPECT_EQ(keyring.calls("Prompt"), 1);
+}
+
+TEST_F(InFaultyKeyring, UnreachableItNamesBothWaysOut) {
+  const auto result = run({"accounts"});
+  EXPECT_EQ(result.exitCode, 7);
+  EXPECT_THAT(result.errors, AllOf(HasSubstr("cannot be reached"), HasSubstr("gnome-keyring"),
+                                   HasSubstr("--keychain file")));
+  const auto error = errorIn(run({"--json", "status"}));
+  EXPECT_EQ(error.at("kind"), "keychainUnavailable");
+  EXPECT_THAT(error.at("recoverySuggestion").get<std::string>(), HasSubstr("--keychain file"));
+}
+
+TEST_F(InFaultyKeyring, InterruptedWhileAPromptIsShownItEndsAndThePromptGoes) {
+  signInAndLock("--prompt wait");
+  Program program(setup({"accounts"}));
+  keyring.waitFor("Prompt");
+  program.signal(SIGINT);
+  EXPECT_EQ(program.finish().exitCode, 130);
+}
+
+}  // namespace
+}  // namespace corvane::cli::test
