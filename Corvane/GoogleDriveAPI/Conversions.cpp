@@ -23,6 +23,19 @@ std::optional<std::string> decimalText(std::optional<std::int64_t> number) {
   return std::to_string(*number);
 }
 
+bool isComplete(const GTLRDrive_File& object) {
+  return object.identifier && object.mimeType && object.name && object.createdTime && object.modifiedTime;
+}
+
+/// Hands what a complete object holds to `make`, which can so make the record where it is to stay.
+template <class Make>
+auto makeFrom(GTLRDrive_File&& object, Make make) {
+  return make(*std::move(object.identifier), *std::move(object.mimeType), *std::move(object.name),
+              decimalText(object.size), object.shared.value_or(false), object.trashed.value_or(false),
+              *object.createdTime, *object.modifiedTime, std::move(object.parents),
+              std::move(object.iconLink), std::move(object.webViewLink));
+}
+
 }  // namespace
 
 std::optional<About> convertAbout(GTLRDrive_About object) {
@@ -33,19 +46,20 @@ std::optional<About> convertAbout(GTLRDrive_About object) {
 }
 
 std::optional<File> convertFile(GTLRDrive_File object) {
-  if (!object.identifier || !object.mimeType || !object.name || !object.createdTime || !object.modifiedTime)
-    return std::nullopt;
-  return File(*std::move(object.identifier), *std::move(object.mimeType), *std::move(object.name),
-              decimalText(object.size), object.shared.value_or(false), object.trashed.value_or(false),
-              *object.createdTime, *object.modifiedTime, std::move(object.parents),
-              std::move(object.iconLink), std::move(object.webViewLink));
+  if (!isComplete(object)) return std::nullopt;
+  return makeFrom(std::move(object), [](auto&&... parts) {
+    return std::optional<File>(std::in_place, std::forward<decltype(parts)>(parts)...);
+  });
 }
 
 std::vector<File> convertFiles(std::vector<GTLRDrive_File> objects) {
   std::vector<File> files;
   files.reserve(objects.size());
+  const auto append = [&files](auto&&... parts) {
+    files.emplace_back(std::forward<decltype(parts)>(parts)...);
+  };
   for (auto& object : objects)
-    if (auto file = convertFile(std::move(object))) files.push_back(*std::move(file));
+    if (isComplete(object)) makeFrom(std::move(object), append);
   return files;
 }
 

@@ -80,12 +80,37 @@ struct TimeText {
   }
 };
 
-}  // namespace detail
-
-/// The point in time that the text tells, or nothing when it is not one by RFC 3339, section 5.6.
-constexpr std::optional<Date> parseRFC3339(std::string_view text) {
+/// The form in which Drive writes all its times, "2024-05-06T07:08:09.123Z", read at fixed places: a listing has two
+/// in every file. Nothing for any other form, which may still be a time.
+constexpr std::optional<Date> parseUsualTime(std::string_view text) {
   using namespace std::chrono;
-  detail::TimeText in{text};
+  if (text.size() != 24) return std::nullopt;
+  unsigned wrongDigits = 0;
+  const auto digit = [&](std::size_t at) {
+    const unsigned value = static_cast<unsigned char>(text[at]) - unsigned{'0'};
+    wrongDigits |= value > 9;
+    return value;
+  };
+  const auto two = [&](std::size_t at) { return digit(at) * 10 + digit(at + 1); };
+  const unsigned y = two(0) * 100 + two(2);
+  const unsigned m = two(5);
+  const unsigned d = two(8);
+  const unsigned hour = two(11);
+  const unsigned minute = two(14);
+  const unsigned second = two(17);
+  const unsigned millisecond = digit(20) * 100 + two(21);
+  const bool punctuated = text[4] == '-' && text[7] == '-' && text[10] == 'T' && text[13] == ':' &&
+                          text[16] == ':' && text[19] == '.' && text[23] == 'Z';
+  if (!punctuated || wrongDigits || hour > 23 || minute > 59 || second > 59) return std::nullopt;
+  const year_month_day day{year{static_cast<int>(y)}, month{m}, std::chrono::day{d}};
+  if (!day.ok()) return std::nullopt;
+  return sys_days{day} + milliseconds{(hour * 3600 + minute * 60 + second) * 1000 + millisecond};
+}
+
+/// Any form that RFC 3339 allows.
+constexpr std::optional<Date> parseAnyTime(std::string_view text) {
+  using namespace std::chrono;
+  TimeText in{text};
   const int y = in.number(4);
   in.oneOf("-");
   const int m = in.number(2);
@@ -113,6 +138,14 @@ constexpr std::optional<Date> parseRFC3339(std::string_view text) {
   constexpr Date end = sys_days{year{10'000} / January / 1};
   if (date < first || date >= end) return std::nullopt;
   return date;
+}
+
+}  // namespace detail
+
+/// The point in time that the text tells, or nothing when it is not one by RFC 3339, section 5.6.
+constexpr std::optional<Date> parseRFC3339(std::string_view text) {
+  if (const auto usual = detail::parseUsualTime(text)) return usual;
+  return detail::parseAnyTime(text);
 }
 
 /// The text of a point in time, in UTC with as many digits as it needs: milliseconds at least, as Drive

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -9,8 +10,9 @@ namespace corvane {
 
 /// Overwrites memory in a way that the optimizer keeps, although nobody reads it again.
 inline void wipeMemory(void* memory, std::size_t size) noexcept {
-  auto* bytes = static_cast<volatile unsigned char*>(memory);
-  for (std::size_t i = 0; i < size; ++i) bytes[i] = 0;
+  if (size == 0) return;  // memory may be null then
+  std::memset(memory, 0, size);
+  asm volatile("" : : "r"(memory) : "memory");  // may read it, as far as the optimizer knows
 }
 
 /// An allocator that wipes each block before it is given back, so that dropped secrets do not linger in the

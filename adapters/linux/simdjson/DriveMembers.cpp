@@ -1,5 +1,6 @@
 #include "DriveMembers.hpp"
 
+#include "FileMembers.hpp"
 #include "MemberKinds.hpp"
 #include "MemberTable.hpp"
 
@@ -26,21 +27,6 @@ constexpr std::array storageQuotaMembers{
     CORVANE_MEMBER(GTLRDrive_About_StorageQuota, "limit", limit, readInteger),
     CORVANE_MEMBER(GTLRDrive_About_StorageQuota, "usage", usage, readInteger),
     CORVANE_MEMBER(GTLRDrive_About_StorageQuota, "usageInDrive", usageInDrive, readInteger),
-};
-
-// In the order in which Drive writes them.
-constexpr std::array fileMembers{
-    CORVANE_MEMBER(GTLRDrive_File, "parents", parents, readTexts),
-    CORVANE_MEMBER(GTLRDrive_File, "shared", shared, readFlag),
-    CORVANE_MEMBER(GTLRDrive_File, "webViewLink", webViewLink, readText),
-    CORVANE_MEMBER(GTLRDrive_File, "iconLink", iconLink, readText),
-    CORVANE_MEMBER(GTLRDrive_File, "size", size, readInteger),
-    CORVANE_MEMBER(GTLRDrive_File, "id", identifier, readText),
-    CORVANE_MEMBER(GTLRDrive_File, "name", name, readText),
-    CORVANE_MEMBER(GTLRDrive_File, "mimeType", mimeType, readText),
-    CORVANE_MEMBER(GTLRDrive_File, "trashed", trashed, readFlag),
-    CORVANE_MEMBER(GTLRDrive_File, "createdTime", createdTime, readDate),
-    CORVANE_MEMBER(GTLRDrive_File, "modifiedTime", modifiedTime, readDate),
 };
 
 constexpr std::array errorItemMembers{
@@ -133,10 +119,6 @@ constexpr std::array fileListMembers{
 
 void readAbout(GTLRDrive_About& about, const object& source) {
   readMembers(about, source, aboutMembers);
-}
-
-void readFile(GTLRDrive_File& file, const object& source) {
-  readMembers(file, source, fileMembers);
 }
 
 bool readFileList(GTLRDrive_FileList& list, const object& source, std::size_t maximumFiles) {

@@ -3,7 +3,9 @@
 #include <RFC3339.hpp>
 
 #include <simdjson.h>
+#include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -50,13 +52,13 @@ inline void readDate(std::optional<Date>& target, const simdjson::dom::element& 
 inline void readTexts(std::optional<std::vector<std::string>>& target, const simdjson::dom::element& value) {
   simdjson::dom::array array;
   if (value.get(array)) return;
-  std::vector<std::string> texts;
+  auto& texts = target.emplace();
+  texts.reserve(std::min(array.size(), std::size_t{4}));  // nearly always one; a hostile list is not believed
   for (const auto entry : array) {
     std::string_view text;
-    if (entry.get(text)) return;
+    if (entry.get(text)) return target.reset();
     texts.emplace_back(text);
   }
-  target = std::move(texts);
 }
 
 }  // namespace corvane

@@ -1,6 +1,7 @@
 #include "SIMDJSONDriveParser.hpp"
 
 #include "DriveMembers.hpp"
+#include "FileMembers.hpp"
 #include "ParserPool.hpp"
 
 namespace corvane {

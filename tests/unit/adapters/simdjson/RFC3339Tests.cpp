@@ -19,6 +19,19 @@ TEST(RFC3339, DrivesMillisecondTimesAreExact) {
   EXPECT_EQ(parseRFC3339("2024-01-31T12:34:56.789Z"), day(2024, 1, 31) + 12h + 34min + 56s + 789ms);
 }
 
+TEST(RFC3339, TimesInDrivesFormAreHeldToTheCalendarAndTheClock) {
+  EXPECT_EQ(parseRFC3339("2024-02-29T23:59:59.999Z"), day(2024, 3, 1) - 1ms);
+  EXPECT_EQ(parseRFC3339("0000-01-01T00:00:00.000Z"), day(0, 1, 1));
+  EXPECT_EQ(parseRFC3339("2016-12-31T23:59:60.000Z"), day(2017, 1, 1));
+  for (const auto* text :
+       {"2023-02-29T00:00:00.000Z", "2024-00-01T00:00:00.000Z", "2024-13-01T00:00:00.000Z",
+        "2024-01-00T00:00:00.000Z", "2024-01-01T24:00:00.000Z", "2024-01-01T00:60:00.000Z",
+        "2024-01-01T00:00:61.000Z", "2024-01-01T00:00:0:.000Z", "2024-01-01T00:00:00.00/Z",
+        "2O24-01-01T00:00:00.000Z", "2024-01-01 00:00:00.000Z", "2024/01-01T00:00:00.000Z",
+        "2024-01-01T00:00:00,000Z", "2024-01-01T00:00:00.000z!", "2024-01-01T00:00:00.000X"})
+    EXPECT_FALSE(parseRFC3339(text)) << text;
+}
+
 TEST(RFC3339, ATimeWithoutAFractionIsAWholeSecond) {
   EXPECT_EQ(parseRFC3339("2024-01-31T12:34:56Z"), day(2024, 1, 31) + 12h + 34min + 56s);
 }
