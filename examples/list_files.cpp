@@ -5,6 +5,8 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <set>
+#include <stdexcept>
 
 using namespace corvane;
 
@@ -37,12 +39,14 @@ int main(int argc, char** argv) try {
   std::cout << about.user.displayName << ": " << about.storageQuota.usage << " bytes used\n";
 
   std::optional<std::string> token;
+  std::set<std::string> seen;  // a server that repeats a token would have this go on for ever
   do {
     const FilesPage page = get(drive->getFilesPage(token));
     for (const File& file : page.files()) std::cout << file.id << ' ' << file.name << '\n';
     token = page.nextPageToken();
+    if (token && !seen.insert(*token).second) throw std::runtime_error("the server repeated a page token");
   } while (token);
-} catch (const AnyError& error) {
+} catch (const std::exception& error) {
   std::cerr << error.what() << '\n';
   return 1;
 }

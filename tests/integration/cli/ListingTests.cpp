@@ -80,6 +80,18 @@ TEST_F(Listing, RepeatedPageTokenIsNotFollowedForEver) {
   EXPECT_THAT(result.errors, HasSubstr("the server repeated a page token"));
 }
 
+TEST_F(Listing, PageTokensInACircleAreNotFollowedForEver) {
+  for (const auto* token : {"a", "b", "c", "a"})
+    google.faults().add("files.list",
+                        Fault::content(R"({"files":[],"nextPageToken":")" + std::string(token) + "\"}",
+                                       "application/json; charset=UTF-8"));
+  const auto result = run({"--json", "ls"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(errorIn(result).at("kind"), "invalidResponse");
+  EXPECT_THAT(result.errors, HasSubstr("the server repeated a page token"));
+  EXPECT_EQ(google.journal().count("files.list"), 4u);
+}
+
 TEST_F(Listing, ReaderThatGoesAwayEndsItQuietly) {
   auto head = setup({"--json", "ls"});
   head.readAtMost = 1000;
