@@ -2,6 +2,7 @@
 
 #include "CurlErrors.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <exception>
 #include <new>
@@ -13,8 +14,8 @@ namespace {
 /// Further requests of a client wait for one of these to end: a thousand at once must not use up the
 /// descriptors.
 constexpr unsigned maxRunningPerClient = 64;
-constexpr int untilWoken = 3'600'000;  // ms
-constexpr int untilPoolTakesIt = 20;   // ms
+constexpr std::chrono::milliseconds untilWoken = std::chrono::hours(1);
+constexpr std::chrono::milliseconds untilPoolTakesIt{20};
 
 }  // namespace
 
@@ -50,7 +51,8 @@ void CurlLoop::run() noexcept {
     collectFinished();
     startWaiting();
     handOver();
-    curl_multi_poll(multi_.get(), nullptr, 0, answered_.empty() ? untilWoken : untilPoolTakesIt, nullptr);
+    const auto sleep = std::min(closeIdle(), answered_.empty() ? untilWoken : untilPoolTakesIt);
+    curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(sleep.count()), nullptr);
   }
 }
 
@@ -148,7 +150,8 @@ CurlLoop::Transfers::iterator CurlLoop::drop(Transfers::iterator transfer) noexc
   curl_multi_remove_handle(multi_.get(), transfer->first);
   const auto next = transfers_.erase(transfer);
   exchange->forgetRequest();
-  --pools_.find(exchange->client().get())->second.running;
+  auto& pool = pools_.find(exchange->client().get())->second;
+  if (--pool.running == 0) pool.idleSince = std::chrono::steady_clock::now();
   return next;
 }
 
@@ -166,6 +169,23 @@ void CurlLoop::handOver() noexcept {
     }
     answered_.pop();
   }
+}
+
+/// Closes the connections of clients that have long sent nothing: libcurl would not use them again, but close them only
+/// with the next request. Gives the time until there may be more of them.
+std::chrono::milliseconds CurlLoop::closeIdle() noexcept {
+  const auto now = std::chrono::steady_clock::now();
+  auto sleep = untilWoken;
+  for (auto& [client, pool] : pools_) {
+    if (!pool.share || pool.running > 0) continue;
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(pool.idleSince + settings_.limits.idleConnection - now);
+    if (left.count() <= 0)
+      pool.share.reset();
+    else
+      sleep = std::min(sleep, left);
+  }
+  return sleep;
 }
 
 }  // namespace corvane

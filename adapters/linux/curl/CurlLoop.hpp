@@ -6,6 +6,7 @@
 
 #include <CorvanePlatform/Queue.hpp>
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -36,6 +37,7 @@ class CurlLoop {
     std::shared_ptr<CurlShare> share;
     unsigned generation = 0;
     unsigned running = 0;
+    std::chrono::steady_clock::time_point idleSince;  // while nothing is running
     ExchangeQueue waiting;
   };
   using Transfers = std::unordered_map<CURL*, std::unique_ptr<CurlTransfer>>;
@@ -46,6 +48,7 @@ class CurlLoop {
   void start(Pool& pool, std::shared_ptr<Exchange> exchange) noexcept;
   void collectFinished() noexcept;
   void handOver() noexcept;
+  std::chrono::milliseconds closeIdle() noexcept;
 
   Transfers::iterator drop(Transfers::iterator transfer) noexcept;
   void answer(std::shared_ptr<Exchange> exchange) noexcept;

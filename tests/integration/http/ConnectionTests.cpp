@@ -187,20 +187,35 @@ TEST(NetworkThread, IsOneForAllClientsAndTakesNoSignals) {
 }
 
 // libcurl counts idle time in whole seconds, so this takes one.
-TEST(Connection, IdleForTooLongIsNotUsedAgain) {
+TEST(Connection, IdleForTooLongIsNotUsedAgainByAClientThatIsBusy) {
   const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
   const ScriptedServer slow([](ScriptedConnection& connection) {
     connection.readRequest();
     connection.endsWithin(1100ms);
     connection.send(httpAnswer("slow"));
   });
+  const ScriptedServer silent([](ScriptedConnection& connection) { connection.waitForEnd(); });
   HTTPLimits limits;
   limits.idleConnection = 0s;
   HTTPFixture http(limits);
+  AwaitedAnswer never;
+  const auto busy = http.client->send(makeRequest("GET", silent.url()), never.handler());
   EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
   EXPECT_THAT(http.get(slow.url()), IsAnswer(200, "slow"));
   EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
   EXPECT_EQ(server.connections(), 2);
+  busy->cancel();
+}
+
+TEST(Connection, IsClosedOnceItsClientHasBeenIdleForTooLong) {
+  Departure departure;
+  const ScriptedServer server(departure.script());
+  HTTPLimits limits;
+  limits.idleConnection = 0s;
+  HTTPFixture http(limits);
+  EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
+  EXPECT_TRUE(departure.waitFor(1));
+  EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
 }
 
 TEST(Connection, IsNotInheritedByProgramsThatTheHostStarts) {

@@ -12,7 +12,7 @@ struct HTTPLimits {
   /// A transfer slower than `stallBytesPerSecond` for this long counts as timed out.
   std::chrono::seconds stall{60};
   long stallBytesPerSecond = 64;
-  /// A connection idle for longer is not used again.
+  /// A connection idle for longer is not used again, and closed once its client has been idle for as long.
   std::chrono::seconds idleConnection{60};
   /// Of a body after inflating, in bytes.
   std::size_t body = 16u << 20;
