@@ -58,6 +58,7 @@ std::filesystem::path makeFolder() {
 Host::Host(const std::string& url, const std::string& authorities) : folder_(makeFolder()) {
   options_.google = corvane::GoogleEndpoints::at(url);
   options_.extraCAFile = authorities;
+  options_.keychainBackend = corvane::KeychainBackend::encryptedFile;
   options_.keychainFolder = folder_ / "keychain";
   options_.presenter = std::make_shared<Browser>(authorities);
   options_.logLevel = corvane::LogLevel::error;
