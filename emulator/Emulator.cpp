@@ -115,6 +115,10 @@ void Emulator::setIDTokenClaims(std::string_view patch) {
   implementation_->oauth.setIDTokenClaims(patch);
 }
 
+std::vector<std::string> Emulator::secrets() const {
+  return implementation_->grants.secrets();
+}
+
 void Emulator::closeIdleConnections() {
   implementation_->server.closeIdleConnections();
 }

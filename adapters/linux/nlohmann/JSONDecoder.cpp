@@ -41,9 +41,9 @@ void expect(const JSONValue& value, Kind kind, std::string_view expected, const 
 }
 
 template <class Path>
-const std::string& textFrom(const JSONValue& value, const Path& path) {
+std::string textFrom(const JSONValue& value, const Path& path) {
   expect(value, Kind::text, "text", path);
-  return value.text;
+  return std::string(value.text);
 }
 
 template <class Path>

@@ -1,5 +1,7 @@
 #include "nlohmann/JSONDocument.hpp"
 
+#include "BetweenBlanks.hpp"
+
 #include <Corvane/AnyError.hpp>
 #include <Corvane/DecodingError.hpp>
 
@@ -7,6 +9,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 namespace corvane {
 namespace {
@@ -14,43 +17,47 @@ namespace {
 // More than any document of ours; the tree is destroyed by recursion, which must not exhaust a stack.
 constexpr std::size_t maximumDepth = 512;
 
-// Builds the tree from the library's events.
-class TreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
+using Events = nlohmann::basic_json<std::map, std::vector, WipedText>;
+
+// Builds the tree from the library's events. It does not derive from the library's receiver, whose numbers come as
+// `std::string` from the binary formats and as our own from JSON.
+class TreeBuilder {
  public:
+  explicit TreeBuilder(const BetweenBlanks& document) : document_(document) {}
+
   JSONValue root;
   std::string problem;
 
-  bool null() override {
+  bool null() {
     add(JSONValue::Kind::null);
     return true;
   }
-  bool boolean(bool flag) override {
+  bool boolean(bool flag) {
     add(JSONValue::Kind::boolean).flag = flag;
     return true;
   }
-  bool number_integer(number_integer_t value) override { return number(std::to_string(value)); }
-  bool number_unsigned(number_unsigned_t value) override { return number(std::to_string(value)); }
-  bool number_float(number_float_t, const std::string& written) override { return number(written); }
-  bool string(std::string& text) override {
-    add(JSONValue::Kind::text).text = std::move(text);
+  bool number_integer(std::int64_t value) { return number(std::to_string(value)); }
+  bool number_unsigned(std::uint64_t value) { return number(std::to_string(value)); }
+  bool number_float(double, std::string_view written) { return number(written); }
+  bool string(WipedText& text) {
+    add(JSONValue::Kind::text).text = text;
     return true;
   }
-  bool binary(binary_t&) override { return false; }  // not in JSON
+  bool binary(Events::binary_t&) { return false; }  // not in JSON
 
-  bool start_object(std::size_t) override { return open(JSONValue::Kind::object); }
-  bool start_array(std::size_t) override { return open(JSONValue::Kind::list); }
-  bool end_object() override { return close(); }
-  bool end_array() override { return close(); }
-  bool key(std::string& name) override {
-    open_.back()->keys.push_back(std::move(name));
+  bool start_object(std::size_t) { return open(JSONValue::Kind::object); }
+  bool start_array(std::size_t) { return open(JSONValue::Kind::list); }
+  bool end_object() { return close(); }
+  bool end_array() { return close(); }
+  bool key(WipedText& name) {
+    open_.back()->keys.emplace_back(name);
     return true;
   }
 
-  bool parse_error(std::size_t position, const std::string&,
-                   const nlohmann::json::exception& error) override {
+  bool parse_error(std::size_t position, const std::string&, const Events::exception& error) {
     constexpr int numberOutOfRange = 406;
     problem = error.id == numberOutOfRange ? "a number is out of range" : "not a JSON document";
-    problem += " (byte " + std::to_string(position) + ")";
+    problem += " (byte " + std::to_string(document_.placeInDocument(position)) + ")";
     return false;
   }
 
@@ -60,13 +67,13 @@ class TreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
     value.kind = kind;
     return value;
   }
-  bool number(std::string written) {
-    add(JSONValue::Kind::number).text = std::move(written);
+  bool number(std::string_view written) {
+    add(JSONValue::Kind::number).text = written;
     return true;
   }
   // A pointer stays valid while its value is open: only the innermost value's elements grow.
   bool open(JSONValue::Kind kind) {
-    if (open_.size() == maximumDepth) {
+    if (open_.size() == maximumDepth + 1) {  // the list around the document is not its own
       problem = "nested more than " + std::to_string(maximumDepth) + " deep";
       return false;
     }
@@ -78,6 +85,7 @@ class TreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
     return true;
   }
 
+  const BetweenBlanks& document_;
   std::vector<JSONValue*> open_;
 };
 
@@ -114,9 +122,11 @@ JSONValue parseJSON(std::string_view document) {
   // The library takes a NUL for the document's end and would not look at what follows.
   if (const auto nul = document.find('\0'); nul != std::string_view::npos)
     failCorrupted("not a JSON document (byte " + std::to_string(nul + 1) + ")");
-  TreeBuilder builder;
-  if (!nlohmann::json::sax_parse(document.begin(), document.end(), &builder)) failCorrupted(builder.problem);
-  return std::move(builder.root);
+  const BetweenBlanks list(document);
+  TreeBuilder builder(list);
+  if (!Events::sax_parse(list.text().begin(), list.text().end(), &builder)) failCorrupted(builder.problem);
+  if (builder.root.elements.size() != 2) failCorrupted("not one JSON document");
+  return std::move(builder.root.elements.front());
 }
 
 }  // namespace corvane

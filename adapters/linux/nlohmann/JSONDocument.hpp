@@ -1,10 +1,15 @@
 #pragma once
 
+#include <Corvane/Data.hpp>
+
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace corvane {
+
+/// A text that is wiped when dropped: credentials come through here.
+using WipedText = std::basic_string<char, std::char_traits<char>, WipingAllocator<char>>;
 
 /// A parsed JSON value. Unlike the library's own it keeps a number's text, from which decimals are read exactly, and
 /// every member in the document's order, so that the first of a key counts.
@@ -13,9 +18,10 @@ struct JSONValue {
 
   Kind kind = Kind::null;
   bool flag = false;
-  std::string text;                 // a text, or a number as it was written
-  std::vector<std::string> keys;    // of an object, beside `elements`
-  std::vector<JSONValue> elements;  // of a list or an object
+  WipedText text;                 // a text, or a number as it was written
+  std::vector<std::string> keys;  // of an object, beside `elements`
+  // Of a list or an object. Wiped as well, since short texts lie within the values.
+  std::vector<JSONValue, WipingAllocator<JSONValue>> elements;
 
   /// The first member of that name, or null; of an object.
   const JSONValue* member(std::string_view key) const;

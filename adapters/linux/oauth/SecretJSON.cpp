@@ -1,5 +1,7 @@
 #include "SecretJSON.hpp"
 
+#include "BetweenBlanks.hpp"
+
 #include <set>
 
 namespace corvane {
@@ -12,12 +14,14 @@ std::optional<SecretJSON> parseSecretObject(std::string_view text) {
   if (text.size() > maximumSize) return std::nullopt;
   std::set<SecretString> names;
   const auto firstOfItsName = [&names](int depth, SecretJSON::parse_event_t event, SecretJSON& parsed) {
-    if (depth != 1 || event != SecretJSON::parse_event_t::key) return true;
+    if (depth != 2 || event != SecretJSON::parse_event_t::key) return true;
     return names.insert(parsed.get_ref<const SecretString&>()).second;
   };
-  auto document = SecretJSON::parse(text.begin(), text.end(), firstOfItsName, /*allow_exceptions=*/false);
-  if (!document.is_object()) return std::nullopt;
-  return document;
+  const BetweenBlanks list(text);
+  auto both =
+      SecretJSON::parse(list.text().begin(), list.text().end(), firstOfItsName, /*allow_exceptions=*/false);
+  if (!both.is_array() || both.size() != 2 || !both.front().is_object()) return std::nullopt;
+  return std::move(both.front());
 }
 
 const SecretJSON* findMember(const SecretJSON& object, std::string_view name) {

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace corvane::emulator {
 
@@ -55,6 +56,9 @@ class Emulator {
   /// Changes the claims of the id_tokens to come, as a JSON merge patch (RFC 7396): `{"nonce": null}` leaves
   /// one out, `{}` ends all changes. Throws std::invalid_argument when it is no JSON object.
   void setIDTokenClaims(std::string_view patch);
+  /// Every code, access token and refresh token that was given out so far, and every code verifier that was
+  /// shown: what must turn up nowhere else.
+  std::vector<std::string> secrets() const;
   /// Closes kept-alive connections that wait for a request.
   void closeIdleConnections();
 

@@ -158,6 +158,19 @@ TEST(NlohmannJSON, RefusesADocumentThatIsNotWhole) {
     EXPECT_THAT(refused(document), corrupted) << document;
 }
 
+// The coder reads a document as a list's element, so as not to leave its last text behind in the heap.
+TEST(NlohmannJSON, RefusesDocumentsThatWouldCloseOrExtendAListAroundThem) {
+  for (const char* document : {"1,2", "{},{}", "1],[2", "]", "[", "1,", ",1", "\"", "1,\"", "\"a", "\"a\",\"",
+                               "{\"a\":\"", "\"\\", "1]//", " ", ""})
+    EXPECT_THAT(refused(document), IsDecodingError(Case::dataCorrupted, "")) << document;
+}
+
+TEST(NlohmannJSON, SaysAtWhichByteOfTheDocumentItsTroubleIs) {
+  EXPECT_THAT(refused("{\"a\":x}").value().debugDescription(), HasSubstr("(byte 6)"));
+  EXPECT_THAT(refused("\xEF\xBB\xBF{\"a\":x}").value().debugDescription(), HasSubstr("(byte 9)"));
+  EXPECT_THAT(refused("{\"a\":\"x").value().debugDescription(), HasSubstr("(byte 8)"));
+}
+
 TEST(NlohmannJSON, RefusesWhatFollowsANUL) {
   EXPECT_THAT(refused(std::string_view("{}\0{}", 5)), IsDecodingError(Case::dataCorrupted, ""));
   EXPECT_THAT(refused(std::string_view("{}\0", 3)), IsDecodingError(Case::dataCorrupted, ""));

@@ -1,0 +1,112 @@
+#include "FreedMemory.hpp"
+#include "SmallGoogle.hpp"
+#include "support/TemporaryFolder.hpp"
+
+#include <Corvane/Corvane.hpp>
+#include <CorvaneLinux/LinuxPlatform.hpp>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace corvane::test {
+namespace {
+
+using testing::IsEmpty;
+using testing::Not;
+
+class Browser final : public Presenter {
+ public:
+  explicit Browser(SmallGoogle& google) : google_(google) {}
+  std::shared_ptr<Cancellable> present(const std::string& url, const WindowHandle&,
+                                       UniqueFunction<void()>) override {
+    google_.browse(url);
+    return nullptr;
+  }
+
+ private:
+  SmallGoogle& google_;
+};
+
+Data clientDocument() {
+  Data document = dataFromText(R"({"client_id":"small-client","clientSecret":")");
+  for (const char c : std::string_view(FixedSecrets::clientSecret))
+    document.push_back(static_cast<std::byte>(c));
+  for (const char c : std::string_view("\"}")) document.push_back(static_cast<std::byte>(c));
+  return document;
+}
+
+class Wiping : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    FreedMemory::plant("the client secret", FixedSecrets::clientSecret);
+    FreedMemory::plant("the code", FixedSecrets::code);
+    FreedMemory::plant("the access token", FixedSecrets::accessToken);
+    FreedMemory::plant("the refreshed access token", FixedSecrets::nextAccessToken);
+    FreedMemory::plant("the refresh token", FixedSecrets::refreshToken);
+  }
+  void SetUp() override { (void)FreedMemory::findings(); }
+  void TearDown() override { expectNothingFound("the test's end"); }
+
+  static void expectNothingFound(const char* when) {
+    for (const auto& finding : FreedMemory::findings()) ADD_FAILURE() << "After " << when << ": " << finding;
+  }
+
+  CorvaneFactory makeFactory(bool withCredentials) {
+    LinuxPlatformOptions options;
+    options.google = GoogleEndpoints::at(google_.baseURL());
+    options.keychainBackend = KeychainBackend::encryptedFile;
+    options.keychainFolder = folder_.path() / "keychain";
+    options.presenter = std::make_shared<Browser>(google_);
+    return CorvaneFactory(
+        withCredentials ? std::optional(clientDocument()) : std::nullopt, "wiping", "",
+        [] { return WindowHandle::terminal(); }, makeLinuxPlatform(std::move(options)));
+  }
+
+  SmallGoogle google_;
+  TemporaryFolder folder_;
+};
+
+TEST_F(Wiping, AreFoundWhenSomeoneForgetsToWipe) {
+  {
+    const std::string careless(FixedSecrets::refreshToken);
+    const std::string cutOff = careless.substr(0, 31);
+  }
+  EXPECT_EQ(FreedMemory::findings().size(), 2u);
+  std::string growing;
+  for (const char c : std::string_view(FixedSecrets::accessToken)) growing += c;
+  EXPECT_THAT(FreedMemory::findings(), Not(IsEmpty()));
+  wipeMemory(growing.data(), growing.size());
+}
+
+TEST_F(Wiping, LeavesNoSecretInFreedMemoryThroughoutASessionsLife) {
+  {
+    auto factory = makeFactory(true);
+    expectNothingFound("making the factory");
+    const auto account = get(factory.makeAuthorizationProvider(nullptr)->signIn());
+    ASSERT_EQ(account.userEmail(), "ada@example.com");
+    expectNothingFound("signing in and saving the session");
+    const auto drive = factory.makeAPI(account);
+    ASSERT_EQ(get(drive->getFilesPage(std::nullopt)).files().size(), 1u);
+    expectNothingFound("refreshing and a request");
+  }
+  expectNothingFound("dropping everything");
+  {
+    auto factory = makeFactory(false);
+    const auto account = get(factory.makeAccountProvider()->getAccounts()).front();
+    expectNothingFound("reading the stored session");
+    {
+      const auto drive = factory.makeAPI(account);
+      ASSERT_EQ(get(drive->getFilesPage(std::nullopt)).files().size(), 1u);
+      get(drive->deleteFile("1"));
+    }
+    expectNothingFound("requests with the stored session");
+    get(factory.makeAuthorizationProvider(nullptr)->signOut(account));
+  }
+}
+
+}  // namespace
+}  // namespace corvane::test
