@@ -6,10 +6,13 @@
 
 #include "../Publishers/Deferred.hpp"
 #include "../Publishers/SubscribeOn.hpp"
+#include "OutOfMemoryError.hpp"
 #include "ProviderHold.hpp"
 
+#include <exception>
 #include <functional>
 #include <memory>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -17,6 +20,10 @@
 ///
 /// At subscription the work moves to the callback queue, asks the provider for the service, issues a query,
 /// and has the answer handled on the callback queue again. Each operation supplies the steps that differ.
+///
+/// Memory that runs out over the work ends the operation in one error, made beforehand. What the host's own
+/// code throws still ends the program: its callbacks and its log are called through functions that may not
+/// throw.
 namespace corvane {
 
 template <class Value>
@@ -30,33 +37,64 @@ struct DriveOperation {
   std::function<void(const AnyError&)> failed = [](const AnyError&) {};
   /// Turns the response object into the value, or says what is wrong with it.
   std::function<Result<Value, AnyError>(GTLRObject)> convert;
+  /// Told when an answer cannot be handled for want of memory.
+  AnyError outOfMemory = OutOfMemoryError{};
 };
 
 namespace drive {
 
 /// What a subscription ends with when its request was stopped under it.
 inline AnyError cancelledError() {
-  return NSError(NSURLErrorDomain, NSURLErrorCancelled,
-                 {{std::string(NSLocalizedDescriptionKey), "The request to Google Drive was cancelled."}});
+  UserInfo userInfo;
+  userInfo.emplace(NSLocalizedDescriptionKey, "The request to Google Drive was cancelled.");
+  return NSError(NSURLErrorDomain, NSURLErrorCancelled, std::move(userInfo));
+}
+
+/// What the answer comes to.
+template <class Value>
+Result<Value, AnyError> read(const DriveOperation<Value>& request, ProviderHold& hold, GTLRObject object,
+                             const std::optional<NSError>& requestError) noexcept {
+  try {
+    if (!requestError) return request.convert(std::move(object));
+    const AnyError error(*requestError);
+    request.failed(error);
+    hold.remember(error);
+    return Result<Value, AnyError>::failure(error);
+  } catch (const std::bad_alloc&) {
+    return Result<Value, AnyError>::failure(request.outOfMemory);
+  }
 }
 
 template <class Value>
 void handle(const DriveOperation<Value>& request, ProviderHold& hold,
             const Subscriber<Value, AnyError>& subscriber, GTLRObject object,
             const std::optional<NSError>& requestError) {
-  if (requestError) {
-    const AnyError error(*requestError);
-    request.failed(error);
-    hold.remember(error);
-    subscriber.fail(error);
-    return;
-  }
-  auto converted = request.convert(std::move(object));
-  if (converted) {
-    subscriber.succeed(std::move(converted).value());
+  auto result = read(request, hold, std::move(object), requestError);
+  if (result) {
+    subscriber.succeed(std::move(result).value());
   } else {
-    subscriber.fail(std::move(converted).error());
+    subscriber.fail(std::move(result).error());
   }
+}
+
+/// The completion handler of a request: has the answer handled on the callback queue, or here and now when the
+/// queue cannot take it.
+template <class Value>
+GTLRDriveService::CompletionHandler handler(const std::shared_ptr<const DriveOperation<Value>>& request,
+                                            const std::shared_ptr<ProviderHold>& hold,
+                                            const std::shared_ptr<Queue>& callbackQueue,
+                                            const Subscriber<Value, AnyError>& subscriber) {
+  return [request, hold, callbackQueue, subscriber](const std::shared_ptr<GTLRServiceTicket>&,
+                                                    GTLRObject object, std::optional<NSError> error) {
+    try {
+      callbackQueue->async(
+          [request, hold, subscriber, object = std::move(object), error = std::move(error)]() mutable {
+            handle(*request, *hold, subscriber, std::move(object), error);
+          });
+    } catch (const std::exception&) {
+      subscriber.fail(request->outOfMemory);
+    }
+  };
 }
 
 template <class Value>
@@ -82,15 +120,21 @@ AnyCancellable issue(const std::shared_ptr<const DriveOperation<Value>>& request
   hold->weaken();
   auto query = request->makeQuery();
   request->starting();
-  auto ticket = service->executeQuery(std::move(query), [request, hold, callbackQueue, subscriber](
-                                                            const std::shared_ptr<GTLRServiceTicket>&,
-                                                            GTLRObject object, std::optional<NSError> error) {
-    callbackQueue->async(
-        [request, hold, subscriber, object = std::move(object), error = std::move(error)]() mutable {
-          handle(*request, *hold, subscriber, std::move(object), error);
-        });
-  });
+  auto ticket = service->executeQuery(std::move(query), handler(request, hold, callbackQueue, subscriber));
   return AnyCancellable([ticket = std::move(ticket)] { ticket->cancelTicket(); });
+}
+
+template <class Value>
+AnyCancellable issueOrFail(const std::shared_ptr<const DriveOperation<Value>>& request,
+                           const std::shared_ptr<ProviderHold>& hold,
+                           const std::shared_ptr<Queue>& callbackQueue,
+                           const Subscriber<Value, AnyError>& subscriber) {
+  try {
+    return issue(request, hold, callbackQueue, subscriber);
+  } catch (const std::bad_alloc&) {
+    subscriber.fail(request->outOfMemory);
+    return {};
+  }
 }
 
 /// One attempt: cold, started on the callback queue.
@@ -99,7 +143,7 @@ AnyPublisher<Value> attempt(std::shared_ptr<const DriveOperation<Value>> request
                             std::shared_ptr<ProviderHold> hold, const std::shared_ptr<Queue>& callbackQueue) {
   auto work = [request = std::move(request), hold = std::move(hold),
                callbackQueue](const Subscriber<Value, AnyError>& subscriber) {
-    return issue(request, hold, callbackQueue, subscriber);
+    return issueOrFail(request, hold, callbackQueue, subscriber);
   };
   // A request that is stopped lets go of its subscriber wherever that happens to be; the host still hears of
   // it on the callback queue.

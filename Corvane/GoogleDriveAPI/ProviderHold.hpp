@@ -5,6 +5,7 @@
 #include "CorvaneProvider.hpp"
 
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace corvane {
@@ -27,13 +28,13 @@ class ProviderHold {
   void weaken() { strong_.reset(); }
 
   /// The error of the latest attempt, with which a later one ends that finds the provider gone.
-  void remember(AnyError error) { lastError_ = std::make_unique<AnyError>(std::move(error)); }
-  const AnyError* lastError() const { return lastError_.get(); }
+  void remember(AnyError error) { lastError_.emplace(std::move(error)); }
+  const std::optional<AnyError>& lastError() const { return lastError_; }
 
  private:
   std::weak_ptr<CorvaneProvider> weak_;
   std::shared_ptr<CorvaneProvider> strong_;
-  std::unique_ptr<AnyError> lastError_;
+  std::optional<AnyError> lastError_;
 };
 
 }  // namespace corvane

@@ -4,11 +4,13 @@
 
 #include <functional>
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace corvane {
 
-/// Replaces the failure by what a function makes of it; values and normal completion pass.
+/// Replaces the failure by what a function makes of it; values and normal completion pass. A failure that
+/// there is no memory to replace passes too: one that is told badly beats one that is not told.
 template <class Value, class Failure>
 class MapError final : public Publisher<Value, Failure> {
  public:
@@ -29,12 +31,18 @@ class MapError final : public Publisher<Value, Failure> {
 
     void receive(Value value) override { downstream_->receive(std::move(value)); }
     void complete(Completion<Failure> completion) override {
-      if (completion.isFailure())
-        completion = Completion<Failure>::failure(transform_(std::move(completion).error()));
-      downstream_->complete(std::move(completion));
+      downstream_->complete(completion.isFailure() ? mapped(completion) : std::move(completion));
     }
 
    private:
+    Completion<Failure> mapped(const Completion<Failure>& completion) const {
+      try {
+        return Completion<Failure>::failure(transform_(completion.error()));
+      } catch (const std::bad_alloc&) {
+        return completion;
+      }
+    }
+
     std::shared_ptr<Receiver<Value, Failure>> downstream_;
     Transform transform_;
   };

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace corvane {
@@ -13,7 +14,8 @@ namespace corvane {
 ///
 /// Each `set` replaces the former content without cancelling it. `cancel` cancels the content and whatever is
 /// set later; `close` drops the content and whatever is set later. Any thread may call any of them at any
-/// time, none waits: the content is owned by whoever exchanged it out.
+/// time, none waits: the content is owned by whoever exchanged it out. Content that there is no memory to keep
+/// is cancelled, since nobody could do so later, and `set` throws std::bad_alloc.
 class CancellableSlot final : public Cancellable {
  public:
   CancellableSlot() = default;
@@ -22,7 +24,12 @@ class CancellableSlot final : public Cancellable {
   ~CancellableSlot() override { close(); }
 
   void set(std::shared_ptr<Cancellable> content) {
-    auto* entry = new Entry{std::move(content)};
+    auto* entry = new (std::nothrow) Entry;
+    if (!entry) {
+      if (content) content->cancel();
+      throw std::bad_alloc();
+    }
+    entry->content = std::move(content);
     Entry* current = entry_.load(std::memory_order_acquire);
     while (current != closed() && current != cancelled()) {
       if (entry_.compare_exchange_weak(current, entry, std::memory_order_acq_rel)) {

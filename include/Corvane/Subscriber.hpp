@@ -13,7 +13,8 @@
 namespace corvane {
 
 /// What happens to a subscriber that everybody let go of without an answer: the error it gets, and where.
-/// `deliver` runs the block that delivers; an empty one means at once, on the thread that let go.
+/// `deliver` runs the block that delivers; an empty one, or one that throws, means at once, on the thread that
+/// let go.
 template <class Failure>
 struct DropRule {
   Failure error;
@@ -77,13 +78,18 @@ class Subscriber {
     Obligation& operator=(const Obligation&) = delete;
     ~Obligation() {
       if (subscription->answered.load() || subscription->work.isCancelled()) return;
-      auto failLate = [open = subscription, error = std::move(dropRule.error)]() mutable {
-        open->complete(Completion<Failure>::failure(std::move(error)));
-      };
-      if (dropRule.deliver) {
-        dropRule.deliver(std::move(failLate));
-      } else {
-        failLate();
+      if (!delivered()) subscription->complete(Completion<Failure>::failure(std::move(dropRule.error)));
+    }
+
+    bool delivered() const noexcept {
+      if (!dropRule.deliver) return false;
+      try {
+        dropRule.deliver([open = subscription, error = dropRule.error]() mutable {
+          open->complete(Completion<Failure>::failure(std::move(error)));
+        });
+        return true;
+      } catch (...) {  // neither memory nor a thread for the block
+        return false;
       }
     }
 

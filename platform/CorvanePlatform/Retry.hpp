@@ -5,6 +5,7 @@
 #include <CorvanePlatform/DelayedRetryBehavior.hpp>
 #include <CorvanePlatform/Queue.hpp>
 
+#include <exception>
 #include <functional>
 #include <memory>
 #include <utility>
@@ -47,19 +48,14 @@ class Retry final : public Publisher<Value, Failure> {
     Subscription(std::shared_ptr<const Plan> plan, std::shared_ptr<Receiver<Value, Failure>> downstream)
         : plan_(std::move(plan)), downstream_(std::move(downstream)) {}
 
+    /// The first attempt throws to its subscriber what keeps it from starting.
     void attempt() {
       const auto step = beginStep();
       step->set(plan_->upstream.subscribe(std::make_shared<Attempt>(this->shared_from_this())));
     }
 
     void attemptFailed(Failure error) {
-      if (retries_ >= plan_->behavior.count() || !plan_->shouldRetry(error)) {
-        end(Completion<Failure>::failure(std::move(error)));
-        return;
-      }
-      const auto delay = plan_->behavior.delay(retries_++);
-      const auto step = beginStep();
-      step->set(plan_->scheduler->asyncAfter(delay, [self = this->shared_from_this()] { self->attempt(); }));
+      if (!triesAgain(error)) end(Completion<Failure>::failure(std::move(error)));
     }
 
     void receive(Value value) { downstream_->receive(std::move(value)); }
@@ -71,6 +67,28 @@ class Retry final : public Publisher<Value, Failure> {
     void cancel() noexcept override { step_.cancel(); }
 
    private:
+    /// Arranges a further attempt. Without memory or a thread for it there is none, and the failure stands.
+    bool triesAgain(const Failure& error) noexcept {
+      try {
+        if (retries_ >= plan_->behavior.count() || !plan_->shouldRetry(error)) return false;
+        const auto delay = plan_->behavior.delay(retries_++);
+        const auto step = beginStep();
+        step->set(plan_->scheduler->asyncAfter(
+            delay, [self = this->shared_from_this(), error] { self->attemptAfter(error); }));
+        return true;
+      } catch (const std::exception&) {
+        return false;
+      }
+    }
+
+    void attemptAfter(const Failure& lastError) noexcept {
+      try {
+        attempt();
+      } catch (const std::exception&) {
+        end(Completion<Failure>::failure(lastError));
+      }
+    }
+
     std::shared_ptr<CancellableSlot> beginStep() {
       auto step = std::make_shared<CancellableSlot>();
       step_.set(step);

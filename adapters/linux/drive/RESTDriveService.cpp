@@ -48,7 +48,12 @@ std::shared_ptr<GTLRServiceTicket> RESTDriveService::executeQuery(GTLRDriveQuery
       DriveRequest::Environment{client_, parser_, queue_, running_, host_}, authorizer(),
       makeDriveCall(baseURL_, query), std::move(completionHandler));
   running_->add(request);
-  request->start();
+  try {
+    request->start();
+  } catch (...) {
+    request->cancelTicket();  // it may have come halfway
+    throw;
+  }
   return request;
 }
 
