@@ -4,7 +4,7 @@
 # A row has four cells: | case | user gets | kept | tests |
 # The last cell names one or more, each in backticks:
 #   `Suite.Test`        as in TEST(Suite, Test), TEST_F, TEST_P or TYPED_TEST; of a table-driven test also
-#   `Suite.Test/Row`    where "Row" is a word of the file that holds the test
+#   `Suite.Test/Row`    where "Row" is a word of the file with the test
 #   `tests/x/check.sh`  a script or another file, from the root of the repository
 # Words outside backticks are free. A bar within a cell is written \|.
 set -eu
@@ -14,7 +14,7 @@ known=$(mktemp)
 trap 'rm -f "$known"' EXIT
 
 # "Suite.Test file" for each test, also where clang-format broke the line after the comma.
-find tests fuzz -name '*.cpp' 2>/dev/null | sort | while read -r source; do
+find tests fuzz -name '*.[ch]pp' 2>/dev/null | sort | while read -r source; do
   tr '\n' ' ' <"$source" |
     grep -oE '\b(TEST|TEST_F|TEST_P|TYPED_TEST|TYPED_TEST_P)\([A-Za-z0-9_]+, *[A-Za-z0-9_]+\)' |
     sed -E "s|^[A-Z_]+\(([A-Za-z0-9_]+), *([A-Za-z0-9_]+)\)|\1.\2 $source|" || true
