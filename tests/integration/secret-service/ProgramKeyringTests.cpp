@@ -24,7 +24,19 @@ class InGnomeKeyring : public ProgramTest {
     return session.run("secret-tool search --all service corvane account ada@example.com");
   }
 
+  /// gnome-keyring's own prompts, answered by a script; counts them.
+  template <class Action>
+  ProgramResult whilePromptsAreAnswered(const std::string& option, Action action) {
+    session.run(CORVANE_SCRIPTED_PROMPTER " " + option +
+                " >$HOME/prompts 2>&1 & echo $! >$HOME/prompter.pid; "
+                "until grep -q ready $HOME/prompts; do sleep 0.02; done");
+    const auto result = action();
+    prompts = std::stoi(session.run("kill $(cat $HOME/prompter.pid); grep -c asked $HOME/prompts || true"));
+    return result;
+  }
+
   KeyringSession session;
+  int prompts = 0;
 };
 
 TEST_F(InGnomeKeyring, AnAccountIsListedByASecondProcessSurvivesARestartAndIsGoneAfterSignOut) {
@@ -41,13 +53,26 @@ TEST_F(InGnomeKeyring, AnAccountIsListedByASecondProcessSurvivesARestartAndIsGon
   EXPECT_EQ(run({"accounts"}).exitCode, 4);
 }
 
-TEST_F(InGnomeKeyring, LockedBetweenTwoStartsTheProgramSaysSoAndOnceUnlockedGoesOn) {
+TEST_F(InGnomeKeyring, LockedBetweenTwoStartsItAsksAndSaysWhatTheUserAnswered) {
   ASSERT_EQ(signIn("ada@example.com").exitCode, 0);
   session.lockKeyring();
-  const auto locked = run({"accounts"});
-  EXPECT_NE(locked.exitCode, 4);
-  EXPECT_EQ(locked.output, "");
-  EXPECT_THAT(locked.errors, AllOf(HasSubstr("locked"), Not(HasSubstr("signed in.\n  What to do: Sign in"))));
+
+  const auto dismissed = whilePromptsAreAnswered("--dismiss", [this] { return run({"accounts"}); });
+  EXPECT_EQ(dismissed.exitCode, 130);
+  EXPECT_EQ(dismissed.output, "");
+  EXPECT_THAT(dismissed.errors,
+              AllOf(HasSubstr("locked"), HasSubstr("declined"), Not(HasSubstr("is signed in"))));
+  EXPECT_EQ(prompts, 1);
+
+  const auto unlocked = whilePromptsAreAnswered("", [this] { return run({"accounts"}); });
+  EXPECT_EQ(unlocked.exitCode, 0) << unlocked.errors;
+  EXPECT_EQ(unlocked.output, "ada@example.com\n");
+  EXPECT_EQ(prompts, 1);
+}
+
+TEST_F(InGnomeKeyring, UnlockedElsewhereItGoesOnUnasked) {
+  ASSERT_EQ(signIn("ada@example.com").exitCode, 0);
+  session.lockKeyring();
   session.unlockKeyring();
   EXPECT_EQ(run({"accounts"}).output, "ada@example.com\n");
 }
