@@ -112,7 +112,7 @@ involved.</span></p>
     content +=
         "<label for=\"drive\"><input type=\"checkbox\" name=\"drive\" id=\"drive\" value=\"granted\" "
         "checked> "
-        "See, edit, create and delete your Google Drive files</label>\n";
+        "See, edit and delete your Google Drive files</label>\n";
   content += R"(</fieldset>
 <p class="decision"><button type="submit" id="deny" name="decision" value="deny">Deny</button>
 <button type="submit" id="allow" name="decision" value="allow">Allow</button></p>

@@ -39,9 +39,19 @@ Content contentOf(SignInPage page) {
           "page."};
 }
 
+constexpr std::string_view style =
+    ":root{color-scheme:light dark;--card:#fff;--back:#eef1f6;--line:#c8ccd4}@media(prefers-c"
+    "olor-scheme:dark){:root{--card:#1d2126;--back:#121417;--line:#4a5058}}body{font:1rem/1.5"
+    " system-ui,sans-serif;margin:0;padding:3rem 1rem;background:var(--back)}main{max-width:3"
+    "0rem;margin:0 auto;padding:.5rem 2rem 1rem;background:var(--card);border:1px solid var(-"
+    "-line);border-radius:1rem}h1{font-size:1.6rem;font-weight:500}";
+
+// The policy names the style by its SHA-256 (Content Security Policy Level 2, 7.2): no other may apply.
 constexpr std::string_view commonHeaders =
     "Cache-Control: no-store\r\n"
-    "Content-Security-Policy: default-src 'none'; base-uri 'none'; form-action 'none'; frame-ancestors "
+    "Content-Security-Policy: default-src 'none'; style-src "
+    "'sha256-5175xZun8FM0NemUgTCy+Y3B0VSgq+1kMvQvFuEbFsM='; base-uri 'none'; form-action 'none'; "
+    "frame-ancestors "
     "'none'\r\n"
     "Referrer-Policy: no-referrer\r\n"
     "X-Content-Type-Options: nosniff\r\n"
@@ -51,9 +61,11 @@ constexpr std::string_view commonHeaders =
 
 std::string pageReply(SignInPage page) {
   const auto content = contentOf(page);
-  std::string body = "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>";
-  body.append(content.title).append("</title></head>\n<body><h1>").append(content.title);
-  body.append("</h1><p>").append(content.text).append("</p></body></html>\n");
+  std::string body = "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">";
+  body += "<meta name=\"viewport\" content=\"width=device-width\"><style>";
+  body.append(style).append("</style><title>").append(content.title);
+  body.append("</title></head>\n<body><main><h1>").append(content.title);
+  body.append("</h1><p>").append(content.text).append("</p></main></body></html>\n");
 
   std::string reply = "HTTP/1.1 ";
   reply.append(content.status).append("\r\n").append(commonHeaders);
