@@ -9,6 +9,7 @@ run_packages=(g++ cmake ninja-build ccache pkg-config ca-certificates
   libglib2.0-dev libutf8proc-dev libboost-dev libspdlog-dev libcli11-dev libssl-dev zlib1g-dev)
 test_packages=("${run_packages[@]}" libgtest-dev libgmock-dev
   dbus gnome-keyring libsecret-tools python3-dbus python3-gi gir1.2-gcr-3 chromium chromium-driver)
+bench_packages=("${run_packages[@]}" python3 util-linux valgrind libbenchmark-dev)
 
 say() { printf '\n\033[1m== %s\033[0m\n' "$*"; }
 die() { printf '%s: %s\n' "$(basename "$0")" "$*" >&2; exit 1; }
