@@ -28,6 +28,8 @@ ReplyLoop::ReplyLoop(std::chrono::milliseconds replyLimit)
 }
 
 ReplyLoop::~ReplyLoop() {
+  // GLib frees what belonged to dropped subscriptions in the loop they were made in.
+  while (g_main_context_iteration(context_, FALSE)) continue;
   g_main_context_pop_thread_default(context_);
   g_main_context_unref(context_);
 }
