@@ -92,7 +92,7 @@ class Reply {
   }
 
   void fail(NSError error) {
-    if (*cancelled_) return;
+    if (!handler_ || *cancelled_) return;
     postOrRun(*pool_, [handler = std::move(handler_), error = std::move(error)]() mutable {
       handler(Answer::failure(std::move(error)));
     });

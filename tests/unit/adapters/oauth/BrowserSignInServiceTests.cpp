@@ -1,6 +1,7 @@
 #include "DescriptorLimit.hpp"
 #include "SignInFixture.hpp"
 #include "ThreadlessQueue.hpp"
+#include "UnableHTTPClient.hpp"
 
 #include "oauth/OAuthSession.hpp"
 #include "oauth/PKCE.hpp"
@@ -501,6 +502,17 @@ TEST_F(BrowserSignInServiceTest, APoolWithoutAThreadCostsNoOutcome) {
     EXPECT_EQ(outcome.error ? std::optional(outcome.error->code()) : std::nullopt, code);
     EXPECT_FALSE(RawClient(one.host()).isConnected());
   }
+}
+
+TEST_F(BrowserSignInServiceTest, AnExchangeThatCannotBeSentEndsTheSignInAlsoWithoutAPool) {
+  signIn.otherHTTP = std::make_shared<UnableHTTPClient>();
+  signIn.otherPool = std::make_shared<ThreadlessQueue>();
+  signIn.start();
+  EXPECT_THAT(roundTrip(signIn.host(), signIn.goodCallback()), StartsWith("HTTP/1.1 502 "));
+  const auto outcome = signIn.outcome();
+  EXPECT_FALSE(outcome.session);
+  EXPECT_EQ(outcome.error->domain(), "NSURLErrorDomain");
+  EXPECT_EQ(outcome.error->code(), -1004);
 }
 
 TEST_F(BrowserSignInServiceTest, WithNeitherPortNorThreadTheHandlerIsToldAtOnce) {

@@ -56,8 +56,9 @@ struct SignIn {
 
   std::shared_ptr<ScriptedHTTPClient> http = std::make_shared<ScriptedHTTPClient>();
   std::shared_ptr<ThreadQueue> pool = std::make_shared<ThreadQueue>();
-  /// In place of the pool, for sign-ins that are to find it in trouble.
+  /// In place of the two, for sign-ins that are to find them in trouble.
   std::shared_ptr<Queue> otherPool;
+  std::shared_ptr<HTTPClient> otherHTTP;
   std::shared_ptr<RecordingPresenter> presenter = std::make_shared<RecordingPresenter>();
   ManualClock clock;
   std::string loginHint;
@@ -72,7 +73,9 @@ struct SignIn {
   void start() {
     std::shared_ptr<Queue> queue = pool;
     if (otherPool) queue = otherPool;
-    SignInEnvironment environment{{}, loginHint, presenter, http, queue, clock.clock(), limits};
+    std::shared_ptr<HTTPClient> client = http;
+    if (otherHTTP) client = otherHTTP;
+    SignInEnvironment environment{{}, loginHint, presenter, client, queue, clock.clock(), limits};
     service = std::make_shared<BrowserSignInService>(QVTessoraCredentials(clientID, Secret(clientSecret)),
                                                      *URL::parse("https://drive.google.com/"), environment);
     const auto life = std::make_shared<int>();

@@ -1,14 +1,12 @@
 #include "Documents.hpp"
 #include "ScriptedHTTPClient.hpp"
 #include "ThreadlessQueue.hpp"
+#include "UnableHTTPClient.hpp"
 #include "oauth/OAuthErrors.hpp"
 #include "oauth/TokenEndpoint.hpp"
 #include "support/ManualQueue.hpp"
 
 #include <gmock/gmock.h>
-
-#include <cerrno>
-#include <system_error>
 
 namespace corvane::test {
 namespace {
@@ -162,15 +160,6 @@ TEST_F(TokenEndpointTest, ADroppedRequestIsToldAlsoWhenThePoolHasNoThread) {
   ASSERT_TRUE(result);
   EXPECT_EQ(result->error().code(), -999);
 }
-
-/// A client that cannot take a request, as when no thread can be started for it.
-struct UnableHTTPClient final : HTTPClient {
-  std::shared_ptr<Cancellable> send(HTTPRequest, HTTPHandler) override {
-    throw std::system_error(EAGAIN, std::generic_category());
-  }
-  void cancelAll() override {}
-  void resetSession() override {}
-};
 
 TEST_F(TokenEndpointTest, ARequestThatCannotBeSentIsOneErrorAndNoException) {
   int answers = 0;
