@@ -44,7 +44,12 @@ class ProgramTest : public testing::Test {
     std::vector<std::string> command{CORVANE_PROGRAM, "--google", google.baseURL(), "--keychain", keychain};
     command.insert(command.end(), arguments.begin(), arguments.end());
     return {.command = command,
-            .environment = {{"XDG_DATA_HOME", home.path()}, {"TERM", "xterm"}, {"NO_COLOR", ""}}};
+            .environment = {{"XDG_DATA_HOME", home.path()},
+                            {"TERM", "xterm"},
+                            {"NO_COLOR", ""},
+                            {"BROWSER", ""},  // nobody's desktop is to open anything
+                            {"DBUS_SESSION_BUS_ADDRESS", ""},
+                            {"XDG_RUNTIME_DIR", ""}}};
   }
 
   ProgramResult run(std::vector<std::string> arguments) const {

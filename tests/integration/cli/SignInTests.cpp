@@ -40,19 +40,58 @@ TEST_F(SignIn, ModulesOwnFormOfTheCredentialsIsTakenToo) {
   EXPECT_EQ(signIn("ada@example.com").exitCode, 0);
 }
 
-TEST_F(SignIn, SystemsBrowserIsGivenTheWholeAddress) {
-  const std::string browser = home.path() / "xdg-open";
-  const std::string note = home.path() / "opened";
-  ASSERT_EQ(::mkfifo(note.c_str(), 0600), 0);
-  std::ofstream(browser) << "#!/bin/sh\nprintf '%s\\n' \"$1\" > " << note << "\n";
-  ASSERT_EQ(::chmod(browser.c_str(), 0700), 0);
-  auto started = setup({"--credentials", credentials(), "sign-in"});
-  started.environment["PATH"] = home.path().string() + ":" + std::getenv("PATH");
-  Program program(started);
-  std::string opened;
-  std::getline(std::ifstream(note) >> std::ws, opened);
-  EXPECT_EQ(opened, program.waitForErrorLine(pageStart()));
-  browse(opened);
+/// A browser that only says which address it was given.
+class SignInWithABrowser : public ProgramTest {
+ protected:
+  SignInWithABrowser() { ::mkfifo(note().c_str(), 0600); }
+
+  std::string note() const { return home.path() / "opened"; }
+  void install(const std::string& name, const std::string& body) const {
+    const std::string path = home.path() / name;
+    std::ofstream(path) << "#!/bin/sh\n" << body << "\n";
+    ::chmod(path.c_str(), 0700);
+  }
+  void installNoting(const std::string& name) const {
+    install(name, "printf '%s\\n' \"" + name + " $1\" > '" + note() + "'");
+  }
+  ProgramSetup setupWith(const std::string& browser) const {
+    auto started = setup({"--credentials", credentials(), "sign-in"});
+    started.environment["PATH"] = home.path().string() + ":" + std::getenv("PATH");
+    started.environment["BROWSER"] = browser;
+    return started;
+  }
+  std::string opened() const {
+    std::string line;
+    std::getline(std::ifstream(note()) >> std::ws, line);
+    return line;
+  }
+};
+
+TEST_F(SignInWithABrowser, SystemsOpenerIsGivenTheWholeAddress) {
+  installNoting("xdg-open");
+  Program program(setupWith(""));
+  const auto page = program.waitForErrorLine(pageStart());
+  EXPECT_EQ(opened(), "xdg-open " + page);
+  browse(page);
+  EXPECT_EQ(program.finish().exitCode, 0);
+}
+
+TEST_F(SignInWithABrowser, BrowserOfTheEnvironmentGoesFirst) {
+  installNoting("xdg-open");
+  installNoting("wanted");
+  Program program(setupWith("missing:wanted"));
+  const auto page = program.waitForErrorLine(pageStart());
+  EXPECT_EQ(opened(), "wanted " + page);
+  browse(page);
+  EXPECT_EQ(program.finish().exitCode, 0);
+}
+
+TEST_F(SignInWithABrowser, OpenerThatFailsIsToldAndTheSignInGoesOn) {
+  install("xdg-open", "exit 3");
+  Program program(setupWith(""));
+  const auto page = program.waitForErrorLine(pageStart());
+  EXPECT_NE(program.waitForErrorLine("No browser could be started"), "");
+  browse(page);
   EXPECT_EQ(program.finish().exitCode, 0);
 }
 
