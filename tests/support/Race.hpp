@@ -1,6 +1,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstdlib>
 #include <functional>
 #include <latch>
 #include <mutex>
@@ -8,6 +9,25 @@
 #include <utility>
 
 namespace corvane::test {
+
+#if defined(__SANITIZE_THREAD__)
+inline constexpr int raceRoundsDividedBy = 20;
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+inline constexpr int raceRoundsDividedBy = 20;
+#else
+inline constexpr int raceRoundsDividedBy = 1;
+#endif
+#else
+inline constexpr int raceRoundsDividedBy = 1;
+#endif
+
+/// How often a test repeats what races: `usual`, fewer times under ThreadSanitizer, or as often as
+/// CORVANE_RACE_ROUNDS says.
+inline int raceRounds(int usual) {
+  if (const char* asked = std::getenv("CORVANE_RACE_ROUNDS")) return std::atoi(asked);
+  return usual / raceRoundsDividedBy;
+}
 
 /// Two threads that do two things at the same moment, round after round.
 class Race {
