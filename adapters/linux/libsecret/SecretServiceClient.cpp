@@ -36,6 +36,7 @@ GHashTablePointer table(const ItemAttributes& attributes) {
 ItemAttributes attributesOf(SecretItem* item) {
   const GHashTablePointer found(secret_item_get_attributes(item));
   ItemAttributes attributes;
+  if (!found) return attributes;  // a service that keeps them to itself
   GHashTableIter iterator;
   g_hash_table_iter_init(&iterator, found.get());
   for (gpointer name, value; g_hash_table_iter_next(&iterator, &name, &value);)

@@ -43,6 +43,14 @@ TEST_F(Items, ASecretInAFormNobodyAskedForIsNotHandedOut) {
   EXPECT_EQ(secret, "untouched");
 }
 
+TEST_F(Items, OneThatShowsNothingOfItselfIsNotTakenForOursNorRemoved) {
+  start("--bare");
+  ASSERT_EQ(add(keychain(), "ada"), errSecSuccess);
+  EXPECT_EQ(read(keychain(), "ada"), errSecItemNotFound);
+  EXPECT_EQ(remove(keychain(), "ada"), errSecItemNotFound);
+  EXPECT_EQ(calls("Delete"), 0);
+}
+
 TEST_F(Items, OfTwoWithTheSameAttributesTheNewerCountsAndBothAreRemoved) {
   start("--twins");
   ASSERT_EQ(add(keychain(), "ada", "newer"), errSecSuccess);
@@ -70,6 +78,21 @@ TEST_F(Items, SecretsOfAnyBytesAndOfNoneSurviveAServiceWithoutEncryption) {
   EXPECT_EQ(secret, everyByte);
   EXPECT_EQ(read(keychain(), "bob", &secret), errSecSuccess);
   EXPECT_EQ(secret, "");
+}
+
+TEST_F(Items, NamesThatDBusCannotCarryOrThatLookLikeTheirStandInAreKept) {
+  start();
+  const std::vector<std::string> names{
+      std::string("a\0b", 3), "\xff\xfe", "hex:6162", "hex:", "ab", "%61%62"};
+  for (const auto& name : names) ASSERT_EQ(add(keychain(), name, "secret of " + name), errSecSuccess);
+  std::vector<std::string> found;
+  for (const auto& item : listed(keychain())) found.push_back(*item.at(std::string(kSecAttrAccount)).text());
+  EXPECT_EQ(found, names);
+  for (const auto& name : names) {
+    std::string secret;
+    EXPECT_EQ(read(keychain(), name, &secret), errSecSuccess);
+    EXPECT_EQ(secret, "secret of " + name);
+  }
 }
 
 }  // namespace
