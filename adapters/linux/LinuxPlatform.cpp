@@ -62,11 +62,18 @@ void requireLimits(const HTTPLimits& limits) {
     refuse("limits.idleConnection", "The limit must be longer than nothing.");
 }
 
+// A folder that is not used would hide where sessions really are.
+void requireKeychainChoice(const LinuxPlatformOptions& options) {
+  if (!options.keychainFolder.empty() && options.keychainBackend != KeychainBackend::encryptedFile)
+    refuse("keychainFolder", "A folder is for KeychainBackend::encryptedFile only.");
+}
+
 void requireValid(const LinuxPlatformOptions& options) {
   requireEndpoint("google.drive", options.google.drive);
   requireEndpoint("google.authorization", options.google.authorization);
   requireEndpoint("google.token", options.google.token);
   requireLimits(options.limits);
+  requireKeychainChoice(options);
 }
 
 const LogCategory keychainLog("Keychain");

@@ -12,6 +12,7 @@
 namespace corvane::test {
 namespace {
 
+using ::testing::Contains;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -88,6 +89,24 @@ TEST_F(LinuxPlatformTest, LimitThatLimitsNothingIsRefusedByTheNameOfItsOption) {
   EXPECT_THAT(error->what(), HasSubstr("limits.stall"));
 }
 
+TEST_F(LinuxPlatformTest, FolderForAKeychainThatIsNoFileIsRefused) {
+  auto options = local();
+  options.keychainBackend = KeychainBackend::secretService;
+  const auto error = failureOf([&] { makeLinuxPlatform(options); });
+  ASSERT_TRUE(error);
+  EXPECT_THAT(error->what(), HasSubstr("keychainFolder"));
+}
+
+TEST_F(LinuxPlatformTest, KeychainThatIsChosenIsToldInTheLog) {
+  makeLinuxPlatform(local());
+  EXPECT_THAT(log->messages(), Contains("extended: Sessions are kept in the encrypted file."));
+  auto options = local();
+  options.keychainFolder.clear();
+  options.keychainBackend = KeychainBackend::secretService;
+  makeLinuxPlatform(options);
+  EXPECT_THAT(log->messages(), Contains(HasSubstr("Sessions are kept in the desktop's keyring")));
+}
+
 TEST_F(LinuxPlatformTest, DefaultsAreGoogleAndPatienceForABadNetwork) {
   using namespace std::chrono_literals;
   const LinuxPlatformOptions options;
@@ -95,6 +114,7 @@ TEST_F(LinuxPlatformTest, DefaultsAreGoogleAndPatienceForABadNetwork) {
   EXPECT_EQ(options.google.authorization, "https://accounts.google.com/o/oauth2/v2/auth");
   EXPECT_EQ(options.google.token, "https://oauth2.googleapis.com/token");
   EXPECT_EQ(options.google.issuer, "https://accounts.google.com");
+  EXPECT_EQ(options.keychainBackend, KeychainBackend::secretService);
   EXPECT_EQ(options.limits.connect, 30s);
   EXPECT_EQ(options.limits.stall, 60s);
   EXPECT_EQ(options.limits.stallBytesPerSecond, 64);

@@ -23,7 +23,8 @@ struct LinuxPlatformOptions {
 
   /// Where sessions are kept. When it cannot be reached, operations fail; nothing else is used in its place.
   KeychainBackend keychainBackend = KeychainBackend::secretService;
-  /// Where the encrypted keychain file and its key are; empty means `$XDG_DATA_HOME/corvane`.
+  /// Where the encrypted keychain file and its key are; empty means `$XDG_DATA_HOME/corvane`. Only for
+  /// KeychainBackend::encryptedFile.
   std::filesystem::path keychainFolder;
   /// A keychain of the host's own, in place of both.
   std::shared_ptr<Keychain> keychain;
