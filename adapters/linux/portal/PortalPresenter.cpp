@@ -1,16 +1,15 @@
 #include "PortalPresenter.hpp"
 
+#include "BusAddress.hpp"
 #include "OpenURICall.hpp"
 #include "Presentation.hpp"
 #include "SignalsBlocked.hpp"
 
 #include <pthread.h>
-#include <unistd.h>
 
 #include <array>
 #include <charconv>
 #include <cstdlib>
-#include <optional>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -19,20 +18,6 @@
 namespace corvane {
 
 namespace {
-
-// GLib's own search ends in starting a bus, which nobody would be on.
-std::optional<std::string> sessionBusAddress() {
-  if (const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS"); address && *address) {
-    if (std::string(address).find("autolaunch:") != std::string::npos) return std::nullopt;
-    return address;
-  }
-  const char* folder = std::getenv("XDG_RUNTIME_DIR");
-  if (!folder || !*folder) return std::nullopt;
-  const std::string socket = std::string(folder) + "/bus";
-  if (::access(socket.c_str(), F_OK) != 0) return std::nullopt;
-  const std::unique_ptr<char, decltype(&g_free)> escaped(g_dbus_address_escape_value(socket.c_str()), g_free);
-  return std::string("unix:path=") + escaped.get();
-}
 
 std::string parentWindow(const WindowHandle& window) {
   switch (window.kind()) {
