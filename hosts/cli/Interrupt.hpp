@@ -33,9 +33,6 @@ class Interrupt {
   class Watch;
   [[nodiscard]] std::unique_ptr<Watch> watch(std::function<void()> onInterrupt);
 
-  /// For a child process: the signals as they were before.
-  const sigset_t& formerSignals() const { return former_; }
-
  private:
   void run();
   void interrupted();
