@@ -50,7 +50,7 @@ class FaultyKeyring {
   long calls(const std::string& name) const { return std::ranges::count(journalLines(), name); }
   void forgetCalls() { std::ofstream(journal(), std::ios::trunc); }
   void waitFor(const std::string& call) const {
-    for (int i = 0; i < 1000 && calls(call) == 0; ++i)
+    for (int i = 0; i < 6000 && calls(call) == 0; ++i)
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
     if (calls(call) == 0) throw std::runtime_error("the faulty keyring never came to " + call);
   }
