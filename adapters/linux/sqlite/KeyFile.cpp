@@ -44,8 +44,15 @@ void removeIfThere(const std::filesystem::path& path) {
 
 }  // namespace
 
+KeyFile::Version KeyFile::versionOf(const struct stat& status) {
+  return {{status.st_dev, status.st_ino}, status.st_size, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
+}
+
 const ItemKey* KeyFile::current() {
-  const auto path = folder_.key();
+  const auto& path = folder_.key();
+  // The file that was read is still there, with the same rights: a change of them counts as one of the file.
+  if (struct stat status{}; version_ && ::lstat(path.c_str(), &status) == 0 && versionOf(status) == version_)
+    return key_ ? &*key_ : nullptr;
   const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (!file) {
     const int reason = errno;
@@ -60,8 +67,7 @@ const ItemKey* KeyFile::current() {
   struct stat status {};
   if (::fstat(file.get(), &status) != 0) failWithErrno("read", path);
   requirePrivateFile(path, status);
-  const Version version{
-      {status.st_dev, status.st_ino}, status.st_size, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
+  const auto version = versionOf(status);
   if (version_ != version) {
     key_.reset();
     if (const auto bytes = readStart(file, path); bytes.size() == ItemKey::size) key_.emplace(bytes);
@@ -72,7 +78,7 @@ const ItemKey* KeyFile::current() {
 
 const ItemKey& KeyFile::create() {
   const auto key = ItemKey::random();
-  const auto path = folder_.key();
+  const auto& path = folder_.key();
   auto draft = path;
   draft += ".new";
   removeIfThere(draft);

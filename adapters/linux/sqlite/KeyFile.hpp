@@ -33,6 +33,8 @@ class KeyFile {
     bool operator==(const Version&) const = default;
   };
 
+  static Version versionOf(const struct stat& status);
+
   const KeychainFolder& folder_;
   std::optional<Version> version_;
   std::optional<ItemKey> key_;

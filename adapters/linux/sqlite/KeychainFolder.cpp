@@ -76,7 +76,9 @@ void failWithErrno(const std::string& what, const std::filesystem::path& path) {
 }
 
 KeychainFolder::KeychainFolder(const std::filesystem::path& path)
-    : path_(withoutTrailingSlash(path.empty() ? standard() : path)) {}
+    : path_(withoutTrailingSlash(path.empty() ? standard() : path)),
+      database_(path_ / "keychain.db"),
+      key_(path_ / "keychain.key") {}
 
 std::filesystem::path KeychainFolder::standard() {
   if (const auto data = absoluteFromEnvironment("XDG_DATA_HOME"); !data.empty()) return data / "corvane";
@@ -107,7 +109,7 @@ void KeychainFolder::create() const {
 void KeychainFolder::createDatabase() const {
   // Made without being opened: closing a descriptor would drop the locks that SQLite holds on the file
   // elsewhere in this process (POSIX.1-2017, fcntl).
-  const auto file = database();
+  const auto& file = database();
   if (::mknod(file.c_str(), S_IFREG | 0600, 0) != 0) {
     if (errno == EEXIST) return;
     failWithErrno("create", file);

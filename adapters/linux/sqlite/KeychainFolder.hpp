@@ -29,8 +29,8 @@ class KeychainFolder {
   /// (XDG Base Directory 0.8); empty when there is no absolute HOME either.
   static std::filesystem::path standard();
 
-  std::filesystem::path database() const { return path_ / "keychain.db"; }
-  std::filesystem::path key() const { return path_ / "keychain.key"; }
+  const std::filesystem::path& database() const { return database_; }
+  const std::filesystem::path& key() const { return key_; }
 
   /// Whether the folder is there.
   bool exists() const;
@@ -48,6 +48,8 @@ class KeychainFolder {
 
  private:
   std::filesystem::path path_;
+  std::filesystem::path database_;
+  std::filesystem::path key_;
 };
 
 /// Refuses a file that is not a regular one of the user's own and private; `path` is for the message.

@@ -52,6 +52,21 @@ int waitForLock(void* patience, int waits) {
 
 }  // namespace
 
+// A transaction's own statements, compiled once: compiling them costs as much as reading an item.
+struct SQLiteDatabase::TransactionStatements {
+  explicit TransactionStatements(const SQLiteDatabase& database)
+      : begin(database, "BEGIN"),
+        // A writer takes its lock at the start, or two of them could each wait for the other.
+        beginWriting(database, "BEGIN IMMEDIATE"),
+        commit(database, "COMMIT"),
+        rollback(database, "ROLLBACK") {}
+
+  SQLiteStatement begin;
+  SQLiteStatement beginWriting;
+  SQLiteStatement commit;
+  SQLiteStatement rollback;
+};
+
 SQLiteDatabase::SQLiteDatabase(const std::filesystem::path& file, std::chrono::milliseconds patience) {
   sqlite3* opened = nullptr;
   const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW;
@@ -66,7 +81,11 @@ SQLiteDatabase::SQLiteDatabase(const std::filesystem::path& file, std::chrono::m
   sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+  transactions_ = std::make_unique<TransactionStatements>(*this);
 }
+
+SQLiteDatabase::SQLiteDatabase(SQLiteDatabase&&) noexcept = default;
+SQLiteDatabase::~SQLiteDatabase() = default;
 
 void SQLiteDatabase::execute(const std::string& sql) {
   if (const int code = sqlite3_exec(handle(), sql.c_str(), nullptr, nullptr, nullptr); code != SQLITE_OK)
@@ -141,16 +160,16 @@ std::span<const std::byte> SQLiteStatement::Run::bytes(int column) const {
 }
 
 SQLiteTransaction::SQLiteTransaction(SQLiteDatabase& database, Kind kind) : database_(database) {
-  // A writer takes its lock at the start, or two of them could each wait for the other.
-  database_.execute(kind == Kind::write ? "BEGIN IMMEDIATE" : "BEGIN");
+  const auto& statements = *database_.transactions_;
+  (kind == Kind::write ? statements.beginWriting : statements.begin).run().finish();
 }
 
 SQLiteTransaction::~SQLiteTransaction() {
-  if (open_) sqlite3_exec(database_.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+  if (open_) database_.transactions_->rollback.run().attempt();
 }
 
 void SQLiteTransaction::commit() {
-  database_.execute("COMMIT");
+  database_.transactions_->commit.run().finish();
   open_ = false;
 }
 

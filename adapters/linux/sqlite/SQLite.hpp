@@ -21,17 +21,22 @@ class SQLiteDatabase {
   /// Opens a file that is there already; symbolic links are refused. `patience` is how long a call may wait
   /// for another connection's lock.
   SQLiteDatabase(const std::filesystem::path& file, std::chrono::milliseconds patience);
+  SQLiteDatabase(SQLiteDatabase&&) noexcept;
+  ~SQLiteDatabase();
 
   sqlite3* handle() const noexcept { return database_.get(); }
   void execute(const std::string& sql);
   std::int64_t integer(const std::string& sql);
 
  private:
+  friend class SQLiteTransaction;
+  struct TransactionStatements;
   struct Closer {
     void operator()(sqlite3* database) const noexcept { sqlite3_close_v2(database); }
   };
   std::unique_ptr<std::chrono::milliseconds> patience_;  // SQLite keeps its address
   std::unique_ptr<sqlite3, Closer> database_;
+  std::unique_ptr<TransactionStatements> transactions_;
 };
 
 /// A statement, compiled once and run many times. It must go before its database.
@@ -56,6 +61,8 @@ class SQLiteStatement {
     /// Runs a statement that yields no rows; returns SQLite's extended result code instead of throwing when
     /// it is `tolerated`.
     int finish(int tolerated = SQLITE_DONE);
+    /// The same where a failure does not matter.
+    void attempt() noexcept { sqlite3_step(statement_); }
 
     std::int64_t integer(int column) const;
     std::optional<std::string> text(int column) const;
