@@ -26,14 +26,14 @@ class Printable {
 };
 
 /// One value of an error's user info: text, integer, real, boolean, dictionary, list, another error, or a
-/// printable. An immutable value; the larger kinds are shared between copies.
+/// printable. An immutable value; the larger kinds are shared between copies, so that copying never throws.
 class UserInfoValue {
  public:
   using List = std::vector<UserInfoValue>;
 
-  UserInfoValue(std::string text) : value_(std::move(text)) {}
-  UserInfoValue(std::string_view text) : value_(std::string(text)) {}
-  UserInfoValue(const char* text) : value_(std::string(text)) {}
+  UserInfoValue(std::string text) : value_(std::make_shared<const std::string>(std::move(text))) {}
+  UserInfoValue(std::string_view text) : UserInfoValue(std::string(text)) {}
+  UserInfoValue(const char* text) : UserInfoValue(std::string(text)) {}
   UserInfoValue(bool flag) : value_(flag) {}
   UserInfoValue(std::int64_t number) : value_(number) {}
   UserInfoValue(int number) : value_(std::int64_t{number}) {}
@@ -44,7 +44,7 @@ class UserInfoValue {
   UserInfoValue(std::shared_ptr<const Printable> printable) : value_(std::move(printable)) {}
 
   /// The text, or null when it is of another kind; likewise below.
-  const std::string* text() const { return std::get_if<std::string>(&value_); }
+  const std::string* text() const { return pointee<std::string>(); }
   const bool* boolean() const { return std::get_if<bool>(&value_); }
   const std::int64_t* integer() const { return std::get_if<std::int64_t>(&value_); }
   const double* real() const { return std::get_if<double>(&value_); }
@@ -63,8 +63,10 @@ class UserInfoValue {
     return shared ? shared->get() : nullptr;
   }
 
-  std::variant<std::string, bool, std::int64_t, double, std::shared_ptr<const UserInfo>,
-               std::shared_ptr<const List>, std::shared_ptr<const AnyError>, std::shared_ptr<const Printable>>
+  // No text by value: where copying one runs out of memory, g++ 12 destroys a variant that holds nothing.
+  std::variant<std::shared_ptr<const std::string>, bool, std::int64_t, double,
+               std::shared_ptr<const UserInfo>, std::shared_ptr<const List>, std::shared_ptr<const AnyError>,
+               std::shared_ptr<const Printable>>
       value_;
 };
 
