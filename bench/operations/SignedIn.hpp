@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Corvane/Corvane.hpp>
+#include <CorvaneLinux/HTTPLimits.hpp>
 
 #include <memory>
 #include <string>
@@ -11,7 +12,7 @@ namespace bench {
 /// with a session and without a sign-in.
 class SignedIn {
  public:
-  SignedIn(const std::string& url, const std::string& authorities);
+  SignedIn(const std::string& url, const std::string& authorities, const corvane::HTTPLimits& limits = {});
 
   std::shared_ptr<corvane::GoogleDriveAPIType> makeAPI(const std::string& email);
 

@@ -1,5 +1,6 @@
-// Usage: bench-many URL CA-FILE EMAIL OBJECTS at-once|one-by-one
-// API objects that each list all pages: all of them at the same time, or each on its own.
+// Usage: bench-many URL CA-FILE EMAIL OBJECTS at-once|one-by-one SECONDS
+// API objects that each list all pages: all of them at the same time, or each on its own. Connections are closed
+// after SECONDS without a request; what objects hold is told before and after that.
 #include "Operations.hpp"
 #include "SignedIn.hpp"
 
@@ -88,7 +89,8 @@ void oneByOne(bench::SignedIn& host, const std::string& email, std::size_t objec
               files, end.cpu - begin.cpu, end.wall - begin.wall);
 }
 
-void atOnce(bench::SignedIn& host, const std::string& email, std::size_t objects) {
+void atOnce(bench::SignedIn& host, const std::string& email, std::size_t objects,
+            std::chrono::seconds idleConnection) {
   std::vector<std::shared_ptr<corvane::GoogleDriveAPIType>> apis(objects);
   double heap = bench::heapInUse();
   for (auto& api : apis) api = host.makeAPI(email);
@@ -115,31 +117,36 @@ void atOnce(bench::SignedIn& host, const std::string& email, std::size_t objects
     for (const auto& listing : listings) files += listing->files();
   }
   const double idle = bench::heapInUse() - heap;
+  std::this_thread::sleep_for(idleConnection + std::chrono::seconds(1));
+  const double closed = bench::heapInUse() - heap;
   std::sort(times.begin(), times.end());
   std::printf(
       R"({"files": %zu, "cpu": %.3f, "wall": %.3f, "peak": %ld, "threads": %d, "unused": %.0f, "idle": %.0f, )"
+      R"("closed": %.0f, )"
       R"("median": %.3f, "slowest": %.3f})"
       "\n",
       files, end.cpu - begin.cpu, end.wall - begin.wall, bench::peakKiB(), mostThreads,
-      unused / static_cast<double>(objects), idle / static_cast<double>(objects), times[times.size() / 2],
-      times.back());
+      unused / static_cast<double>(objects), idle / static_cast<double>(objects),
+      closed / static_cast<double>(objects), times[times.size() / 2], times.back());
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-  if (count != 6) {
-    std::fputs("usage: bench-many URL CA-FILE EMAIL OBJECTS at-once|one-by-one\n", stderr);
+  if (count != 7) {
+    std::fputs("usage: bench-many URL CA-FILE EMAIL OBJECTS at-once|one-by-one SECONDS\n", stderr);
     return 2;
   }
   allowManyConnections();
   try {
-    bench::SignedIn host(arguments[1], arguments[2]);
+    corvane::HTTPLimits limits;
+    limits.idleConnection = std::chrono::seconds(std::stoul(arguments[6]));
+    bench::SignedIn host(arguments[1], arguments[2], limits);
     const std::string email = arguments[3];
     const std::size_t objects = std::stoul(arguments[4]);
     listAlone(host, email);  // threads, authorities and the keychain are there from now on
     if (std::string_view(arguments[5]) == "at-once")
-      atOnce(host, email, objects);
+      atOnce(host, email, objects, limits.idleConnection);
     else
       oneByOne(host, email, objects);
   } catch (const std::exception& error) {

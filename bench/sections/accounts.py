@@ -9,12 +9,12 @@ FILES = 5_000
 
 
 def run(bench):
-    objects, alone = (20, 5) if bench.brief else (1_000, 100)
+    objects, alone, idle = (20, 5, 1) if bench.brief else (1_000, 100, 10)
     with Server(bench, {EMAIL: FILES}) as server, Home() as home:
         home.sign_in(bench, server, EMAIL)
 
         def client(count, how):
-            program = [bench.program("bench-many"), server.url, server.ca, EMAIL, count, how]
+            program = [bench.program("bench-many"), server.url, server.ca, EMAIL, count, how, idle]
             result = bench.measure(program, **home.environment)
             return {**result, "each": result["cpu"] * 1000 / result["files"]}
 
@@ -28,6 +28,7 @@ def run(bench):
         ["threads at most", "", f"{max(value(many, 'threads'))}", ""],
         ["heap of an object that was never used, KiB", "", f"{median(value(many, 'unused')) / 1024:.1f}", ""],
         ["heap of an idle object with its connection, KiB", "", f"{median(value(many, 'idle')) / 1024:.1f}", ""],
+        [f"the same, {idle} s later, its connection closed, KiB", "", f"{median(value(many, 'closed')) / 1024:.1f}", ""],
         ["the slowest object's time to the median's", "", "",
          f"{median([result['slowest'] / result['median'] for result in many]):.2f}"],
         ["peak of the process, MiB", "", f"{median(value(many, 'peak')) / 1024:.0f}", ""]]
