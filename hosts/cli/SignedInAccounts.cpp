@@ -11,6 +11,14 @@
 namespace corvane::cli {
 namespace {
 
+std::string listed(const std::vector<GoogleDriveAccountModel>& accounts) {
+  std::string names;
+  for (const auto& account : accounts) names += (names.empty() ? "" : ", ") + account.userEmail();
+  return names;
+}
+
+}  // namespace
+
 std::vector<GoogleDriveAccountModel> storedAccounts(const Context& context) {
   try {
     return await(context.factory.makeAccountProvider()->getAccounts(), context.interrupt);
@@ -20,14 +28,6 @@ std::vector<GoogleDriveAccountModel> storedAccounts(const Context& context) {
     throw Failure::of(error, "read the accounts that are signed in", context.options.keychain);
   }
 }
-
-std::string listed(const std::vector<GoogleDriveAccountModel>& accounts) {
-  std::string names;
-  for (const auto& account : accounts) names += (names.empty() ? "" : ", ") + account.userEmail();
-  return names;
-}
-
-}  // namespace
 
 std::vector<GoogleDriveAccountModel> signedInAccounts(const Context& context) {
   auto accounts = storedAccounts(context);

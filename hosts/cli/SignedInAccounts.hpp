@@ -9,6 +9,9 @@
 
 namespace corvane::cli {
 
+/// The accounts that the keychain holds, in its order; none is no failure. Throws a Failure when it cannot be read.
+std::vector<GoogleDriveAccountModel> storedAccounts(const Context& context);
+
 /// The accounts that are signed in, by name. Throws a Failure when there is none.
 std::vector<GoogleDriveAccountModel> signedInAccounts(const Context& context);
 

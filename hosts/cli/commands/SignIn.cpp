@@ -3,6 +3,7 @@
 #include "../Failure.hpp"
 #include "../KeychainWords.hpp"
 #include "../Pending.hpp"
+#include "../SignedInAccounts.hpp"
 #include "../present/Escape.hpp"
 #include "../present/JSONLines.hpp"
 
@@ -58,6 +59,7 @@ GoogleDriveAccountModel signIn(const Context& context, std::chrono::milliseconds
 }  // namespace
 
 ExitCode run(const Context& context, const SignInOptions& options) {
+  storedAccounts(context);  // a keychain that cannot be had is told before the user goes through the consent
   const auto account = signIn(context, options.timeout);
   context.out.line(context.options.json ? jsonObject([&account](KeyedEncodingContainer& object) {
     object.encode(std::string_view(account.userEmail()), CodingKey("userEmail"));

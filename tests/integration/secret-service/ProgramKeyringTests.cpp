@@ -145,13 +145,22 @@ TEST_F(InFaultyKeyring, DismissedItSaysSoAndHowToGoOn) {
   EXPECT_EQ(keyring.calls("Delete"), 0);
 }
 
-TEST_F(InFaultyKeyring, ASignInWhoseSessionCannotBeKeptSaysWhy) {
+TEST_F(InFaultyKeyring, ASignInAsksForTheKeyringBeforeItSendsTheUserToThePage) {
   keyring.start("--locked --prompt dismiss");
+  const auto result = signIn("ada@example.com");
+  EXPECT_EQ(result.exitCode, 130);
+  EXPECT_EQ(result.output, "");
+  EXPECT_THAT(result.errors, AllOf(HasSubstr("locked"), HasSubstr("declined"), Not(HasSubstr(pageStart()))));
+  EXPECT_EQ(keyring.calls("Prompt"), 1);
+  EXPECT_TRUE(google.journal().entries().empty());
+}
+
+TEST_F(InFaultyKeyring, ASignInWhoseSessionCannotBeKeptSaysWhy) {
+  keyring.start("--lock-at CreateItem --prompt dismiss");
   const auto result = signIn("ada@example.com");
   EXPECT_NE(result.exitCode, 0);
   EXPECT_EQ(result.output, "");
-  EXPECT_THAT(result.errors, AllOf(HasSubstr("locked"), HasSubstr("declined")));
-  EXPECT_EQ(keyring.calls("Prompt"), 1);
+  EXPECT_THAT(result.errors, AllOf(HasSubstr("locked"), HasSubstr("--keychain file")));
 }
 
 TEST_F(InFaultyKeyring, UnreachableItNamesBothWaysOut) {
