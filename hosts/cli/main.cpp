@@ -10,6 +10,7 @@
 #include <CorvaneLinux/LinuxPlatform.hpp>
 #include <CorvaneLinux/SystemPresenter.hpp>
 
+#include <malloc.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -84,6 +85,16 @@ ExitCode runCommand(const Options& options, Interrupt& interrupt, Output& out) {
   return std::visit([&context](const auto& command) { return run(context, command); }, options.command);
 }
 
+/// One heap for all threads, and a mapping of its own for each large block: glibc's defaults keep two megabytes more of
+/// a long listing's pages, and save no time by it.
+void keepHeapSmall() {
+#ifdef __GLIBC__
+  mallopt(M_ARENA_MAX, 1);
+  mallopt(M_MMAP_THRESHOLD, 256 << 10);
+  mallopt(M_TRIM_THRESHOLD, 2 << 20);
+#endif
+}
+
 ExitCode runProgram(int argc, const char* const* argv) {
   Interrupt interrupt;  // before anything that starts threads
   Output out(STDOUT_FILENO, interrupt.descriptor());
@@ -116,6 +127,7 @@ ExitCode runProgram(int argc, const char* const* argv) {
 }  // namespace corvane::cli
 
 int main(int argc, char** argv) {
+  corvane::cli::keepHeapSmall();
   std::signal(SIGPIPE, SIG_IGN);
   try {
     return static_cast<int>(corvane::cli::runProgram(argc, argv));
