@@ -11,7 +11,8 @@ constexpr std::size_t maximumSize = 256u << 10;
 }
 
 std::optional<SecretJSON> parseSecretObject(std::string_view text) {
-  if (text.size() > maximumSize) return std::nullopt;
+  // The library takes a NUL for the document's end and would not look at what follows.
+  if (text.size() > maximumSize || text.find('\0') != std::string_view::npos) return std::nullopt;
   std::set<SecretString> names;
   const auto firstOfItsName = [&names](int depth, SecretJSON::parse_event_t event, SecretJSON& parsed) {
     if (depth != 2 || event != SecretJSON::parse_event_t::key) return true;

@@ -88,6 +88,12 @@ TEST(TokenResponse, WhatIsNoObjectIsRefused) {
     EXPECT_EQ(parse(text).error(), "it is not a JSON object");
 }
 
+TEST(TokenResponse, NothingMayFollowTheObject) {
+  using namespace std::string_literals;
+  for (const auto& rest : {",\"x\""s, "]"s, ",\"x\"]"s, "\0"s, ",\"x\"]\0rest"s})
+    EXPECT_EQ(parse(goodTokens("x").dump() + rest).error(), "it is not a JSON object") << rest;
+}
+
 TEST(TokenResponse, MissingMembersAreEmptyAndAnEmptyScopeGrantsNothing) {
   const auto response = parse(R"({"access_token":"t","token_type":"Bearer"})");
   ASSERT_TRUE(response);
