@@ -19,7 +19,7 @@ constexpr const char* synchronizableAttribute = "synchronizable";
 constexpr const char* accessibleAttribute = "accessible";
 constexpr const char* dataProtectionAttribute = "data-protection";
 
-// D-Bus carries no text with a zero byte or broken UTF-8 (D-Bus Specification, "Basic types"). The few that are such,
+// D-Bus carries no text with a zero byte or broken UTF-8 (dbus.freedesktop.org, "Basic types"). The few that are such,
 // or that look like this form, are written in it.
 constexpr std::string_view hexMark = "hex:";
 constexpr std::string_view hexDigits = "0123456789abcdef";
