@@ -185,11 +185,13 @@ TEST_F(BrowserSignIn, BrowserThatIsClosedWhileTheHostCancelsLeavesNothingBehind)
   const auto gate = std::make_shared<emulator::Gate>();
   google.faults().add("token", emulator::Fault::held(gate));
   auto signIn = start();
-  browser.open(signIn.page);
-  browser.clickLater("#allow");  // the way back is answered only once the code has been exchanged
+  // The way back is answered only once the code has been exchanged: nothing here may wait for a page.
+  Chromium leaving(driver, folder.path() / "leaving", PageLoad::notAwaited);
+  leaving.open(signIn.page);
+  leaving.click("#allow");
   ASSERT_TRUE(gate->waitUntilReached());
   {
-    const std::jthread closing([this] { browser.close(); });
+    const std::jthread closing([&leaving] { leaving.close(); });
     signIn.subscription.cancel();
   }
   gate->open();

@@ -114,15 +114,27 @@ json ChromeDriver::send(const std::string& method, const std::string& path, cons
   return value;
 }
 
-Chromium::Chromium(const ChromeDriver& driver, const std::filesystem::path& profile) : driver_(driver) {
+Chromium::Chromium(const ChromeDriver& driver, const std::filesystem::path& profile, PageLoad pageLoad)
+    : driver_(driver) {
   const json options = {{"args",
                          {"--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
                           "--disable-background-networking", "--disable-component-update", "--disable-sync",
                           "--disable-dev-shm-usage", "--no-proxy-server",
                           "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1", "--window-size=900,760",
                           "--user-data-dir=" + profile.string()}}};
-  const json wanted = {{"browserName", "chrome"}, {"goog:chromeOptions", options}};
+  const json wanted = {{"browserName", "chrome"},
+                       {"goog:chromeOptions", options},
+                       {"pageLoadStrategy", pageLoad == PageLoad::awaited ? "normal" : "none"},
+                       {"timeouts", {{"implicit", 10'000}, {"pageLoad", 30'000}}}};
   session_ = driver_.send("POST", "/session", {{"capabilities", {{"alwaysMatch", wanted}}}}).at("sessionId");
+}
+
+Chromium::~Chromium() {
+  try {
+    close();
+  } catch (const std::exception&) {
+    // A destructor that throws would end all tests.
+  }
 }
 
 void Chromium::close() {
@@ -161,12 +173,6 @@ void Chromium::reload() const {
 
 void Chromium::click(const std::string& selector) const {
   post(element(selector) + "/click");
-}
-
-void Chromium::clickLater(const std::string& selector) const {
-  post("/execute/sync",
-       {{"script", "const wanted = document.querySelector(arguments[0]); setTimeout(() => wanted.click())"},
-        {"args", json::array({selector})}});
 }
 
 bool Chromium::isTicked(const std::string& selector) const {

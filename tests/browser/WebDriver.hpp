@@ -27,11 +27,15 @@ class ChromeDriver {
   std::string baseURL_;
 };
 
+/// Whether a command waits for the page that it leads to.
+enum class PageLoad { awaited, notAwaited };
+
 /// A headless Chromium without any past, which reaches nothing but this computer.
 class Chromium {
  public:
-  Chromium(const ChromeDriver& driver, const std::filesystem::path& profile);
-  ~Chromium() { close(); }
+  Chromium(const ChromeDriver& driver, const std::filesystem::path& profile,
+           PageLoad pageLoad = PageLoad::awaited);
+  ~Chromium();
   Chromium(const Chromium&) = delete;
   Chromium& operator=(const Chromium&) = delete;
 
@@ -39,8 +43,6 @@ class Chromium {
   void open(const std::string& url) const;
   void reload() const;
   void click(const std::string& selector) const;
-  /// The same without waiting for the page that it leads to, which loads once the test lets it.
-  void clickLater(const std::string& selector) const;
   bool isTicked(const std::string& selector) const;
   std::string text(const std::string& selector = "body") const;
   std::string style(const std::string& selector, const std::string& property) const;
