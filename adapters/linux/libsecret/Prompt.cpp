@@ -64,20 +64,35 @@ void takeBack(ReplyLoop& loop, const BusPeer& service, const std::string& path) 
   }
 }
 
+/// Leaves word for a service that did not say whether it shows the prompt, and may show it later to nobody.
+void callOff(ReplyLoop& loop, const BusPeer& service, const std::string& path) {
+  g_dbus_connection_call(service.connection, service.name.c_str(), path.c_str(), promptInterface, "Dismiss",
+                         nullptr, nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, nullptr, nullptr, nullptr);
+  const auto sent = loop.await([&](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
+    g_dbus_connection_flush(service.connection, cancellable, callback, data);
+  });
+  g_dbus_connection_flush_finish(service.connection, sent.get(), nullptr);
+}
+
 }  // namespace
 
 GVariantPointer showPrompt(ReplyLoop& loop, const BusPeer& service, const std::string& path,
                            std::chrono::milliseconds limit) {
   PromptWatch watch(service, path);
   constexpr const char* noParentWindow = "";
-  reply(loop, service, {path, promptInterface, "Prompt", g_variant_new("(s)", noParentWindow), "()"});
+  try {
+    reply(loop, service, {path, promptInterface, "Prompt", g_variant_new("(s)", noParentWindow), "()"});
+  } catch (const KeychainProblem&) {
+    callOff(loop, service, path);
+    throw;
+  }
   loop.waitUntil([&watch] { return watch.isOver(); }, limit);
   if (!watch.isOver()) {
     takeBack(loop, service, path);
     throw KeychainProblem(errSecInteractionNotAllowed,
                           "The keyring's prompt was not answered in time; unlock the keyring and try again.");
   }
-  if (watch.isGone) throw unreachable("The keyring service ended while it showed a prompt.");
+  if (!watch.isCompleted) throw unreachable("The keyring service ended while it showed a prompt.");
   if (watch.isDismissed)
     throw KeychainProblem(errSecUserCanceled, "The keyring's prompt was dismissed; try again and answer it.");
   return std::move(watch.result);

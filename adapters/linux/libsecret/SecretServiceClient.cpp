@@ -25,34 +25,32 @@ constexpr const char* sessionCollection = "/org/freedesktop/secrets/collection/s
 
 // Stands where there is no prompt (Secret Service API, "Prompts and Prompting").
 constexpr std::string_view noPrompt = "/";
+constexpr std::string_view noCollection = "/";
 
-GHashTablePointer table(const ItemAttributes& attributes) {
-  GHashTablePointer result(g_hash_table_new_full(g_str_hash, g_str_equal, g_free, g_free));
-  for (const auto& [name, value] : attributes)
-    g_hash_table_insert(result.get(), g_strdup(name.c_str()), g_strdup(value.c_str()));
-  return result;
-}
-
-ItemAttributes attributesOf(SecretItem* item) {
-  const GHashTablePointer found(secret_item_get_attributes(item));
-  ItemAttributes attributes;
-  if (!found) return attributes;  // a service that keeps them to itself
-  GHashTableIter iterator;
-  g_hash_table_iter_init(&iterator, found.get());
-  for (gpointer name, value; g_hash_table_iter_next(&iterator, &name, &value);)
-    attributes.emplace(static_cast<const char*>(name), static_cast<const char*>(value));
-  return attributes;
-}
-
-GVariant* itemProperties(const std::string& label, const ItemAttributes& attributes) {
+GVariant* textsOf(const ItemAttributes& attributes) {
   GVariantBuilder texts;
   g_variant_builder_init(&texts, G_VARIANT_TYPE("a{ss}"));
   for (const auto& [name, value] : attributes)
     g_variant_builder_add(&texts, "{ss}", name.c_str(), value.c_str());
+  return g_variant_builder_end(&texts);
+}
+
+ItemAttributes attributesIn(GVariant* texts) {
+  ItemAttributes attributes;
+  if (!g_variant_is_of_type(texts, G_VARIANT_TYPE("a{ss}"))) return attributes;
+  GVariantIter iterator;
+  g_variant_iter_init(&iterator, texts);
+  const char* name = nullptr;
+  for (const char* value = nullptr; g_variant_iter_next(&iterator, "{&s&s}", &name, &value);)
+    attributes.emplace(name, value);
+  return attributes;
+}
+
+GVariant* itemProperties(const std::string& label, const ItemAttributes& attributes) {
   GVariantBuilder properties;
   g_variant_builder_init(&properties, G_VARIANT_TYPE("a{sv}"));
   g_variant_builder_add(&properties, "{sv}", labelProperty, g_variant_new_string(label.c_str()));
-  g_variant_builder_add(&properties, "{sv}", attributesProperty, g_variant_builder_end(&texts));
+  g_variant_builder_add(&properties, "{sv}", attributesProperty, textsOf(attributes));
   return g_variant_builder_end(&properties);
 }
 
@@ -60,6 +58,54 @@ struct SecretValueUnref {
   void operator()(SecretValue* value) const noexcept { secret_value_unref(value); }
 };
 using SecretValuePointer = std::unique_ptr<SecretValue, SecretValueUnref>;
+
+BusCall propertyCall(const std::string& path, const char* interface, const char* property) {
+  return {path, "org.freedesktop.DBus.Properties", "Get", g_variant_new("(ss)", interface, property), "(v)"};
+}
+
+GVariantPointer property(const GVariantPointer& answer) {
+  GVariant* value = nullptr;
+  g_variant_get(answer.get(), "(v)", &value);
+  return GVariantPointer(value);
+}
+
+bool isTrue(const GVariantPointer& answer) {
+  const auto value = property(answer);
+  return g_variant_is_of_type(value.get(), G_VARIANT_TYPE_BOOLEAN) && g_variant_get_boolean(value.get());
+}
+
+GVariant* onePath(const std::string& path) {
+  const char* const paths[] = {path.c_str()};
+  return g_variant_new_objv(paths, 1);
+}
+
+BusCall defaultCollectionCall() {
+  return {servicePath, serviceInterface, "ReadAlias", g_variant_new("(s)", SECRET_COLLECTION_DEFAULT), "(o)"};
+}
+
+KeychainProblem noDefaultCollection() {
+  return unreachable("The keyring service has no default keyring.");
+}
+
+std::string defaultCollectionIn(BusAnswer answer) {
+  const auto value = valueOf(std::move(answer));
+  const char* path = nullptr;
+  g_variant_get(value.get(), "(&o)", &path);
+  if (std::string_view(path) == noCollection || std::string_view(path) == sessionCollection)
+    throw noDefaultCollection();
+  return path;
+}
+
+BusCall searchCall(const std::string& collection, const ItemAttributes& attributes) {
+  return {collection, collectionInterface, "SearchItems", g_variant_new("(@a{ss})", textsOf(attributes)),
+          "(ao)"};
+}
+
+std::vector<std::string> pathsIn(const GVariantPointer& answer) {
+  char** paths = nullptr;
+  g_variant_get(answer.get(), "(^ao)", &paths);
+  return takeTexts(paths);
+}
 
 bool mentions(GVariant* paths, const std::string& path) {
   if (!g_variant_is_of_type(paths, G_VARIANT_TYPE_OBJECT_PATH_ARRAY)) return false;
@@ -79,15 +125,25 @@ KeychainProblem stillLocked() {
 
 SecretServiceClient::SecretServiceClient(const SecretServiceLimits& limits)
     : limits_(limits), loop_(limits.reply) {
+  const ReplyLoop::Turn turn(loop_);
   connect();
   findService();
   open();
+}
+
+bool SecretServiceClient::resume() {
+  isCommitted_ = false;
+  loop_.catchUp();
+  const GTextPointer owner(g_dbus_proxy_get_name_owner(G_DBUS_PROXY(service_.get())));
+  return !g_dbus_connection_is_closed(connection_.get()) && owner && owner.get() == peer_.name &&
+         sessionBusAddress() == address_;
 }
 
 void SecretServiceClient::connect() {
   const auto address = sessionBusAddress();
   if (!address)
     throw unreachable("There is no session bus (neither DBUS_SESSION_BUS_ADDRESS nor $XDG_RUNTIME_DIR/bus).");
+  address_ = *address;
   const auto result =
       loop_.await([&](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
         const SignalsBlocked blocked;  // GLib starts its threads here
@@ -124,72 +180,38 @@ void SecretServiceClient::findService() {
 void SecretServiceClient::open() {
   const auto result =
       loop_.await([&](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
+        // Nobody would handle other signals between two calls.
         g_async_initable_new_async(privateServiceType(), G_PRIORITY_DEFAULT, cancellable, callback, data,
-                                   "g-connection", connection_.get(), nullptr);
+                                   "g-connection", connection_.get(), "g-flags",
+                                   G_DBUS_PROXY_FLAGS_DO_NOT_CONNECT_SIGNALS, nullptr);
       });
   GError* error = nullptr;
   const GObjectPointer<GObject> source(g_async_result_get_source_object(result.get()));
   service_.reset(reinterpret_cast<SecretService*>(
       g_async_initable_new_finish(G_ASYNC_INITABLE(source.get()), result.get(), &error)));
-  if (error) throw problemOf(error);
+  if (error) raise(error);
 }
 
 void SecretServiceClient::ensureSession() {
+  if (secret_service_get_session_dbus_path(service_.get())) return;
   const auto result =
       loop_.await([&](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
         secret_service_ensure_session(service_.get(), cancellable, callback, data);
       });
   GError* error = nullptr;
   secret_service_ensure_session_finish(service_.get(), result.get(), &error);
-  if (error) throw problemOf(error);
-}
-
-std::string SecretServiceClient::defaultCollectionPath() {
-  const auto result =
-      loop_.await([&](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
-        secret_service_read_alias_dbus_path(service_.get(), SECRET_COLLECTION_DEFAULT, cancellable, callback,
-                                            data);
-      });
-  GError* error = nullptr;
-  const GTextPointer path(secret_service_read_alias_dbus_path_finish(service_.get(), result.get(), &error));
-  if (error) throw problemOf(error);
-  if (!path || std::string_view(path.get()) == sessionCollection)
-    throw unreachable("The keyring service has no default keyring.");
-  return path.get();
-}
-
-void SecretServiceClient::loadCollection(const std::string& path) {
-  const auto result =
-      loop_.await([&](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
-        secret_collection_new_for_dbus_path(service_.get(), path.c_str(), SECRET_COLLECTION_NONE, cancellable,
-                                            callback, data);
-      });
-  GError* error = nullptr;
-  collection_.reset(secret_collection_new_for_dbus_path_finish(result.get(), &error));
-  if (!error) return;
-  // A fresh account's default is the name of a keyring that was never made.
-  if (!tellsOfMissingObject(*error)) throw problemOf(error);
-  g_error_free(error);
-  throw unreachable("The keyring service has no default keyring.");
-}
-
-void SecretServiceClient::openDefaultCollection() {
-  const auto path = defaultCollectionPath();
-  loadCollection(path);
-  // A locked collection may show its items only in part, so that nothing found in it would mean nothing.
-  if (secret_collection_get_locked(collection_.get())) unlock(path);
+  if (error) raise(error);
 }
 
 GVariantPointer SecretServiceClient::answerOf(const char* prompt) {
   if (prompt == noPrompt) return nullptr;
+  isCommitted_ = true;
   return showPrompt(loop_, peer_, prompt, limits_.prompt);
 }
 
 void SecretServiceClient::unlock(const std::string& path) {
-  const char* const paths[] = {path.c_str()};
-  const auto answer = reply(loop_, peer_,
-                            {servicePath, serviceInterface, "Unlock",
-                             g_variant_new("(@ao)", g_variant_new_objv(paths, 1)), "(aoo)"});
+  const auto answer = reply(
+      loop_, peer_, {servicePath, serviceInterface, "Unlock", g_variant_new("(@ao)", onePath(path)), "(aoo)"});
   GVariant* unlocked = nullptr;
   const char* prompt = nullptr;
   g_variant_get(answer.get(), "(@ao&o)", &unlocked, &prompt);
@@ -199,62 +221,86 @@ void SecretServiceClient::unlock(const std::string& path) {
 }
 
 std::vector<std::string> SecretServiceClient::pathsWith(const ItemAttributes& attributes) {
-  const auto wanted = table(attributes);
-  const auto result =
-      loop_.await([&](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
-        secret_collection_search_for_dbus_paths(collection_.get(), nullptr, wanted.get(), cancellable,
-                                                callback, data);
-      });
-  GError* error = nullptr;
-  char** paths = secret_collection_search_for_dbus_paths_finish(collection_.get(), result.get(), &error);
-  if (error) throw problemOf(error);
-  return takeTexts(paths);
+  std::string collection;  // known and no other by now
+  std::vector<BusAnswer> found;
+  for (int round = 0; round < 2 && collection != collection_; ++round) {}
+  return {};
 }
 
-std::optional<FoundItem> SecretServiceClient::itemAt(const std::string& path) {
-  const auto result =
-      loop_.await([&](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
-        secret_item_new_for_dbus_path(service_.get(), path.c_str(), SECRET_ITEM_NONE, cancellable, callback,
-                                      data);
-      });
-  GError* error = nullptr;
-  const GObjectPointer<SecretItem> item(secret_item_new_for_dbus_path_finish(result.get(), &error));
-  if (!error) return FoundItem{path, attributesOf(item.get()), secret_item_get_locked(item.get()) == TRUE};
-  if (!tellsOfMissingObject(*error)) throw problemOf(error);
-  g_error_free(error);
-  return std::nullopt;
-}
-
-std::vector<FoundItem> SecretServiceClient::search(const ItemAttributes& attributes) {
+std::vector<FoundItem> SecretServiceClient::search(const ItemAttributes& attributes, Wanted wanted) {
+  const auto paths = pathsWith(attributes);
+  if (paths.empty()) return {};
+  std::vector<BusCall> calls;
+  for (const auto& path : paths) calls.push_back(propertyCall(path, itemInterface, "Attributes"));
+  const bool takesSecret = wanted == Wanted::secretToo && paths.size() == 1;
+  if (takesSecret) {
+    ensureSession();
+    calls.push_back(secretCall(paths.front()));
+  }
+  auto found = answers(loop_, peer_, calls);
   std::vector<FoundItem> items;
-  for (const auto& path : pathsWith(attributes))
-    if (auto item = itemAt(path)) items.push_back(std::move(*item));
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    if (found[i].error && tellsOfMissingProperty(*found[i].error)) continue;  // shows nothing of itself
+    if (const auto texts = valueIfThere(std::move(found[i])))
+      items.push_back({paths[i], attributesIn(property(texts).get()), std::nullopt});
+  }
+  if (takesSecret && !items.empty()) items.front().secret = secretIn(found.back());
   return items;
 }
 
+BusCall SecretServiceClient::secretCall(const std::string& path) {
+  const char* const session = secret_service_get_session_dbus_path(service_.get());
+  return {servicePath, serviceInterface, "GetSecrets", g_variant_new("(@aoo)", onePath(path), session),
+          "(a{o(oayays)})"};
+}
+
+std::optional<Data> SecretServiceClient::secretIn(const BusAnswer& answer) {
+  if (!answer.value) return std::nullopt;
+  const GVariantPointer secrets(g_variant_get_child_value(answer.value.get(), 0));
+  if (g_variant_n_children(secrets.get()) == 0) return std::nullopt;
+  const GVariantPointer entry(g_variant_get_child_value(secrets.get(), 0));
+  const GVariantPointer encrypted(g_variant_get_child_value(entry.get(), 1));
+  const SecretValuePointer value(secret_service_decode_dbus_secret(service_.get(), encrypted.get()));
+  if (!value) return std::nullopt;
+  gsize size = 0;
+  const auto* bytes = reinterpret_cast<const std::byte*>(secret_value_get(value.get(), &size));
+  return Data(bytes, bytes + size);
+}
+
+std::optional<bool> SecretServiceClient::isLocked(const std::string& item) {
+  const auto answer = replyIfThere(loop_, peer_, propertyCall(item, itemInterface, "Locked"));
+  if (!answer) return std::nullopt;
+  return isTrue(answer);
+}
+
 std::optional<Data> SecretServiceClient::secret(const FoundItem& item) {
-  if (item.isLocked) unlock(item.path);
+  if (item.secret) return item.secret;
   ensureSession();
-  const auto result = loop_.await([&](GCancellable* cancellable, GAsyncReadyCallback callback,
-                                      gpointer data) {
-    secret_service_get_secret_for_dbus_path(service_.get(), item.path.c_str(), cancellable, callback, data);
-  });
-  GError* error = nullptr;
-  const SecretValuePointer value(
-      secret_service_get_secret_for_dbus_path_finish(service_.get(), result.get(), &error));
-  if (error && !tellsOfMissingObject(*error)) throw problemOf(error);
-  g_clear_error(&error);
-  if (value) {
-    gsize size = 0;
-    const auto* bytes = reinterpret_cast<const std::byte*>(secret_value_get(value.get(), &size));
-    return Data(bytes, bytes + size);
+  const auto ask = [&] {
+    auto answer = std::move(answers(loop_, peer_, {secretCall(item.path)}).front());
+    auto secret = secretIn(answer);
+    if (!secret) valueIfThere(std::move(answer));  // for its error
+    return secret;
+  };
+  if (auto secret = ask()) return secret;
+  // Locked and missing items are left out of the answer.
+  auto locked = isLocked(item.path);
+  if (locked == true) {
+    unlock(item.path);
+    if (auto secret = ask()) return secret;
+    locked = isLocked(item.path);
   }
-  // Locked and missing items are left out of the answer; what cannot be decrypted libsecret leaves out too.
-  const auto still = itemAt(item.path);
-  if (!still) return std::nullopt;
-  if (still->isLocked) throw stillLocked();
+  if (!locked) return std::nullopt;
+  if (*locked) throw stillLocked();
   throw KeychainProblem(errSecDecode,
                         "The keyring service gave a secret that cannot be decrypted; it was left alone.");
+}
+
+BusAnswer SecretServiceClient::write(const BusCall& call) {
+  const bool before = std::exchange(isCommitted_, true);
+  auto answer = std::move(answers(loop_, peer_, {call}).front());
+  if (answer.error && tellsOfStranger(*answer.error)) isCommitted_ = before;
+  return answer;
 }
 
 void SecretServiceClient::create(const std::string& label, const ItemAttributes& attributes,
@@ -266,19 +312,17 @@ void SecretServiceClient::create(const std::string& label, const ItemAttributes&
   const GVariantPointer encrypted(
       g_variant_ref_sink(secret_service_encode_dbus_secret(service_.get(), value.get())));
   constexpr gboolean replace = FALSE;
-  const std::string path = g_dbus_proxy_get_object_path(G_DBUS_PROXY(collection_.get()));
-  const auto answer =
-      reply(loop_, peer_,
-            {path, collectionInterface, "CreateItem",
+  const auto answer = valueOf(
+      write({collection_, collectionInterface, "CreateItem",
              g_variant_new("(@a{sv}@(oayays)b)", itemProperties(label, attributes), encrypted.get(), replace),
-             "(oo)"});
+             "(oo)"}));
   const char* prompt = nullptr;
   g_variant_get(answer.get(), "(&o&o)", nullptr, &prompt);
   answerOf(prompt);
 }
 
 bool SecretServiceClient::remove(const FoundItem& item) {
-  const auto answer = replyIfThere(loop_, peer_, {item.path, itemInterface, "Delete", nullptr, "(o)"});
+  const auto answer = valueIfThere(write({item.path, itemInterface, "Delete", nullptr, "(o)"}));
   if (!answer) return false;
   const char* prompt = nullptr;
   g_variant_get(answer.get(), "(&o)", &prompt);

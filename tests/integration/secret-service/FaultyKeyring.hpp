@@ -40,6 +40,7 @@ class FaultyKeyring {
 
   /// The daemon is there, but does nothing any more.
   void freeze() { session.run("kill -STOP " + process_); }
+  void thaw() { session.run("kill -CONT " + process_); }
 
   void lock() {
     session.run(

@@ -27,6 +27,13 @@ TEST_F(Items, OneThatVanishesMeanwhileIsMissing) {
   EXPECT_EQ(remove(keychain(), "ada"), errSecItemNotFound);
 }
 
+TEST_F(Items, OneThatTheServiceCannotRemoveIsNotTakenForMissing) {
+  start("--unknown-at Delete");
+  ASSERT_EQ(add(keychain(), "ada"), errSecSuccess);
+  EXPECT_EQ(remove(keychain(), "ada"), errSecNotAvailable);
+  EXPECT_EQ(read(keychain(), "ada"), errSecSuccess);
+}
+
 TEST_F(Items, OneThatIsLockedMeanwhileIsLockedAndNotMissing) {
   start("--lock-at GetSecrets");
   ASSERT_EQ(add(keychain(), "ada"), errSecSuccess);

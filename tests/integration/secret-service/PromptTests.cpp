@@ -70,6 +70,15 @@ TEST_F(Prompts, AServiceThatFreezesInsteadOfShowingOneIsGivenUpAsFrozen) {
   EXPECT_EQ(read(keychain(impatientForReplies()), "ada"), errSecNotAvailable);
 }
 
+TEST_F(Prompts, OneThatAFrozenServiceMayYetShowIsCalledOff) {
+  startLocked("--prompt wait --freeze-at Prompt");
+  EXPECT_EQ(read(keychain(impatientForReplies()), "ada"), errSecNotAvailable);
+  EXPECT_EQ(calls("Dismiss"), 0);
+  thaw();
+  waitFor("Dismiss");
+  EXPECT_EQ(calls("Dismiss"), 1);
+}
+
 TEST_F(Prompts, ADismissedOneRemovesNothing) {
   startLocked("--prompt dismiss");
   EXPECT_EQ(remove(keychain(), "ada"), errSecUserCanceled);
