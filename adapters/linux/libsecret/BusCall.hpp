@@ -3,6 +3,7 @@
 #include "ReplyLoop.hpp"
 
 #include <string>
+#include <vector>
 
 namespace corvane {
 
@@ -20,6 +21,22 @@ struct BusCall {
   GVariant* arguments;    // floating references are taken
   const char* replyType;  // a D-Bus signature
 };
+
+/// What a call brought: one of the two.
+struct BusAnswer {
+  GVariantPointer value;
+  GErrorPointer error;
+};
+
+/// Makes D-Bus calls that do not depend on each other, all before the first answer, so that they cost one wait. The
+/// service gets them in this order.
+std::vector<BusAnswer> answers(ReplyLoop& loop, const BusPeer& peer, const std::vector<BusCall>& calls);
+
+/// The answer's value. Throws KeychainProblem if it is an error.
+GVariantPointer valueOf(BusAnswer answer);
+
+/// The same for calls to an object that may be gone, which gives nothing.
+GVariantPointer valueIfThere(BusAnswer answer);
 
 /// Makes a D-Bus call and waits for the reply. Throws KeychainProblem.
 GVariantPointer reply(ReplyLoop& loop, const BusPeer& peer, const BusCall& call);

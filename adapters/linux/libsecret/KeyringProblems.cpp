@@ -30,6 +30,12 @@ bool tellsOfRefusal(const GError& error) {
          isOneOf(error, G_IO_ERROR, {G_IO_ERROR_PERMISSION_DENIED});
 }
 
+bool tellsOfClosedBus(const GError& error) {
+  return isOneOf(error, G_IO_ERROR,
+                 {G_IO_ERROR_CLOSED, G_IO_ERROR_BROKEN_PIPE, G_IO_ERROR_CONNECTION_CLOSED}) ||
+         isOneOf(error, G_DBUS_ERROR, {G_DBUS_ERROR_DISCONNECTED});
+}
+
 std::string textOf(GError& error) {
   g_dbus_error_strip_remote_error(&error);
   return error.message;
@@ -44,8 +50,9 @@ KeychainProblem unreachable(const std::string& what) {
               "the encrypted file instead (KeychainBackend::encryptedFile)."};
 }
 
-KeychainProblem problemOf(GError* taken) {
-  const GErrorPointer error(taken);
+namespace {
+
+KeychainProblem problemOf(GError* error) {
   if (isOneOf(*error, G_IO_ERROR, {G_IO_ERROR_CANCELLED, G_IO_ERROR_TIMED_OUT}))
     return unreachable("The keyring service does not answer.");
   if (isOneOf(*error, G_DBUS_ERROR, {G_DBUS_ERROR_NO_REPLY}))
@@ -61,10 +68,28 @@ KeychainProblem problemOf(GError* taken) {
   return unreachable("The keyring service failed: " + textOf(*error) + ".");
 }
 
+}  // namespace
+
+void raise(GError* taken) {
+  const GErrorPointer error(taken);
+  if (tellsOfStranger(*error) || tellsOfClosedBus(*error)) throw ConversationLost(problemOf(taken));
+  throw problemOf(taken);
+}
+
+// The bus says so of a service that ended, the service of a session that it does not know.
+bool tellsOfStranger(const GError& error) {
+  return isOneOf(error, G_DBUS_ERROR, {G_DBUS_ERROR_SERVICE_UNKNOWN, G_DBUS_ERROR_NAME_HAS_NO_OWNER}) ||
+         remoteName(error) == "org.freedesktop.Secret.Error.NoSession";
+}
+
 bool tellsOfMissingObject(const GError& error) {
   return isOneOf(error, SECRET_ERROR, {SECRET_ERROR_NO_SUCH_OBJECT}) ||
          isOneOf(error, G_DBUS_ERROR, {G_DBUS_ERROR_UNKNOWN_OBJECT, G_DBUS_ERROR_UNKNOWN_METHOD}) ||
          remoteName(error) == "org.freedesktop.Secret.Error.NoSuchObject";
+}
+
+bool tellsOfMissingProperty(const GError& error) {
+  return isOneOf(error, G_DBUS_ERROR, {G_DBUS_ERROR_UNKNOWN_PROPERTY, G_DBUS_ERROR_INVALID_ARGS});
 }
 
 }  // namespace corvane

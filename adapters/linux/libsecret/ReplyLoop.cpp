@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace corvane {
 namespace {
@@ -23,26 +24,32 @@ guint milliseconds(std::chrono::milliseconds limit) {
 }  // namespace
 
 ReplyLoop::ReplyLoop(std::chrono::milliseconds replyLimit)
-    : context_(g_main_context_new()), replyLimit_(replyLimit) {
-  g_main_context_push_thread_default(context_);
-}
+    : context_(g_main_context_new()), replyLimit_(replyLimit) {}
 
 ReplyLoop::~ReplyLoop() {
   // GLib frees what belonged to dropped subscriptions in the loop they were made in.
-  while (g_main_context_iteration(context_, FALSE)) continue;
-  g_main_context_pop_thread_default(context_);
+  catchUp();
   g_main_context_unref(context_);
 }
 
-GObjectPointer<GAsyncResult> ReplyLoop::await(const Begin& begin) {
+ReplyLoop::Result ReplyLoop::await(const Begin& begin) {
+  return std::move(awaitAll({begin}).front());
+}
+
+std::vector<ReplyLoop::Result> ReplyLoop::awaitAll(const std::vector<Begin>& calls) {
   const GObjectPointer<GCancellable> cancellable(g_cancellable_new());
-  GObjectPointer<GAsyncResult> result;
-  begin(cancellable.get(), keepResult, &result);
-  if (!waitUntil([&result] { return result != nullptr; }, replyLimit_)) {
+  std::vector<Result> results(calls.size());
+  for (std::size_t i = 0; i < calls.size(); ++i) calls[i](cancellable.get(), keepResult, &results[i]);
+
+  const auto missing = [&results] {
+    return std::ranges::count_if(results, [](const Result& result) { return !result; });
+  };
+  for (auto before = missing(); before > 0; before = missing()) {
+    if (waitUntil([&] { return missing() < before; }, replyLimit_)) continue;
     g_cancellable_cancel(cancellable.get());
-    while (!result) g_main_context_iteration(context_, TRUE);
+    while (missing() > 0) g_main_context_iteration(context_, TRUE);
   }
-  return result;
+  return results;
 }
 
 bool ReplyLoop::waitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit) {
@@ -54,6 +61,10 @@ bool ReplyLoop::waitUntil(const std::function<bool()>& done, std::chrono::millis
   g_source_destroy(timer);
   g_source_unref(timer);
   return done();
+}
+
+void ReplyLoop::catchUp() {
+  while (g_main_context_iteration(context_, FALSE)) continue;
 }
 
 }  // namespace corvane

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <functional>
+#include <vector>
 
 namespace corvane {
 
@@ -11,13 +12,28 @@ namespace corvane {
 ///
 /// A keychain call blocks its thread, but GLib's blocking calls cannot be given a limit, and waiting in the host's main
 /// loop would run the host's code in the middle of the call. So the calls run in an event loop that belongs to this
-/// object alone: it is the thread's default while the object lives.
+/// object alone.
 ///
-/// Threads: the one that made it.
+/// Threads: any, one after the other, each with a Turn of its own.
 class ReplyLoop {
  public:
+  /// Makes the loop the thread's default, so that what GLib tells of calls and objects made meanwhile arrives there.
+  class Turn {
+   public:
+    explicit Turn(const ReplyLoop& loop) : context_(loop.context_) {
+      g_main_context_push_thread_default(context_);
+    }
+    ~Turn() { g_main_context_pop_thread_default(context_); }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+   private:
+    GMainContext* const context_;
+  };
+
   /// Begins a call; it must hand all three on.
   using Begin = std::function<void(GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data)>;
+  using Result = GObjectPointer<GAsyncResult>;
 
   explicit ReplyLoop(std::chrono::milliseconds replyLimit);
   ~ReplyLoop();
@@ -26,10 +42,16 @@ class ReplyLoop {
 
   /// The result of a call, for its `…_finish`. One that is not there within the limit is cancelled, and `…_finish` then
   /// fails with `G_IO_ERROR_CANCELLED`.
-  GObjectPointer<GAsyncResult> await(const Begin& begin);
+  Result await(const Begin& begin);
+
+  /// The same for calls that go out together; the limit counts from the latest reply.
+  std::vector<Result> awaitAll(const std::vector<Begin>& calls);
 
   /// Handles events until `done()`, or until the limit is over; tells `done()`.
   bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit);
+
+  /// Handles the events that are there already.
+  void catchUp();
 
  private:
   GMainContext* const context_;

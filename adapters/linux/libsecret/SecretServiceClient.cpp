@@ -210,8 +210,9 @@ GVariantPointer SecretServiceClient::answerOf(const char* prompt) {
 }
 
 void SecretServiceClient::unlock(const std::string& path) {
-  const auto answer = reply(
-      loop_, peer_, {servicePath, serviceInterface, "Unlock", g_variant_new("(@ao)", onePath(path)), "(aoo)"});
+  const auto answer =
+      reply(loop_, peer_,
+            {servicePath, serviceInterface, "Unlock", g_variant_new("(@ao)", onePath(path)), "(aoo)"});
   GVariant* unlocked = nullptr;
   const char* prompt = nullptr;
   g_variant_get(answer.get(), "(@ao&o)", &unlocked, &prompt);
@@ -220,11 +221,26 @@ void SecretServiceClient::unlock(const std::string& path) {
   if (!mentions(done.get(), path)) throw stillLocked();
 }
 
+std::vector<BusAnswer> SecretServiceClient::look(const ItemAttributes& attributes) {
+  return answers(loop_, peer_,
+                 {defaultCollectionCall(), propertyCall(collection_, collectionInterface, "Locked"),
+                  searchCall(collection_, attributes)});
+}
+
 std::vector<std::string> SecretServiceClient::pathsWith(const ItemAttributes& attributes) {
-  std::string collection;  // known and no other by now
-  std::vector<BusAnswer> found;
-  for (int round = 0; round < 2 && collection != collection_; ++round) {}
-  return {};
+  if (collection_.empty())
+    collection_ = defaultCollectionIn(std::move(answers(loop_, peer_, {defaultCollectionCall()}).front()));
+  auto found = look(attributes);
+  if (auto latest = defaultCollectionIn(std::move(found[0])); latest != collection_) {
+    collection_ = std::move(latest);
+    found = look(attributes);
+  }
+  const auto locked = valueIfThere(std::move(found[1]));
+  if (!locked)
+    throw noDefaultCollection();  // a fresh account's default is the name of one that was never made
+  if (!isTrue(locked)) return pathsIn(valueOf(std::move(found[2])));
+  unlock(collection_);
+  return pathsIn(reply(loop_, peer_, searchCall(collection_, attributes)));
 }
 
 std::vector<FoundItem> SecretServiceClient::search(const ItemAttributes& attributes, Wanted wanted) {
@@ -323,7 +339,10 @@ void SecretServiceClient::create(const std::string& label, const ItemAttributes&
 
 bool SecretServiceClient::remove(const FoundItem& item) {
   const auto answer = valueIfThere(write({item.path, itemInterface, "Delete", nullptr, "(o)"}));
-  if (!answer) return false;
+  if (!answer) {
+    if (isLocked(item.path)) throw unreachable("The keyring service does not remove an item that is there.");
+    return false;
+  }
   const char* prompt = nullptr;
   g_variant_get(answer.get(), "(&o)", &prompt);
   answerOf(prompt);

@@ -19,29 +19,42 @@ namespace corvane {
 struct FoundItem {
   std::string path;
   ItemAttributes attributes;
-  bool isLocked;
+  std::optional<Data> secret;  // when it came along
 };
 
-/// One conversation with the Secret Service, over a connection of its own: whatever happened to the bus or the service
-/// before, this one starts afresh, and when it ends the service forgets its session and takes its prompts back.
+/// A conversation with the Secret Service, over a connection of its own. When it ends the service forgets its session and
+/// takes its prompts back.
 ///
-/// libsecret does what needs no patience of ours: the encrypted session, the look-ups and the secrets. The calls that
-/// may bring a prompt up are made by hand; Prompt.cpp says why.
+/// Each step sends the calls that do not need each other's answers together. libsecret agrees on the session and encrypts
+/// and decrypts; the calls are made by hand, because they go out together or may bring a prompt up (Prompt.cpp).
 ///
-/// Threads: the one that made it. Everything throws KeychainProblem.
+/// Threads: any, one after the other, each in a turn of `loop()`. Everything throws KeychainProblem; ConversationLost says
+/// that a new conversation may do better.
 class SecretServiceClient {
  public:
+  /// Connects, and has the service started if the bus knows how to.
   explicit SecretServiceClient(const SecretServiceLimits& limits);
 
-  /// Opens the default collection; the user is asked to unlock it if need be. Comes before all that follows.
-  void openDefaultCollection();
+  const ReplyLoop& loop() const { return loop_; }
 
-  /// The items that have all these attributes, locked ones too, in no order.
-  std::vector<FoundItem> search(const ItemAttributes& attributes);
+  /// Begins a call of the keychain's. False when this conversation has been overtaken: the bus closed the connection, is
+  /// another one by now, or has given the service's name to another process.
+  bool resume();
+
+  /// Whether the call may have changed something, or has shown a prompt, so that it must not be made again.
+  bool isCommitted() const { return isCommitted_; }
+
+  enum class Wanted { attributes, secretToo };
+
+  /// The default collection's items that have all these attributes, in no order. The user is asked to unlock the
+  /// collection if need be: a locked one may show its items only in part, so that nothing found in it would mean nothing.
+  /// A secret comes along, when wanted, of an item that is alone.
+  std::vector<FoundItem> search(const ItemAttributes& attributes, Wanted wanted = Wanted::attributes);
 
   /// The item's secret; the user is asked to unlock the item if need be. Nothing when the item is gone.
   std::optional<Data> secret(const FoundItem& item);
 
+  /// Makes an item in the collection that was searched.
   void create(const std::string& label, const ItemAttributes& attributes, const Data& secret);
 
   /// False when the item is gone already.
@@ -52,20 +65,26 @@ class SecretServiceClient {
   void findService();
   void open();
   void ensureSession();
-  std::string defaultCollectionPath();
-  void loadCollection(const std::string& path);
-  void unlock(const std::string& path);
+  /// Which collection is the default one, whether the known one is locked, and what it has.
+  std::vector<BusAnswer> look(const ItemAttributes& attributes);
   std::vector<std::string> pathsWith(const ItemAttributes& attributes);
-  std::optional<FoundItem> itemAt(const std::string& path);
+  void unlock(const std::string& path);
+  BusCall secretCall(const std::string& path);
+  std::optional<Data> secretIn(const BusAnswer& answer);
+  /// Whether the item is locked, or nothing when it is gone.
+  std::optional<bool> isLocked(const std::string& item);
+  BusAnswer write(const BusCall& call);
   /// Shows the prompt that a call ended with, if it is one.
   GVariantPointer answerOf(const char* prompt);
 
   const SecretServiceLimits limits_;
   ReplyLoop loop_;
+  std::string address_;
   GObjectPointer<GDBusConnection> connection_;
   BusPeer peer_{};
   GObjectPointer<SecretService> service_;
-  GObjectPointer<SecretCollection> collection_;
+  std::string collection_;  // the default one's path, when last heard
+  bool isCommitted_ = false;
 };
 
 }  // namespace corvane

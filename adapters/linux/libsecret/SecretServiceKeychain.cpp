@@ -1,6 +1,7 @@
 #include "SecretServiceKeychain.hpp"
 
 #include "KeychainProblem.hpp"
+#include "KeyringProblems.hpp"
 #include "SecretServiceClient.hpp"
 
 #include <algorithm>
@@ -32,8 +33,10 @@ std::string addedAt(const FoundItem& found) {
 
 // All items that match, in the order in which they were added.
 std::vector<Match> matches(SecretServiceClient& client, const KeychainQuery& query) {
+  using Wanted = SecretServiceClient::Wanted;
   std::vector<Match> result;
-  for (auto& found : client.search(searchAttributes(query)))
+  for (auto& found :
+       client.search(searchAttributes(query), query.returnsData ? Wanted::secretToo : Wanted::attributes))
     if (auto item = itemWith(found.attributes); item && query.matches(*item))
       result.push_back({std::move(found), std::move(*item)});
   std::ranges::stable_sort(result, {}, [](const Match& match) { return addedAt(match.found); });
@@ -79,6 +82,8 @@ bool isSurrender(OSStatus status) {
 SecretServiceKeychain::SecretServiceKeychain(ProblemHandler onProblem, const SecretServiceLimits& limits)
     : onProblem_(std::move(onProblem)), limits_(limits) {}
 
+SecretServiceKeychain::~SecretServiceKeychain() = default;
+
 template <class Operation>
 OSStatus SecretServiceKeychain::takeTurn(Operation operation, std::string& sentence) {
   const auto before = surrenders_.load();
@@ -96,20 +101,37 @@ OSStatus SecretServiceKeychain::takeTurn(Operation operation, std::string& sente
   }
 }
 
+template <class Conversation>
+OSStatus SecretServiceKeychain::converse(Conversation conversation) {
+  // A failure of any kind ends the connection, so that a late answer or a prompt left behind disturbs no other call.
+  auto client = std::exchange(client_, nullptr);
+  const auto talk = [&] {
+    const ReplyLoop::Turn turn(client->loop());
+    return conversation(*client);
+  };
+  const auto keep = [&](OSStatus status) {
+    client_ = std::move(client);
+    return status;
+  };
+  if (client && client->resume()) {
+    try {
+      return keep(talk());
+    } catch (const ConversationLost&) {
+      if (client->isCommitted()) throw;
+    }
+  }
+  client = nullptr;
+  client = std::make_unique<SecretServiceClient>(limits_);
+  return keep(talk());
+}
+
 template <class Operation>
 OSStatus SecretServiceKeychain::perform(Operation operation) {
   std::string sentence;
   OSStatus status = errSecSuccess;
   try {
-    status = operation([&](auto conversation) {
-      return takeTurn(
-          [&] {
-            SecretServiceClient client(limits_);
-            client.openDefaultCollection();
-            return conversation(client);
-          },
-          sentence);
-    });
+    status = operation(
+        [&](auto conversation) { return takeTurn([&] { return converse(conversation); }, sentence); });
   } catch (const KeychainProblem& problem) {
     sentence = problem.what();
     status = problem.status();
@@ -122,9 +144,9 @@ OSStatus SecretServiceKeychain::perform(Operation operation) {
 
 OSStatus SecretServiceKeychain::SecItemCopyMatching(const KeychainDictionary& dictionary,
                                                     KeychainValue* result) {
-  return perform([&](auto converse) {
+  return perform([&](auto inTurn) {
     const auto query = KeychainQuery::forLookup(dictionary);
-    return converse([&](SecretServiceClient& client) -> OSStatus {
+    return inTurn([&](SecretServiceClient& client) -> OSStatus {
       const auto found = distinct(matches(client, query));
       if (found.empty()) return errSecItemNotFound;
       std::optional<Data> secret = Data();
@@ -137,9 +159,9 @@ OSStatus SecretServiceKeychain::SecItemCopyMatching(const KeychainDictionary& di
 }
 
 OSStatus SecretServiceKeychain::SecItemAdd(const KeychainDictionary& attributes, KeychainValue* result) {
-  return perform([&](auto converse) {
+  return perform([&](auto inTurn) {
     const auto query = KeychainQuery::forAddition(attributes);
-    return converse([&](SecretServiceClient& client) -> OSStatus {
+    return inTurn([&](SecretServiceClient& client) -> OSStatus {
       if (contains(client, query.item)) return errSecDuplicateItem;
       client.create(labelOf(query.item), newItemAttributes(query), query.value);
       query.fill(result, {query.item}, query.value);
@@ -149,9 +171,9 @@ OSStatus SecretServiceKeychain::SecItemAdd(const KeychainDictionary& attributes,
 }
 
 OSStatus SecretServiceKeychain::SecItemDelete(const KeychainDictionary& dictionary) {
-  return perform([&](auto converse) {
+  return perform([&](auto inTurn) {
     const auto query = KeychainQuery::forDeletion(dictionary);
-    return converse([&](SecretServiceClient& client) -> OSStatus {
+    return inTurn([&](SecretServiceClient& client) -> OSStatus {
       bool removed = false;
       for (const auto& match : matches(client, query)) removed |= client.remove(match.found);
       return removed ? errSecSuccess : errSecItemNotFound;

@@ -7,17 +7,25 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 
 namespace corvane {
 
+class SecretServiceClient;
+
 /// The keychain of the user's desktop session, whichever program keeps it: gnome-keyring, KWallet, KeePassXC and others
 /// that serve `org.freedesktop.secrets`. One item per account in the default collection, found by attributes that
 /// anyone on the session bus can read, with the secret encrypted on its way.
 ///
-/// Lifetime: construction touches nothing; each call has a connection of its own and leaves none behind. Threads: any,
-/// also at once; they take turns. A call lasts up to 10 seconds for each reply and 120 seconds for each prompt that the
+/// Lifetime: construction touches nothing; the first call makes a connection to the bus and a session with the service, of
+/// this object's own, which stay until it is destroyed or a call fails, because making them costs more than a call. An
+/// idle one is a socket; it is not closed after a while, as that would need a timer and a thread. A connection that the
+/// bus closed, a service that was replaced or knows the session no more, and another bus are noticed: the call begins anew
+/// with a new connection, once, unless it may have changed something or has shown a prompt. Destruction waits for nobody.
+/// A process forked off must start another program before it uses a keychain: GLib's threads do not live on in it.
+/// Threads: any, also at once; they take turns. A call lasts up to 10 seconds for each reply and 120 seconds for each prompt that the
 /// user is shown; whoever waited for a call that ended so shares its answer, so that one action of the user's never
 /// brings up a second prompt. Cancellation: none from outside. Errors, each but the first four told to `onProblem` too,
 /// on the calling thread, in a sentence that says what to do:
@@ -44,6 +52,7 @@ class SecretServiceKeychain : public Keychain {
   using ProblemHandler = std::function<void(const std::string& sentence)>;
 
   explicit SecretServiceKeychain(ProblemHandler onProblem = {}, const SecretServiceLimits& limits = {});
+  ~SecretServiceKeychain() override;
 
   OSStatus SecItemCopyMatching(const KeychainDictionary& query, KeychainValue* result) override;
   OSStatus SecItemAdd(const KeychainDictionary& attributes, KeychainValue* result) override;
@@ -54,6 +63,8 @@ class SecretServiceKeychain : public Keychain {
   OSStatus perform(Operation operation);
   template <class Operation>
   OSStatus takeTurn(Operation operation, std::string& sentence);
+  template <class Conversation>
+  OSStatus converse(Conversation conversation);
 
   const ProblemHandler onProblem_;
   const SecretServiceLimits limits_;
@@ -62,6 +73,7 @@ class SecretServiceKeychain : public Keychain {
   std::atomic<std::uint64_t> surrenders_ = 0;
   std::mutex mutex_;
   OSStatus lastSurrender_ = errSecSuccess;
+  std::unique_ptr<SecretServiceClient> client_;
 };
 
 }  // namespace corvane
