@@ -1,5 +1,8 @@
 #include "SignInFaultFixture.hpp"
 
+#include "integration/http/StuckResolver.hpp"
+#include "support/FullBacklog.hpp"
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -67,6 +70,16 @@ class CancelledSignInTest : public SignInFaultFixture, public ::testing::WithPar
 
   void halfARequest() { tab().send("GET /half-a-request HTTP/1.1\r\nHost:"); }
 
+  void nameLookup() {
+    tab().send(request);
+    resolver.waitForLookups(1);
+  }
+
+  void connecting() {
+    tab().send(request);
+    backlog.waitForConnecting();
+  }
+
   void handshake() {
     tab().send(request);
     silent.waitForFirstByte();
@@ -84,7 +97,11 @@ class CancelledSignInTest : public SignInFaultFixture, public ::testing::WithPar
  protected:
   LinuxPlatformOptions phaseOptions() {
     auto linux = options();
-    if (GetParam().bringAbout == &CancelledSignInTest::handshake)
+    const auto phase = GetParam().bringAbout;
+    if (phase == &CancelledSignInTest::nameLookup) linux.google.token = "https://www.stuck.test/token";
+    if (phase == &CancelledSignInTest::connecting)
+      linux.google.token = "https://" + backlog.address() + "/token";
+    if (phase == &CancelledSignInTest::handshake)
       linux.google.token = "https://" + silent.address() + "/token";
     return linux;
   }
@@ -105,6 +122,8 @@ class CancelledSignInTest : public SignInFaultFixture, public ::testing::WithPar
     ASSERT_TRUE(gate->waitUntilReached());
   }
 
+  const StuckResolver resolver;
+  const FullBacklog backlog;
   SilentServer silent;
   std::vector<RawClient> tabs;
   std::string request;
@@ -124,6 +143,7 @@ TEST_P(CancelledSignInTest, EndsAtOnceAndSilentlyAndTheNextOneWorks) {
   EXPECT_EQ(keychain->items().size(), 0u) << "it waited for the keychain";
   keychain->release();
   google.faults().releaseHeld();
+  backlog.waitForNobodyConnecting();
   for (const auto& tab : tabs) tab.receiveAll();
   EXPECT_FALSE(RawClient(host).isConnected());
 
@@ -140,6 +160,8 @@ INSTANTIATE_TEST_SUITE_P(
     SignIn, CancelledSignInTest,
     ::testing::Values(Phase{"WaitingForTheBrowser", &CancelledSignInTest::nothing},
                       Phase{"ReadingARequest", &CancelledSignInTest::halfARequest},
+                      Phase{"LookingUpTheName", &CancelledSignInTest::nameLookup},
+                      Phase{"Connecting", &CancelledSignInTest::connecting},
                       Phase{"InTheTLSHandshake", &CancelledSignInTest::handshake},
                       Phase{"WaitingForTheTokens", &CancelledSignInTest::tokenRequest},
                       Phase{"ReadingTheTokens", &CancelledSignInTest::tokenAnswer},

@@ -2,6 +2,7 @@
 #include "Hanging.hpp"
 #include "ReleasedHandler.hpp"
 #include "StuckResolver.hpp"
+#include "support/FullBacklog.hpp"
 
 #include <gtest/gtest.h>
 
@@ -66,6 +67,19 @@ TEST(Cancelling, WithinTheNameLookupHoldsUpNobody) {
   ticket->cancel();
   EXPECT_TRUE(handler.isReleased());
   EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
+}
+
+TEST(Cancelling, WithinTheConnectReleasesTheHandlerAndGivesTheConnectUp) {
+  const FullBacklog port;
+  HTTPFixture http;
+  ReleasedHandler handler;
+  const auto ticket =
+      http.client->send(makeRequest("GET", "http://" + port.address() + "/"), handler.handler());
+  port.waitForConnecting();
+  EXPECT_FALSE(handler.isReleased());
+  ticket->cancel();
+  EXPECT_TRUE(handler.isReleased());
+  port.waitForNobodyConnecting();
 }
 
 TEST(Dropping, TheNetworkWithinANameLookupDoesNotWaitForIt) {
