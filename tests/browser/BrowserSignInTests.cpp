@@ -9,7 +9,6 @@
 #include <future>
 #include <memory>
 #include <string>
-#include <thread>
 
 // The pages of a sign-in as a person meets them, in a real browser.
 
@@ -191,7 +190,7 @@ TEST_F(BrowserSignIn, BrowserThatIsClosedWhileTheHostCancelsLeavesNothingBehind)
   leaving.click("#allow");
   ASSERT_TRUE(gate->waitUntilReached());
   {
-    const std::jthread closing([&leaving] { leaving.close(); });
+    const auto closing = std::async(std::launch::async, [&leaving] { leaving.close(); });
     signIn.subscription.cancel();
   }
   gate->open();

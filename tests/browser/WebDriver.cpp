@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <fstream>
 #include <memory>
 #include <stdexcept>
@@ -62,13 +63,19 @@ ChromeDriver::ChromeDriver(const std::filesystem::path& home) {
   posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_adddup2(&files, pipe[1], STDOUT_FILENO);
   posix_spawn_file_actions_addopen(&files, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+  // A process group of its own, so that no browser of its can be left behind.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+  posix_spawnattr_setpgroup(&attributes, 0);
   auto variables = environmentAtHome(home);
   std::vector<char*> environment;
   for (auto& variable : variables) environment.push_back(variable.data());
   environment.push_back(nullptr);
   std::array<const char*, 3> command{"chromedriver", "--port=0", nullptr};
-  const int failed = ::posix_spawnp(&process_, command.front(), &files, nullptr,
+  const int failed = ::posix_spawnp(&process_, command.front(), &files, &attributes,
                                     const_cast<char* const*>(command.data()), environment.data());
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&files);
   ::close(pipe[1]);
   if (failed != 0) throw std::runtime_error("chromedriver cannot be started; the package is chromium-driver");
@@ -86,7 +93,7 @@ ChromeDriver::ChromeDriver(const std::filesystem::path& home) {
 }
 
 ChromeDriver::~ChromeDriver() {
-  ::kill(process_, SIGTERM);
+  ::kill(-process_, SIGKILL);  // the sessions are closed by now, or will never be
   ::waitpid(process_, nullptr, 0);
   ::close(output_);
 }
@@ -192,7 +199,8 @@ std::string Chromium::url() const {
 }
 
 void Chromium::waitForURL(const std::string& beginning) const {
-  for (int i = 0; i < 1000; ++i)
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  while (std::chrono::steady_clock::now() < deadline)
     if (url().starts_with(beginning)) return;
   throw std::runtime_error("the browser is at " + url() + " and not at " + beginning);
 }
