@@ -32,6 +32,20 @@ TEST(RFC3339, TimesInDrivesFormAreHeldToTheCalendarAndTheClock) {
     EXPECT_FALSE(parseRFC3339(text)) << text;
 }
 
+TEST(RFC3339, TimesInDrivesFormAreReadAsAnyOthersWhateverByteStandsAtAnyPlace) {
+  const std::string time = "2024-11-22T13:34:56.789Z";
+  for (std::size_t place = 0; place < time.size(); ++place)
+    for (int byte = 0; byte < 256; ++byte) {
+      std::string changed = time;
+      changed[place] = static_cast<char>(byte);
+      EXPECT_EQ(parseRFC3339(changed), detail::parseAnyTime(changed))
+          << "place " << place << ", byte " << byte;
+      changed[(place + 1) % changed.size()] = static_cast<char>(255 - byte);
+      EXPECT_EQ(parseRFC3339(changed), detail::parseAnyTime(changed))
+          << "place " << place << ", byte " << byte;
+    }
+}
+
 TEST(RFC3339, ATimeWithoutAFractionIsAWholeSecond) {
   EXPECT_EQ(parseRFC3339("2024-01-31T12:34:56Z"), day(2024, 1, 31) + 12h + 34min + 56s);
 }
