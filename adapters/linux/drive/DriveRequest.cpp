@@ -2,7 +2,9 @@
 
 #include "DriveAnswer.hpp"
 #include "DriveErrors.hpp"
+#include "EndOfBlock.hpp"
 
+#include <exception>
 #include <new>
 #include <utility>
 
@@ -40,7 +42,11 @@ void DriveRequest::requestToken(Attempt attempt, std::optional<Secret> rejected)
 
 void DriveRequest::tokenArrived(Attempt attempt, Result<Secret, NSError> token) {
   if (!token) return failLater(std::move(token).error());
-  send(attempt, std::move(token).value());
+  try {
+    send(attempt, std::move(token).value());
+  } catch (const std::bad_alloc&) {
+    finishWithoutMemory();
+  }
 }
 
 void DriveRequest::send(Attempt attempt, Secret token) {
@@ -69,8 +75,9 @@ void DriveRequest::responseArrived(Attempt attempt, const Secret& token,
   try {
     outcome = read(attempt, token, std::move(result));
   } catch (const std::bad_alloc&) {
-    outcome.emplace(Outcome{{}, std::move(outOfMemory_)});
+    return finishWithoutMemory();
   }
+  const EndOfBlock end;  // the handler only posts the outcome on, and no more happens here
   if (outcome) finish(*std::move(outcome));
 }
 
@@ -98,11 +105,15 @@ std::shared_ptr<CancellableSlot> DriveRequest::beginPhase() {
   return phase;
 }
 
-/// Failures that may be found inside executeQuery reach the handler by way of the queue.
+/// Failures that may be found inside executeQuery reach the handler by way of the queue, unless it cannot take them.
 void DriveRequest::failLater(NSError error) {
-  environment_.queue->async([weak = weak_from_this(), error = std::move(error)]() mutable {
-    if (const auto self = weak.lock()) self->finish({{}, std::move(error)});
-  });
+  try {
+    environment_.queue->async([weak = weak_from_this(), error]() mutable {
+      if (const auto self = weak.lock()) self->finish({{}, std::move(error)});
+    });
+  } catch (const std::exception&) {
+    finish({{}, std::move(error)});
+  }
 }
 
 void DriveRequest::finish(Outcome outcome) {
@@ -110,6 +121,14 @@ void DriveRequest::finish(Outcome outcome) {
   if (!handler) return;
   current_.close();
   (*handler)(shared_from_this(), std::move(outcome.object), std::move(outcome.error));
+}
+
+// Whoever ends the request owns the error too: the step that failed may have been overtaken by the next one.
+void DriveRequest::finishWithoutMemory() {
+  const auto handler = end();
+  if (!handler) return;
+  current_.cancel();
+  (*handler)(shared_from_this(), {}, std::move(outOfMemory_));
 }
 
 void DriveRequest::cancelTicket() {

@@ -46,7 +46,7 @@ class DriveRequest final : public GTLRServiceTicket, public std::enable_shared_f
   DriveRequest(Environment environment, std::shared_ptr<AuthSession> session, Result<DriveCall, NSError> call,
                GTLRDriveService::CompletionHandler handler);
 
-  /// Once, after the request has been put in the list. Does not call the handler.
+  /// Once, after the request has been put in the list. Does not call the handler, unless memory runs out.
   void start();
 
   void cancelTicket() override;
@@ -64,6 +64,7 @@ class DriveRequest final : public GTLRServiceTicket, public std::enable_shared_f
   std::shared_ptr<CancellableSlot> beginPhase();
   void failLater(NSError error);
   void finish(Outcome outcome);
+  void finishWithoutMemory();
   /// The handler, if this end is the first.
   std::optional<GTLRDriveService::CompletionHandler> end() noexcept;
 
@@ -73,7 +74,7 @@ class DriveRequest final : public GTLRServiceTicket, public std::enable_shared_f
   GTLRDriveService::CompletionHandler handler_;  // belongs to whoever sets ended_
   std::atomic<bool> ended_{false};
   CancellableSlot current_;
-  NSError outOfMemory_;  // made while there is memory to make it
+  NSError outOfMemory_;  // made while there is memory to make it; belongs to whoever sets ended_
 };
 
 }  // namespace corvane

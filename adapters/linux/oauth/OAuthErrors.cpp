@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <utility>
 
 namespace corvane {
@@ -16,16 +17,20 @@ std::int64_t oauthErrorCode(std::string_view error) {
 }
 
 NSError describedError(std::string_view domain, std::int64_t code, std::string description) {
-  return NSError(domain, code, {{std::string(NSLocalizedDescriptionKey), std::move(description)}});
+  UserInfo userInfo;  // not as a braced list: g++ 12 destroys its parts twice when memory runs out halfway
+  userInfo.emplace(NSLocalizedDescriptionKey, std::move(description));
+  return NSError(domain, code, std::move(userInfo));
 }
 
 NSError oauthResponseError(std::string_view domain, std::string_view error, std::string_view errorDescription,
                            std::string description) {
-  UserInfo response{{"error", oneLine(error)}};
+  UserInfo response;
+  response.emplace("error", oneLine(error));
   if (!errorDescription.empty()) response.emplace("error_description", oneLine(errorDescription));
-  return NSError(domain, oauthErrorCode(error),
-                 {{std::string(oauthErrorResponseKey), std::move(response)},
-                  {std::string(NSLocalizedDescriptionKey), std::move(description)}});
+  UserInfo userInfo;
+  userInfo.emplace(oauthErrorResponseKey, std::move(response));
+  userInfo.emplace(NSLocalizedDescriptionKey, std::move(description));
+  return NSError(domain, oauthErrorCode(error), std::move(userInfo));
 }
 
 NSError listenerError(std::string_view reason) {
@@ -34,6 +39,11 @@ NSError listenerError(std::string_view reason) {
       "The sign-in could not open a port on this computer's loopback address, which the browser "
       "needs to come back to: " +
           std::string(reason) + ".");
+}
+
+NSError tokenMemoryError() {
+  return describedError("NSPOSIXErrorDomain", ENOMEM,
+                        "There is not enough memory to ask for an access token.");
 }
 
 std::string oneLine(std::string_view text) {

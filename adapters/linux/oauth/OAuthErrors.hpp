@@ -33,6 +33,9 @@ NSError oauthResponseError(std::string_view domain, std::string_view error, std:
 /// There is no port for the browser to come back to.
 NSError listenerError(std::string_view reason);
 
+/// There is no memory to ask for a token or to read it.
+NSError tokenMemoryError();
+
 /// A server's text made fit for one line of an error: printable ASCII, all that RFC 6749 allows there, cut at
 /// 200.
 std::string oneLine(std::string_view text);

@@ -1,18 +1,38 @@
 #include "OAuthSession.hpp"
 
 #include "FormEncoding.hpp"
+#include "OAuthErrors.hpp"
 
 #include <Corvane/CancellableSlot.hpp>
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace corvane {
 
+struct OAuthSession::Waiter {
+  TokenHandler handler;
+  NSError outOfMemory = tokenMemoryError();  // made while there is memory to make it
+
+  void tell(const Token& token) {
+    auto own = Token::failure(std::move(outOfMemory));
+    try {
+      auto copy = token;
+      own = std::move(copy);
+    } catch (const std::bad_alloc&) {
+    }
+    handler(std::move(own));
+  }
+};
+
 // A refresh and those who wait for it, guarded by the session's mutex.
 struct OAuthSession::Refresh {
   const std::shared_ptr<CancellableSlot> request = std::make_shared<CancellableSlot>();
-  std::map<std::uint64_t, TokenHandler> waiters;
+  std::map<std::uint64_t, Waiter> waiters;
+  // One for each of the two ends that may find no memory.
+  NSError notStarted = tokenMemoryError();
+  NSError notRead = tokenMemoryError();
 };
 
 namespace {
@@ -56,6 +76,9 @@ OAuthGrant OAuthSession::grant() const {
 }
 
 AnyCancellable OAuthSession::accessToken(std::optional<Secret> rejected, TokenHandler handler) {
+  // Both outlive the lock: what a failure drops may hold the caller's handler, or call back.
+  std::map<std::uint64_t, Waiter> joining;
+  AnyCancellable leaving;
   std::unique_lock lock(mutex_);
   if (!refresh_ && isUsable(rejected)) {
     auto token = Token::success(grant_.accessToken);
@@ -64,18 +87,21 @@ AnyCancellable OAuthSession::accessToken(std::optional<Secret> rejected, TokenHa
     return {};
   }
   const bool isFirst = !refresh_;
-  if (isFirst) refresh_ = std::make_shared<Refresh>();
-  const auto refresh = refresh_;
-  const auto waiter = ++lastWaiter_;
-  refresh->waiters.emplace(waiter, std::move(handler));
+  const auto refresh = isFirst ? std::make_shared<Refresh>() : refresh_;
   Data form = isFirst ? refreshForm() : Data();
-  lock.unlock();
-
-  if (isFirst) start(refresh, std::move(form));
-  return AnyCancellable([session = weak_from_this(), joined = std::weak_ptr(refresh), waiter] {
+  const auto waiter = ++lastWaiter_;
+  joining[waiter].handler = std::move(handler);
+  leaving = AnyCancellable([session = weak_from_this(), joined = std::weak_ptr(refresh), waiter] {
     const auto running = joined.lock();
     if (const auto self = session.lock(); self && running) self->leave(running, waiter);
   });
+  // Nothing can fail any more.
+  refresh->waiters.merge(joining);
+  refresh_ = refresh;
+  lock.unlock();
+
+  if (isFirst) start(refresh, std::move(form));
+  return leaving;
 }
 
 bool OAuthSession::isUsable(const std::optional<Secret>& rejected) const {
@@ -91,11 +117,15 @@ Data OAuthSession::refreshForm() const {
   return form.take();
 }
 
-void OAuthSession::start(const std::shared_ptr<Refresh>& refresh, Data form) {
-  refresh->request->set(endpoint_.send(
-      std::move(form), [self = shared_from_this(), refresh](Result<TokenResponse, NSError> result) {
-        self->finish(refresh, std::move(result));
-      }));
+void OAuthSession::start(const std::shared_ptr<Refresh>& refresh, Data form) noexcept {
+  try {
+    refresh->request->set(endpoint_.send(
+        std::move(form), [self = shared_from_this(), refresh](Result<TokenResponse, NSError> result) {
+          self->finish(refresh, std::move(result));
+        }));
+  } catch (const std::bad_alloc&) {
+    finish(refresh, Result<TokenResponse, NSError>::failure(std::move(refresh->notStarted)));
+  }
 }
 
 void OAuthSession::finish(const std::shared_ptr<Refresh>& refresh, Result<TokenResponse, NSError> result) {
@@ -103,12 +133,16 @@ void OAuthSession::finish(const std::shared_ptr<Refresh>& refresh, Result<TokenR
   std::unique_lock lock(mutex_);
   if (refresh_ != refresh) return;  // everyone has left
   refresh_ = nullptr;
-  const Token token = adopt(std::move(result));
+  auto token = Token::failure(std::move(refresh->notRead));
+  try {
+    token = adopt(std::move(result));
+  } catch (const std::bad_alloc&) {
+  }
   // One by one, since a handler may cancel another that waits.
   while (!refresh->waiters.empty()) {
     auto waiter = refresh->waiters.extract(refresh->waiters.begin());
     lock.unlock();
-    waiter.mapped()(token);
+    waiter.mapped().tell(token);
     waiter = {};
     lock.lock();
   }

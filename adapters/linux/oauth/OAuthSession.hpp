@@ -30,6 +30,7 @@ namespace corvane {
 ///
 /// Lifetime: shared (make it with std::make_shared); a refresh under way keeps it alive.
 /// Threads, cancellation, errors: as AuthSession and TokenEndpoint say. Handlers are called outside any lock.
+/// With no memory to start a refresh, those who wait for it are told so on the thread that tried.
 class OAuthSession final : public AuthSession, public std::enable_shared_from_this<OAuthSession> {
  public:
   /// A token this close to its expiry is not used any more, since it has to last through the request.
@@ -47,12 +48,13 @@ class OAuthSession final : public AuthSession, public std::enable_shared_from_th
   OAuthGrant grant() const;
 
  private:
-  struct Refresh;
   using Token = Result<Secret, NSError>;
+  struct Waiter;
+  struct Refresh;
 
   bool isUsable(const std::optional<Secret>& rejected) const;
   Data refreshForm() const;
-  void start(const std::shared_ptr<Refresh>& refresh, Data form);
+  void start(const std::shared_ptr<Refresh>& refresh, Data form) noexcept;
   void finish(const std::shared_ptr<Refresh>& refresh, Result<TokenResponse, NSError> result);
   Token adopt(Result<TokenResponse, NSError> result);
   void leave(const std::shared_ptr<Refresh>& refresh, std::uint64_t waiter);

@@ -9,6 +9,8 @@
 
 #include <atomic>
 #include <exception>
+#include <new>
+#include <optional>
 #include <utility>
 
 namespace corvane {
@@ -74,40 +76,65 @@ Answer judge(const std::string& host, const Data& form, Result<HTTPResponse, NSE
   return Answer::success(std::move(tokens).value());
 }
 
-// Sees to it that whoever waits gets one answer, even when the HTTP client is stopped under the request.
+// Sees to it that whoever waits gets one answer, even when the HTTP client is stopped under the request or memory
+// runs out: all that it takes to tell a failure is made before the request leaves.
 class Reply {
  public:
   Reply(TokenEndpoint::Handler handler, std::shared_ptr<Queue> pool,
         std::shared_ptr<std::atomic<bool>> cancelled)
-      : handler_(std::move(handler)), pool_(std::move(pool)), cancelled_(std::move(cancelled)) {}
+      : failure_(std::make_shared<Failure>()),
+        tellFailure_(std::make_shared<Block>([failure = failure_] { failure->tell(); })),
+        pool_(std::move(pool)),
+        cancelled_(std::move(cancelled)) {
+    failure_->handler = std::move(handler);
+  }
   Reply(const Reply&) = delete;
   Reply& operator=(const Reply&) = delete;
   ~Reply() {
-    if (handler_) fail(urlError::make(urlError::cancelled, "The request for a token was cancelled"));
+    fail(std::move(dropped_));
   }
 
-  void answer(Answer answer) {
-    const auto handler = std::move(handler_);
-    handler(std::move(answer));
+  void answer(const std::string& host, const Data& form, Result<HTTPResponse, NSError> result) {
+    tellFailure_ = nullptr;
+    const auto handler = std::move(failure_->handler);
+    handler(judged(host, form, std::move(result)));
   }
 
-  void fail(NSError error) {
-    if (!handler_ || *cancelled_) return;
-    postOrRun(*pool_, [handler = std::move(handler_), error = std::move(error)]() mutable {
-      handler(Answer::failure(std::move(error)));
-    });
+  void fail(NSError error) noexcept {
+    const auto tell = std::exchange(tellFailure_, nullptr);
+    if (!tell || *cancelled_) return;
+    failure_->error = std::move(error);
+    postOrRun(*pool_, tell);
   }
+  void failWithoutMemory() noexcept { fail(std::move(outOfMemory_)); }
 
  private:
-  TokenEndpoint::Handler handler_;
+  struct Failure {
+    TokenEndpoint::Handler handler;
+    std::optional<NSError> error;
+    void tell() { std::exchange(handler, nullptr)(Answer::failure(*std::move(error))); }
+  };
+
+  Answer judged(const std::string& host, const Data& form, Result<HTTPResponse, NSError> result) {
+    try {
+      return judge(host, form, std::move(result));
+    } catch (const std::bad_alloc&) {
+      return Answer::failure(std::move(outOfMemory_));
+    }
+  }
+
+  NSError dropped_ = urlError::make(urlError::cancelled, "The request for a token was cancelled");
+  NSError outOfMemory_ = tokenMemoryError();
+  std::shared_ptr<Failure> failure_;
+  std::shared_ptr<Block> tellFailure_;  // null once somebody has been told
   std::shared_ptr<Queue> pool_;
   std::shared_ptr<std::atomic<bool>> cancelled_;
 };
 
 class Request final : public Cancellable {
  public:
-  Request(std::shared_ptr<std::atomic<bool>> cancelled, std::shared_ptr<Cancellable> request)
-      : cancelled_(std::move(cancelled)), request_(std::move(request)) {}
+  explicit Request(std::shared_ptr<std::atomic<bool>> cancelled) : cancelled_(std::move(cancelled)) {}
+  void setRunning(std::shared_ptr<Cancellable> request) noexcept { request_ = std::move(request); }
   void cancel() noexcept override {
     *cancelled_ = true;
     if (request_) request_->cancel();
@@ -131,17 +158,19 @@ std::shared_ptr<Cancellable> TokenEndpoint::send(Data form, Handler handler) con
   request.body = form;
   auto cancelled = std::make_shared<std::atomic<bool>>(false);
   const auto host = hostOf(url_);
-  const auto reply = std::make_shared<Reply>(std::move(handler), pool_, cancelled);
-  std::shared_ptr<Cancellable> running;
+  auto running = std::make_shared<Request>(cancelled);
+  const auto reply = std::make_shared<Reply>(std::move(handler), pool_, std::move(cancelled));
   try {
-    running = http_->send(std::move(request), [host, form = std::move(form), reply](auto result) {
-      reply->answer(judge(host, form, std::move(result)));
-    });
+    running->setRunning(http_->send(std::move(request), [host, form = std::move(form), reply](auto result) {
+      reply->answer(host, form, std::move(result));
+    }));
+  } catch (const std::bad_alloc&) {
+    reply->failWithoutMemory();
   } catch (const std::exception& error) {  // no thread to be had
     reply->fail(urlError::make(urlError::cannotConnectToHost, "Could not ask " + host + " for a token",
                                error.what(), "Try again later."));
   }
-  return std::make_shared<Request>(std::move(cancelled), std::move(running));
+  return running;
 }
 
 }  // namespace corvane

@@ -30,6 +30,9 @@ class ScriptedHTTPClient final : public HTTPClient {
       HTTPResponse response;
       response.status = status;
       response.body = dataFromText(body);
+      answer(std::move(response));
+    }
+    void answer(HTTPResponse response) {
       complete(Result<HTTPResponse, NSError>::success(std::move(response)));
     }
     void fail(NSError error) { complete(Result<HTTPResponse, NSError>::failure(std::move(error))); }
