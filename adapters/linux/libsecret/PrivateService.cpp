@@ -5,10 +5,13 @@ namespace {
 
 GObjectClass* parentClass = nullptr;
 
-// The parent's constructor has just asked for the shared connection.
+// The parent's constructor has just asked for the shared connection, and for all that the service tells of itself, which
+// nobody would take in between two calls.
 GObject* construct(GType type, guint count, GObjectConstructParam* properties) {
   GObject* const object = parentClass->constructor(type, count, properties);
-  g_object_set(object, "g-bus-type", G_BUS_TYPE_NONE, nullptr);
+  constexpr auto quiet = static_cast<GDBusProxyFlags>(G_DBUS_PROXY_FLAGS_DO_NOT_CONNECT_SIGNALS |
+                                                      G_DBUS_PROXY_FLAGS_DO_NOT_LOAD_PROPERTIES);
+  g_object_set(object, "g-bus-type", G_BUS_TYPE_NONE, "g-flags", quiet, nullptr);
   return object;
 }
 

@@ -180,10 +180,8 @@ void SecretServiceClient::findService() {
 void SecretServiceClient::open() {
   const auto result =
       loop_.await([&](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
-        // Nobody would handle other signals between two calls.
         g_async_initable_new_async(privateServiceType(), G_PRIORITY_DEFAULT, cancellable, callback, data,
-                                   "g-connection", connection_.get(), "g-flags",
-                                   G_DBUS_PROXY_FLAGS_DO_NOT_CONNECT_SIGNALS, nullptr);
+                                   "g-connection", connection_.get(), nullptr);
       });
   GError* error = nullptr;
   const GObjectPointer<GObject> source(g_async_result_get_source_object(result.get()));

@@ -45,7 +45,6 @@ TEST_F(KeptConnection, CarriesAReadInFiveCallsAndASaveInNine) {
     EXPECT_EQ(calls(call), 2) << call;
   for (const auto* call : {"ItemProperties", "Delete", "CreateItem"}) EXPECT_EQ(calls(call), 1) << call;
   EXPECT_EQ(calls("OpenSession"), 0);
-  EXPECT_EQ(calls("ServiceProperties"), 0);
 }
 
 TEST_F(KeptConnection, IsOneForAllCallsAndEndsWithTheKeychain) {

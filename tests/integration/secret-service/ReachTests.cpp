@@ -172,8 +172,7 @@ TEST_F(Reach, AFrozenBusIsGivenUpAfterTheLimit) {
 }
 
 TEST_F(Reach, AServiceThatDiesMidwayIsNotAvailableAndTheNextOneIsUsed) {
-  for (const auto* call : {"ServiceProperties", "ReadAlias", "CollectionProperties", "SearchItems",
-                           "OpenSession", "CreateItem"}) {
+  for (const auto* call : {"ReadAlias", "CollectionProperties", "SearchItems", "OpenSession", "CreateItem"}) {
     start(std::string("--die-at ") + call);
     auto& same = keychain();
     EXPECT_EQ(add(same, "ada"), errSecNotAvailable) << call;
