@@ -11,7 +11,9 @@
 #include <cerrno>
 #include <map>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace corvane::cli {
@@ -68,6 +70,21 @@ Data contents(const std::string& path) {
   return bytes;
 }
 
+/// The parser keeps the last token it read, unwiped, and all of it that made its memory grow. So the document is read as
+/// the first of two elements: the blanks before it grow that memory, those after it take the last token's place.
+/// Discarded when it is not one JSON value.
+JSONValue parsed(std::string_view document) {
+  constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";  // may be ignored (RFC 8259 section 8.1)
+  if (document.starts_with(byteOrderMark)) document.remove_prefix(byteOrderMark.size());
+  const WipedText blanks(document.size(), ' ');
+  WipedText list;
+  list.reserve(3 * document.size() + 5);
+  list.append("[").append(blanks).append(document).append(",\"").append(blanks).append("\"]");
+  auto both = JSONValue::parse(list.begin(), list.end(), nullptr, /*allow_exceptions=*/false);
+  if (!both.is_array() || both.size() != 2) return JSONValue(JSONValue::value_t::discarded);
+  return std::move(both.front());
+}
+
 WipedText text(const JSONValue& object, const char* key, const std::string& name) {
   const auto found = object.find(key);
   if (found == object.end()) throw wrong(name, "has no \"" + std::string(key) + "\"");
@@ -90,19 +107,18 @@ Data readCredentialsFile(const std::string& path) {
 }
 
 Data credentialsFrom(const Data& document, const std::string& name) {
-  const std::string_view bytes = textView(document);
-  const JSONValue parsed = JSONValue::parse(bytes.begin(), bytes.end(), nullptr, /*allow_exceptions=*/false);
-  if (parsed.is_discarded()) throw wrong(name, "is not JSON");
-  if (!parsed.is_object()) throw wrong(name, "holds no JSON object");
-  if (const auto installed = parsed.find("installed"); installed != parsed.end()) {
+  const JSONValue value = parsed(textView(document));
+  if (value.is_discarded()) throw wrong(name, "is not JSON");
+  if (!value.is_object()) throw wrong(name, "holds no JSON object");
+  if (const auto installed = value.find("installed"); installed != value.end()) {
     if (!installed->is_object()) throw wrong(name, "has an \"installed\" that is not an object");
     return moduleForm(*installed, "client_secret", name);
   }
-  if (parsed.contains("web"))
+  if (value.contains("web"))
     throw wrong(name, "is for a web application, which cannot sign in from a computer's own programs");
-  if (parsed.value("type", JSONValue()) == "service_account")
+  if (value.value("type", JSONValue()) == "service_account")
     throw wrong(name, "is for a service account, which nobody can sign in to");
-  return moduleForm(parsed, "clientSecret", name);
+  return moduleForm(value, "clientSecret", name);
 }
 
 }  // namespace corvane::cli

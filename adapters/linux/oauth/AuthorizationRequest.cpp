@@ -18,7 +18,8 @@ std::string AuthorizationRequest::url(std::string_view endpoint) const {
   std::string text(endpoint);
   char separator = text.find('?') == std::string::npos ? '?' : '&';
   const auto add = [&](std::string_view name, std::string_view value) {
-    text += separator + std::string(name) + '=' + percentEncoded(value);
+    text.append(1, separator).append(name).append("=");
+    appendPercentEncoded(text, value);
     separator = '&';
   };
   add("client_id", clientID);

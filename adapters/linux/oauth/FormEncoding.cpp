@@ -58,8 +58,12 @@ std::optional<Data> decoded(std::string_view text) {
 
 std::string percentEncoded(std::string_view text) {
   std::string encoded;
-  encodeInto(encoded, text);
+  appendPercentEncoded(encoded, text);
   return encoded;
+}
+
+void appendPercentEncoded(std::string& text, std::string_view value) {
+  encodeInto(text, value);
 }
 
 FormBody& FormBody::add(std::string_view name, std::string_view value) {

@@ -13,6 +13,8 @@ namespace corvane {
 
 /// Percent-encodes all but RFC 3986's unreserved characters, which serves queries and form bodies alike.
 std::string percentEncoded(std::string_view text);
+/// The same at the end of a text, with no copy elsewhere.
+void appendPercentEncoded(std::string& text, std::string_view value);
 
 /// A body of type application/x-www-form-urlencoded, built in memory that is wiped.
 class FormBody {

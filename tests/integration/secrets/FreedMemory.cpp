@@ -37,8 +37,10 @@ struct Finding {
   int depth = 0;
 };
 
-std::array<Planted, 8> planted;
+std::array<Planted, 24> planted;
+std::mutex plantingMutex;
 std::atomic<std::size_t> plantedCount{0};
+Planted overlooked;
 std::mutex findingsMutex;
 std::array<Finding, 64> found;
 std::size_t foundCount = 0;
@@ -49,6 +51,17 @@ bool holdsPiece(std::string_view block, const Planted& secret) {
   for (std::size_t at = 0; at + pieceSize <= text.size(); at += pieceSize)
     if (memmem(block.data(), block.size(), text.data() + at, pieceSize)) return true;
   return false;
+}
+
+bool isOverlooked(std::string_view block) {
+  return overlooked.size > 0 && memmem(block.data(), block.size(), overlooked.text.data(), overlooked.size);
+}
+
+void set(Planted& entry, std::string_view name, std::string_view text) {
+  if (text.size() > entry.text.size()) std::abort();
+  std::copy_n(name.begin(), std::min(name.size(), entry.name.size() - 1), entry.name.begin());
+  std::copy(text.begin(), text.end(), entry.text.begin());
+  entry.size = text.size();
 }
 
 void note(std::size_t which, std::size_t blockSize) {
@@ -64,8 +77,9 @@ void look(void* block) {
   if (!block || looking) return;
   looking = true;
   const std::size_t size = malloc_usable_size(block);
+  const std::string_view bytes(static_cast<char*>(block), size);
   for (std::size_t i = 0; i < plantedCount.load(); ++i)
-    if (holdsPiece({static_cast<char*>(block), size}, planted[i])) note(i, size);
+    if (holdsPiece(bytes, planted[i]) && !isOverlooked(bytes)) note(i, size);
   looking = false;
 }
 
@@ -82,13 +96,14 @@ std::string nameOf(void* address) {
 void FreedMemory::plant(std::string_view name, std::string_view secret) {
   std::array<void*, 4> warm{};
   ::backtrace(warm.data(), static_cast<int>(warm.size()));  // allocates at its first call
+  const std::lock_guard lock(plantingMutex);
   const std::size_t index = plantedCount.load();
-  Planted& entry = planted.at(index);
-  if (secret.size() > entry.text.size()) std::abort();
-  std::copy_n(name.begin(), std::min(name.size(), entry.name.size() - 1), entry.name.begin());
-  std::copy(secret.begin(), secret.end(), entry.text.begin());
-  entry.size = secret.size();
+  set(planted.at(index), name, secret);
   plantedCount = index + 1;
+}
+
+void FreedMemory::overlookBlocksWith(std::string_view text) {
+  set(overlooked, "", text);
 }
 
 std::vector<std::string> FreedMemory::findings() {

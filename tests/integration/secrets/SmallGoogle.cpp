@@ -152,7 +152,8 @@ class World {
     return std::string(R"({"token_type":"Bearer","expires_in":1,"access_token":")") +
            FixedSecrets::accessToken + R"(","refresh_token":")" + FixedSecrets::refreshToken +
            R"(","scope":"openid email https://www.googleapis.com/auth/drive","id_token":")" +
-           base64URL(R"({"alg":"none"})") + "." + base64URL(claims) + ".c2lnbmF0dXJl\"}";
+           base64URL(R"({"alg":"none"})") + "." + base64URL(claims) + "." + FixedSecrets::idTokenSignature +
+           "\"}";
   }
 
   int listener_;

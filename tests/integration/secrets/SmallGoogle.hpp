@@ -14,6 +14,7 @@ struct FixedSecrets {
   static constexpr const char* accessToken = "ya29.SGVsdmV0aWNhbWVyaWRpYW4c2V2ZW50ZWVu0b9d4e";
   static constexpr const char* nextAccessToken = "ya29.R2FyYW1vbmQcGFyYWxsZWwZWlnaHRlZW451c7aa";
   static constexpr const char* refreshToken = "1//0Qm9kb25pbG9uZ2l0dWRlbmluZXRlZW4e83f20";
+  static constexpr const char* idTokenSignature = "c2lnbmVkYnlub2JvZHlidXRzZWNyZXRhbnl3YXk5YzRhN2I";
 };
 
 /// All of the world that a sign-in needs, in a process of its own, whose memory is not the test's: a browser that says

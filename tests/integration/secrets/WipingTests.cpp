@@ -1,5 +1,7 @@
 #include "FreedMemory.hpp"
+#include "PlantedRandomness.hpp"
 #include "SmallGoogle.hpp"
+#include "support/KeyringSession.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <Corvane/Corvane.hpp>
@@ -42,11 +44,15 @@ Data clientDocument() {
 class Wiping : public testing::Test {
  protected:
   static void SetUpTestSuite() {
+    // The sign-in page's address is shown anyway, with state and nonce in it.
+    FreedMemory::overlookBlocksWith("/o/oauth2/v2/auth?");
+    plantRandomness();
     FreedMemory::plant("the client secret", FixedSecrets::clientSecret);
     FreedMemory::plant("the code", FixedSecrets::code);
     FreedMemory::plant("the access token", FixedSecrets::accessToken);
     FreedMemory::plant("the refreshed access token", FixedSecrets::nextAccessToken);
     FreedMemory::plant("the refresh token", FixedSecrets::refreshToken);
+    FreedMemory::plant("the id_token", FixedSecrets::idTokenSignature);
   }
   void SetUp() override { (void)FreedMemory::findings(); }
   void TearDown() override { expectNothingFound("the test's end"); }
@@ -58,14 +64,17 @@ class Wiping : public testing::Test {
   CorvaneFactory makeFactory(bool withCredentials) {
     LinuxPlatformOptions options;
     options.google = GoogleEndpoints::at(google_.baseURL());
-    options.keychainBackend = KeychainBackend::encryptedFile;
-    options.keychainFolder = folder_.path() / "keychain";
+    options.keychainBackend = backend_;
+    if (backend_ == KeychainBackend::encryptedFile) options.keychainFolder = folder_.path() / "keychain";
     options.presenter = std::make_shared<Browser>(google_);
     return CorvaneFactory(
         withCredentials ? std::optional(clientDocument()) : std::nullopt, "wiping", "",
         [] { return WindowHandle::terminal(); }, makeLinuxPlatform(std::move(options)));
   }
 
+  void signInWorkAndSignOut();
+
+  KeychainBackend backend_ = KeychainBackend::encryptedFile;
   SmallGoogle google_;
   TemporaryFolder folder_;
 };
@@ -82,7 +91,7 @@ TEST_F(Wiping, AreFoundWhenSomeoneForgetsToWipe) {
   wipeMemory(growing.data(), growing.size());
 }
 
-TEST_F(Wiping, LeavesNoSecretInFreedMemoryThroughoutASessionsLife) {
+void Wiping::signInWorkAndSignOut() {
   {
     auto factory = makeFactory(true);
     expectNothingFound("making the factory");
@@ -106,6 +115,20 @@ TEST_F(Wiping, LeavesNoSecretInFreedMemoryThroughoutASessionsLife) {
     expectNothingFound("requests with the stored session");
     get(factory.makeAuthorizationProvider(nullptr)->signOut(account));
   }
+}
+
+TEST_F(Wiping, LeavesNoSecretInFreedMemoryThroughoutASessionsLife) {
+  const int before = plantedRandomSecrets();
+  signInWorkAndSignOut();
+  EXPECT_EQ(plantedRandomSecrets(), before + 4) << "verifier, state, nonce and the keychain's key";
+}
+
+TEST_F(Wiping, LeavesNoSecretInFreedMemoryThroughoutASessionsLifeInGnomeKeyring) {
+  const KeyringSession keyring;
+  backend_ = KeychainBackend::secretService;
+  const int before = plantedRandomSecrets();
+  signInWorkAndSignOut();
+  EXPECT_EQ(plantedRandomSecrets(), before + 3) << "verifier, state and nonce";
 }
 
 }  // namespace

@@ -45,6 +45,16 @@ TEST(CredentialsFile, TextsThatNeedEscapingSurvive) {
             "{\"clientSecret\":\"\u00fc\\\\\",\"client_id\":\"a\\\"b\"}");
 }
 
+TEST(CredentialsFile, AByteOrderMarkIsIgnored) {
+  EXPECT_EQ(rewritten(std::string("\xEF\xBB\xBF") + moduleForm), moduleForm);
+}
+
+TEST(CredentialsFile, MoreThanOneDocumentIsNone) {
+  const std::string form = moduleForm;
+  for (const std::string more : {"{}", ",{}", ",\"", "]", ",\"\"]", "]["})
+    EXPECT_EQ(refusal(form + more), "The credentials file client.json is not JSON.") << more;
+}
+
 TEST(CredentialsFile, WhatIsWrongIsNamed) {
   EXPECT_EQ(refusal(""), "The credentials file client.json is not JSON.");
   EXPECT_EQ(refusal("{\"client_id\":"), "The credentials file client.json is not JSON.");
