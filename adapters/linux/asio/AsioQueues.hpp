@@ -14,8 +14,8 @@ struct LinuxQueues {
   std::shared_ptr<Queue> taskPool;
 };
 
-/// Makes the queues: two to four workers, as the machine has cores, and one more whenever all of them have been
-/// blocked for a while.
+/// Makes the queues: two to four workers, as the machine has cores, and one more whenever all of them have been busy
+/// for a while and fewer than that many of them compute, the others being blocked.
 ///
 /// Lifetime: no thread before the first block. Dropping the last of the two queues drops the timers' blocks, runs what
 /// was posted and waits for it; on one of their own workers it returns at once and the workers finish by themselves.

@@ -4,23 +4,25 @@
 // as blocks would waste memory for the first kind; as many as cores would let the second kind stop everything.
 //
 // Idea: a few workers run the library's scheduler. A post or a start that leaves work waiting with every worker busy
-// wakes the supervisor, a timer on the clock's thread. When no block ends while it looks on, it adds one worker and
-// looks again, sooner each time, until something moves. Surplus workers leave after some idle seconds. The clock has a
-// thread and a scheduler of its own: timers fire while all workers are blocked, and the workers' scheduler needs no
-// epoll, which makes a hop cheaper.
+// wakes the supervisor, a timer on the clock's thread. When no block ends while it looks on, and the kernel says that
+// fewer workers than the first ones compute or wait for a core, it adds one worker and looks again, sooner each time,
+// until something moves. Surplus workers leave after some idle seconds. The clock has a thread and a scheduler of its
+// own: timers fire while all workers are blocked, and the workers' scheduler needs no epoll, which makes a hop cheaper.
 //
-// Cost: three atomic counters per block, a mostly sleeping thread, and more threads than cores while long computations
-// fill all workers. An idle pool sleeps altogether.
+// Cost: three atomic counters per block and a mostly sleeping thread. Blocks wait for long computations that fill all
+// workers, also for one that only spins until another block has run. An idle pool sleeps altogether.
 //
 // Threads leave in a chain: each leaving worker keeps its own handle in `lastToLeave_` and joins the one it found
 // there, so that at most one handle waits to be joined. The last worker stops the clock.
 #include "asio/WorkerPool.hpp"
 
 #include "SignalsBlocked.hpp"
+#include "asio/ThreadState.hpp"
 
 #include <boost/asio/post.hpp>
 
 #include <pthread.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <new>
@@ -32,6 +34,8 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto leastPatience = 2ms;
+constexpr int looksAtBlocked = 2;
+constexpr int looksWhileOneCanWork = 10;
 constexpr auto longestDelay = std::chrono::hours(24 * 365 * 100);  // keeps "now plus delay" within the clock
 
 int coreWorkers() {
@@ -135,6 +139,7 @@ void WorkerPool::watchIfStarved() noexcept {
   if (watched_.load() || watched_.exchange(true)) return;
   try {
     boost::asio::post(clockContext_, [this] {
+      looks_ = 0;
       patience_ = tuning_.patience;
       superviseSoon();
     });
@@ -158,13 +163,31 @@ void WorkerPool::supervise() {
     return;
   }
   if (finished_.load() != finishedBefore_) {
+    looks_ = 0;
     patience_ = tuning_.patience;
-  } else if (addWorker(true)) {
-    patience_ = std::max<std::chrono::milliseconds>(patience_ / 2, leastPatience);
-  } else {
+  } else if (needsWorker()) {
+    looks_ = 0;
+    const auto shorter = std::max<std::chrono::milliseconds>(patience_ / 2, leastPatience);
+    patience_ = addWorker(true) ? shorter : tuning_.patience;
+  } else if (looks_ == 0) {
     patience_ = tuning_.patience;
   }
   superviseSoon();
+}
+
+// A worker that is kept from a core looks, by the blocks that end, like one that waits for a person; more workers would
+// only slow it down. While it holds a lock the others wait for it, which passes, so that they are looked at repeatedly.
+bool WorkerPool::needsWorker() {
+  const std::lock_guard lock(threadsMutex_);
+  const auto canWork = std::count_if(threads_.begin(), threads_.end(), [](const auto& each) {
+    const pid_t id = each.second.id;
+    return id == 0 || stateOfThread(id) == ThreadState::runnable;
+  });
+  if (canWork >= coreWorkers()) {
+    looks_ = 0;
+    return false;
+  }
+  return ++looks_ >= (canWork == 0 ? looksAtBlocked : looksWhileOneCanWork);
 }
 
 // Threads
@@ -195,7 +218,7 @@ bool WorkerPool::addWorker(bool surplus) noexcept {
     const SignalsBlocked signals;
     std::thread worker([self = shared_from_this(), surplus] { self->work(surplus); });
     const auto id = worker.get_id();
-    threads_.emplace(id, std::move(worker));
+    threads_.emplace(id, Worker{std::move(worker)});
     return true;
   } catch (const std::system_error&) {  // the system has no thread left; the blocked ones may end
     workers_.fetch_sub(1);
@@ -206,6 +229,10 @@ bool WorkerPool::addWorker(bool surplus) noexcept {
 void WorkerPool::work(bool surplus) noexcept {
   poolOfThisThread = this;
   pthread_setname_np(pthread_self(), "corvane-worker");
+  {
+    const std::lock_guard lock(threadsMutex_);
+    threads_.at(std::this_thread::get_id()).id = ::gettid();
+  }
   if (surplus) {
     while (workContext_.run_one_for(tuning_.idleBeforeLeaving) > 0) {
     }
@@ -220,7 +247,7 @@ void WorkerPool::leave() noexcept {
   bool last = false;
   {
     const std::lock_guard lock(threadsMutex_);
-    auto own = std::move(threads_.extract(std::this_thread::get_id()).mapped());
+    auto own = std::move(threads_.extract(std::this_thread::get_id()).mapped().thread);
     last = workers_.fetch_sub(1) == 1;
     ended_ = ended_ || last;
     if (last && orphaned_) own.detach();

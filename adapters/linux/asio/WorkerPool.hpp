@@ -9,6 +9,8 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 
+#include <sys/types.h>
+
 #include <atomic>
 #include <chrono>
 #include <memory>
@@ -40,6 +42,11 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
   using Context = boost::asio::io_context;
   using WorkGuard = boost::asio::executor_work_guard<Context::executor_type>;
 
+  struct Worker {
+    std::thread thread;
+    pid_t id = 0;  // the kernel's; none yet while it starts
+  };
+
   // One posted block as the library's handler.
   struct Work {
     WorkerPool* pool;
@@ -59,6 +66,7 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
   void watchIfStarved() noexcept;
   void superviseSoon();
   void supervise();
+  bool needsWorker();
 
   void schedule(const std::shared_ptr<Timer>& timer, std::chrono::steady_clock::time_point due);
   void fire(const std::shared_ptr<Timer>& timer);
@@ -73,8 +81,9 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
 
   // Each is changed by one atomic step and read after it, so that of two threads that make the pool starve together
   // at least one sees it.
-  std::atomic<int> waiting_{0};  // posted and not begun; below zero for the moment in which a post is overtaken
-  std::atomic<int> busy_{0};     // workers within a block
+  std::atomic<int> waiting_{
+      0};                     // posted and not begun; below zero for the moment in which a post is overtaken
+  std::atomic<int> busy_{0};  // workers within a block
   std::atomic<int> workers_{0};
   std::atomic<unsigned> finished_{0};  // blocks, wrapping around
   std::atomic<bool> watched_{false};   // the supervisor is awake
@@ -83,6 +92,7 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
   boost::asio::steady_timer supervisor_;
   std::chrono::milliseconds patience_{};
   unsigned finishedBefore_ = 0;
+  int looks_ = 0;  // in a row that found workers blocked
 
   std::mutex timersMutex_;
   std::unordered_set<std::shared_ptr<Timer>> timers_;
@@ -92,7 +102,7 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
 
   std::mutex threadsMutex_;
   std::thread clock_;
-  std::unordered_map<std::thread::id, std::thread> threads_;  // the workers
+  std::unordered_map<std::thread::id, Worker> threads_;  // the workers
   std::thread lastToLeave_;
   bool orphaned_ = false;  // nobody will join: the pool was closed by one of its own threads
   bool ended_ = false;     // the last worker has left

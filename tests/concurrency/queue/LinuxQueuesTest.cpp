@@ -5,6 +5,7 @@
 #include <csignal>
 #include <ctime>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -66,6 +67,19 @@ class Gate {
   std::atomic<int> inside_{0};
 };
 
+// How many workers there are while none is blocked.
+int firstWorkers() {
+  return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 2U, 4U));
+}
+
+// A block that never waits for anything but a core, until released.
+Block computing(const std::atomic<bool>& released) {
+  return [&released] {
+    while (!released) {
+    }
+  };
+}
+
 TEST(LinuxQueues, StartNoThreadBeforeTheFirstBlock) {
   const LinuxQueues queues = makeLinuxQueues();
   EXPECT_EQ(queueThreads(), 0);
@@ -117,6 +131,39 @@ TEST(LinuxQueues, AddNoMoreWorkersThanTheyMay) {
   const auto timer = clock.taskPool->asyncAfter(50ms, [over] { over->set_value(); });
   over->get_future().wait();
   EXPECT_EQ(gate.inside(), 4);
+  gate.open();
+  queues = {};
+}
+
+TEST(LinuxQueues, AddNoWorkerForThoseThatCompute) {
+  std::atomic<bool> released{false};
+  std::atomic<bool> othersRan{false};
+  QueueTuning tuning;
+  tuning.patience = 1ms;
+  LinuxQueues queues = makeLinuxQueues(tuning);
+  for (int i = 0; i < firstWorkers(); ++i) queues.userInitiated->async(computing(released));
+  queues.taskPool->async([&othersRan] { othersRan = true; });
+  const LinuxQueues clock = makeLinuxQueues();
+  auto over = std::make_shared<std::promise<void>>();
+  const auto timer = clock.taskPool->asyncAfter(100ms, [over] { over->set_value(); });
+  over->get_future().wait();
+  EXPECT_FALSE(othersRan);
+  released = true;
+  queues = {};
+  EXPECT_TRUE(othersRan);
+}
+
+TEST(LinuxQueues, AddWorkersForThoseThatAreBlockedAlsoWhileOneComputes) {
+  std::atomic<bool> released{false};
+  Gate gate;
+  LinuxQueues queues = makeLinuxQueues();
+  queues.userInitiated->async(computing(released));
+  for (int i = 0; i < 16; ++i) queues.userInitiated->async(gate.block());
+  auto answered = std::make_shared<std::promise<void>>();
+  queues.taskPool->async([answered] { answered->set_value(); });
+  EXPECT_EQ(answered->get_future().wait_for(generously), std::future_status::ready);
+  EXPECT_EQ(gate.inside(), 16);
+  released = true;
   gate.open();
   queues = {};
 }
