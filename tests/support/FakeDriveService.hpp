@@ -83,6 +83,12 @@ class FakeDriveService final : public GTLRDriveService {
     return requests_.size();
   }
 
+  /// Forgets what was asked, so that indices begin at 0 again.
+  void forgetRequests() {
+    const std::lock_guard guard(mutex_);
+    requests_.clear();
+  }
+
   template <class Query>
   Query query(std::size_t index) const {
     return std::get<Query>(requests().at(index).query);
