@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdint>
 #include <cstdlib>
 #include <random>
 #include <string>
@@ -30,12 +31,20 @@ void spin(std::chrono::microseconds time) {
   }
 }
 
+/// Differs from run to run, unless CORVANE_KEYCHAIN_KILL_SEED holds the seed that a failed run told.
 class Randomness {
  public:
   int upTo(int limit) { return std::uniform_int_distribution(0, limit)(engine_); }
+  std::string seedText() const { return "CORVANE_KEYCHAIN_KILL_SEED=" + std::to_string(seed_); }
 
  private:
-  std::mt19937 engine_{std::random_device{}()};
+  static std::uint32_t seed() {
+    const char* text = std::getenv("CORVANE_KEYCHAIN_KILL_SEED");
+    return text ? static_cast<std::uint32_t>(std::strtoul(text, nullptr, 10)) : std::random_device{}();
+  }
+
+  const std::uint32_t seed_ = seed();
+  std::mt19937 engine_{seed_};
 };
 
 std::vector<std::string> saveLoop(const std::filesystem::path& folder, const std::string& account,
@@ -71,6 +80,7 @@ TEST(KeychainCrash, AKilledSaverLeavesTheOldItemNoneOrTheNewOne) {
   const TemporaryFolder temporary(TemporaryFolder::memory());
   const auto folder = temporary.path() / "keychain";
   Randomness random;
+  SCOPED_TRACE(random.seedText());
   SavedAccount ada{"ada"};
   SavedAccount bob{"bob"};
   for (int round = 0; round < rounds() && !testing::Test::HasFailure(); ++round) {
@@ -98,6 +108,7 @@ TEST(KeychainCrash, TwoKilledSaversOfOneAccountLeaveAWholeItemOfEitherOrNone) {
   const TemporaryFolder temporary(TemporaryFolder::memory());
   const auto folder = temporary.path() / "keychain";
   Randomness random;
+  SCOPED_TRACE(random.seedText());
   for (int round = 0; round < rounds() && !testing::Test::HasFailure(); ++round) {
     {
       Worker first(saveLoop(folder, "ada", "first", 1));
@@ -119,6 +130,7 @@ TEST(KeychainCrash, TwoKilledSaversOfOneAccountLeaveAWholeItemOfEitherOrNone) {
 
 TEST(KeychainCrash, AKillDuringTheVeryFirstSaveLeavesAKeychainThatWorks) {
   Randomness random;
+  SCOPED_TRACE(random.seedText());
   // Each kill takes a keychain of its own, and the moments that matter are few.
   for (int round = 0; round < rounds() / 4 && !testing::Test::HasFailure(); ++round) {
     const TemporaryFolder temporary(TemporaryFolder::memory());
