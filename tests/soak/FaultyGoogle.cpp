@@ -33,8 +33,8 @@ void announce(const std::string& url, const std::filesystem::path& readyFile) {
   std::filesystem::rename(temporary, readyFile);
 }
 
-/// Keeps faults ahead of the requests, ends all tokens every few seconds, and has the token endpoint fail one
-/// time in twenty, but only once the sign-ins are over.
+/// Keeps faults ahead of the requests. Every few seconds, but only once the sign-ins are over, it ends all tokens and
+/// has the token endpoint fail the first refresh that follows.
 void misbehave(emulator::Emulator& google, soak::FaultMix& mix, const sigset_t& signals) {
   const timespec pause{0, lookEvery};
   std::size_t added = 0;

@@ -20,6 +20,8 @@ class Listing {
   void run(const std::atomic<bool>& over);
 
   const std::string& email() const { return email_; }
+  /// What the first completed listing brought; 0 before.
+  std::uint64_t fingerprint() const { return fingerprint_; }
   /// Any thread.
   std::size_t completed() const { return completed_; }
   std::size_t pages() const { return pages_; }
@@ -36,7 +38,7 @@ class Listing {
   const std::shared_ptr<GoogleDriveAPIType> drive_;
   const std::size_t files_;
   std::vector<std::uint64_t> seen_;  // hashes of ids, in memory that is had from the start
-  std::uint64_t fingerprint_ = 0;    // of the first completed listing
+  std::uint64_t fingerprint_ = 0;    // sum of the first completed listing's hashes
   std::atomic<std::size_t> completed_{0};
   std::size_t pages_ = 0;
   std::size_t wrong_ = 0;

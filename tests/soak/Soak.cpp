@@ -13,6 +13,7 @@
 #include <deque>
 #include <exception>
 #include <map>
+#include <set>
 #include <string>
 #include <thread>
 #include <utility>
@@ -81,6 +82,12 @@ class Soak {
                        [](const auto& each) { return each.completed() > 0; });
   }
 
+  bool everyoneHasFilesOfTheirOwn() const {
+    std::set<std::uint64_t> fingerprints;
+    for (const auto& each : listings_) fingerprints.insert(each.fingerprint());
+    return fingerprints.size() == listings_.size();
+  }
+
   /// Prints the table; true when all is well.
   bool report() const {
     std::printf("%-24s %9s %9s %9s %9s\n", "account", "listings", "pages", "begun anew", "wrong");
@@ -112,6 +119,7 @@ class Soak {
     };
     bool well = require(wrong == 0, "a listing did not bring every file exactly once");
     well &= require(everyoneCompleted(), "an account completed no listing; run it for longer");
+    well &= require(everyoneHasFilesOfTheirOwn(), "two accounts brought the same files");
     well &= require(queue_->retries > 0, "nothing was ever tried again, so nothing went wrong");
     well &= require(Trend{early, late}.isFlat(), "memory, descriptors or threads grew");
     return well;
