@@ -16,9 +16,11 @@
 // there, so that at most one handle waits to be joined. The last worker stops the clock.
 #include "asio/WorkerPool.hpp"
 
+#include "EndOfBlock.hpp"
 #include "SignalsBlocked.hpp"
 #include "asio/ThreadState.hpp"
 
+#include <boost/asio/defer.hpp>
 #include <boost/asio/post.hpp>
 
 #include <pthread.h>
@@ -59,8 +61,14 @@ void WorkerPool::post(Block block) {
   enqueue(std::move(block));
 }
 
+// A post wakes a sleeping worker, in vain when the poster's own block ends first. A deferred block lies on the poster's
+// own list, of which nobody is told, until its present one has ended.
 void WorkerPool::enqueue(Block block) {
-  boost::asio::post(workContext_, Work{this, std::move(block)});
+  Work work{this, std::move(block)};
+  if (EndOfBlock::take())
+    boost::asio::defer(workContext_, std::move(work));
+  else
+    boost::asio::post(workContext_, std::move(work));
   waiting_.fetch_add(1);  // not before: a post that fails must not count for ever
   watchIfStarved();
 }

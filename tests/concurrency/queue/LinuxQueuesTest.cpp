@@ -1,3 +1,4 @@
+#include "EndOfBlock.hpp"
 #include "asio/AsioQueues.hpp"
 
 #include <gtest/gtest.h>
@@ -261,6 +262,47 @@ TEST(LinuxQueues, TakeBlocksFromManyThreadsAtOnce) {
   }
   queues = {};
   EXPECT_EQ(ran, threads * each);
+}
+
+TEST(LinuxQueues, RunWhatABlockPostsAtItsEnd) {
+  constexpr int chains = 8;
+  constexpr int length = 1000;
+  std::latch ended(chains);
+  LinuxQueues queues = makeLinuxQueues();
+  std::function<void(int)> link = [&](int left) {
+    if (left == 0) return ended.count_down();
+    const EndOfBlock end;
+    queues.taskPool->async([&link, left] { link(left - 1); });
+  };
+  for (int i = 0; i < chains; ++i) queues.userInitiated->async([&link] { link(length); });
+  ended.wait();
+  queues = {};
+}
+
+TEST(LinuxQueues, RunWhatABlockPostsAtItsEndAlsoWhenTheyAreDestroyed) {
+  std::atomic<int> ran{0};
+  auto queues = std::make_shared<LinuxQueues>(makeLinuxQueues());
+  queues->userInitiated->async([&ran, queues]() mutable {
+    const EndOfBlock end;
+    queues->taskPool->async([&ran] { ++ran; });
+    queues.reset();
+  });
+  queues.reset();
+  EXPECT_TRUE(eventually([&] { return ran == 1 && queueThreads() == 0; }));
+}
+
+TEST(LinuxQueues, DoNotTakeASecondPostForTheEndOfABlock) {
+  LinuxQueues queues = makeLinuxQueues();
+  std::promise<void> second;
+  std::promise<void> first;
+  queues.userInitiated->async([&] {
+    const EndOfBlock end;
+    queues.userInitiated->async([&] { first.set_value(); });
+    queues.userInitiated->async([&] { second.set_value(); });
+    second.get_future().wait();
+  });
+  EXPECT_EQ(first.get_future().wait_for(generously), std::future_status::ready);
+  queues = {};
 }
 
 TEST(LinuxQueues, KeepTheHostsSignalsAwayFromTheirThreads) {
