@@ -6,7 +6,6 @@
 #include <charconv>
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -81,62 +80,29 @@ struct TimeText {
   }
 };
 
-/// Eight characters as a number, the first in the lowest byte; written so that compilers make one load of it.
-constexpr std::uint64_t eightCharacters(const char* text) {
-  const auto at = [text](unsigned i) {
-    return std::uint64_t{static_cast<unsigned char>(text[i])} << (8 * i);
-  };
-  return at(0) | at(1) | at(2) | at(3) | at(4) | at(5) | at(6) | at(7);
-}
-
-/// What eight characters have to look like: a '0' stands for any digit, all others for themselves.
-struct TimeForm {
-  std::uint64_t characters;
-  /// What each byte may be above its character, as the distance from there to 128.
-  std::uint64_t distances = 0;
-
-  explicit consteval TimeForm(const char (&form)[9]) : characters(eightCharacters(form)) {
-    for (unsigned i = 0; i < 8; ++i)
-      distances |= std::uint64_t{form[i] == '0' ? 128U - 10U : 128U - 1U} << (8 * i);
-  }
-};
-
-/// Eight characters read and checked at once.
-class TimeWord {
- public:
-  constexpr TimeWord(const char* text, TimeForm form) : values_(eightCharacters(text) ^ form.characters) {
-    fits_ = (((values_ + form.distances) | values_) & 0x8080'8080'8080'8080U) == 0;
-  }
-
-  /// Every byte is a digit's value then, or zero.
-  constexpr bool fits() const { return fits_; }
-
-  constexpr unsigned digit(unsigned at) const { return static_cast<unsigned>(values_ >> (8 * at)) & 0xFFU; }
-  constexpr unsigned two(unsigned at) const { return digit(at) * 10 + digit(at + 1); }
-
- private:
-  std::uint64_t values_;
-  bool fits_;
-};
-
 /// The form in which Drive writes all its times, "2024-05-06T07:08:09.123Z", read at fixed places: a listing has two
 /// in every file. Nothing for any other form, which may still be a time.
 constexpr std::optional<Date> parseUsualTime(std::string_view text) {
   using namespace std::chrono;
   if (text.size() != 24) return std::nullopt;
-  const TimeWord front(text.data(), TimeForm("0000-00-"));
-  const TimeWord middle(text.data() + 8, TimeForm("00T00:00"));
-  const TimeWord back(text.data() + 16, TimeForm(":00.000Z"));
-  if (!front.fits() || !middle.fits() || !back.fits()) return std::nullopt;
-
-  const unsigned y = front.two(0) * 100 + front.two(2);
-  const unsigned d = middle.two(0);
-  const unsigned hour = middle.two(3);
-  const unsigned minute = middle.two(6);
-  const unsigned second = back.two(1);
-  const unsigned millisecond = back.digit(4) * 100 + back.two(5);
-  if (hour > 23 || minute > 59 || second > 59) return std::nullopt;
-  const year_month_day day{year{static_cast<int>(y)}, month{front.two(5)}, std::chrono::day{d}};
+  unsigned wrongDigits = 0;
+  const auto digit = [&](std::size_t at) {
+    const unsigned value = static_cast<unsigned char>(text[at]) - unsigned{'0'};
+    wrongDigits |= value > 9;
+    return value;
+  };
+  const auto two = [&](std::size_t at) { return digit(at) * 10 + digit(at + 1); };
+  const unsigned y = two(0) * 100 + two(2);
+  const unsigned m = two(5);
+  const unsigned d = two(8);
+  const unsigned hour = two(11);
+  const unsigned minute = two(14);
+  const unsigned second = two(17);
+  const unsigned millisecond = digit(20) * 100 + two(21);
+  const bool punctuated = text[4] == '-' && text[7] == '-' && text[10] == 'T' && text[13] == ':' &&
+                          text[16] == ':' && text[19] == '.' && text[23] == 'Z';
+  if (!punctuated || wrongDigits || hour > 23 || minute > 59 || second > 59) return std::nullopt;
+  const year_month_day day{year{static_cast<int>(y)}, month{m}, std::chrono::day{d}};
   if (!day.ok()) return std::nullopt;
   return sys_days{day} + milliseconds{(hour * 3600 + minute * 60 + second) * 1000 + millisecond};
 }
