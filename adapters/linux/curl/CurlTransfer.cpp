@@ -54,6 +54,8 @@ CurlTransfer::CurlTransfer(std::shared_ptr<Exchange> exchange, std::shared_ptr<C
   set(CURLOPT_HEADERDATA, static_cast<void*>(this));
   set(CURLOPT_WRITEFUNCTION, &CurlTransfer::onBody);
   set(CURLOPT_WRITEDATA, static_cast<void*>(this));
+  // Made, and wiped, for each request over TLS; the least that there may be.
+  set(CURLOPT_UPLOAD_BUFFERSIZE, 16L * 1024);
   setTarget(authoritiesFile);
   setMethod();
   setHeaders(settings.userAgent);

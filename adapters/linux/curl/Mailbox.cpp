@@ -5,20 +5,26 @@
 namespace corvane {
 
 void Mailbox::post(std::shared_ptr<Exchange> exchange) noexcept {
-  const std::lock_guard lock(mutex_);
-  mail_.requests.push(std::move(exchange));
+  {
+    const std::lock_guard lock(mutex_);
+    mail_.requests.push(std::move(exchange));
+  }
   wake();
 }
 
 void Mailbox::poke() noexcept {
-  const std::lock_guard lock(mutex_);
-  mail_.sweep = true;
+  {
+    const std::lock_guard lock(mutex_);
+    mail_.sweep = true;
+  }
   wake();
 }
 
 void Mailbox::stop() noexcept {
-  const std::lock_guard lock(mutex_);
-  mail_.stop = true;
+  {
+    const std::lock_guard lock(mutex_);
+    mail_.stop = true;
+  }
   wake();
 }
 
@@ -28,11 +34,12 @@ Mailbox::Mail Mailbox::take() noexcept {
 }
 
 void Mailbox::setMulti(CURLM* multi) noexcept {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(multiMutex_);
   multi_ = multi;
 }
 
 void Mailbox::wake() noexcept {
+  const std::lock_guard lock(multiMutex_);
   if (multi_) curl_multi_wakeup(multi_);
 }
 

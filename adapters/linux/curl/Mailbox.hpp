@@ -33,6 +33,7 @@ class Mailbox {
 
   std::mutex mutex_;
   Mail mail_;
+  std::mutex multiMutex_;  // not the other, on which the thread that wakes would have to wait at once
   CURLM* multi_ = nullptr;
 };
 
