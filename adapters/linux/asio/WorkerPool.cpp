@@ -27,6 +27,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <exception>
 #include <new>
 #include <system_error>
 
@@ -98,7 +99,13 @@ std::shared_ptr<Cancellable> WorkerPool::postAfter(std::chrono::microseconds del
     const std::lock_guard lock(timersMutex_);
     timers_.insert(timer);
   }
-  boost::asio::post(clockContext_, [this, timer, due] { schedule(timer, due); });
+  try {
+    boost::asio::post(clockContext_, [this, timer, due] { schedule(timer, due); });
+  } catch (...) {
+    const std::lock_guard lock(timersMutex_);
+    timers_.erase(timer);
+    throw;
+  }
   return timer;
 }
 
@@ -159,9 +166,13 @@ void WorkerPool::watchIfStarved() noexcept {
 void WorkerPool::superviseSoon() {
   finishedBefore_ = finished_.load();
   supervisor_.expires_after(patience_);
-  supervisor_.async_wait([this](boost::system::error_code error) {
-    if (!error) supervise();
-  });
+  try {
+    supervisor_.async_wait([this](boost::system::error_code error) {
+      if (!error) supervise();
+    });
+  } catch (const std::bad_alloc&) {
+    watched_.store(false);  // whoever finds the pool starved next tries again
+  }
 }
 
 void WorkerPool::supervise() {
@@ -223,12 +234,17 @@ bool WorkerPool::addWorker(bool surplus) noexcept {
   if (ended_ || workers_.load() >= tuning_.mostWorkers) return false;
   workers_.fetch_add(1);
   try {
+    // Its place comes first: a thread that runs could not be given up any more.
+    decltype(threads_) fresh;
+    fresh.try_emplace(std::thread::id());
+    auto place = fresh.extract(fresh.begin());
+    threads_.reserve(threads_.size() + 1);
     const SignalsBlocked signals;
-    std::thread worker([self = shared_from_this(), surplus] { self->work(surplus); });
-    const auto id = worker.get_id();
-    threads_.emplace(id, Worker{std::move(worker)});
+    place.mapped().thread = std::thread([self = shared_from_this(), surplus] { self->work(surplus); });
+    place.key() = place.mapped().thread.get_id();
+    threads_.insert(std::move(place));
     return true;
-  } catch (const std::system_error&) {  // the system has no thread left; the blocked ones may end
+  } catch (const std::exception&) {  // the system has no thread or memory left; the blocked ones may end
     workers_.fetch_sub(1);
     return false;
   }

@@ -107,7 +107,8 @@ class RecoveringQueue final : public Queue {
   /// Blocks that have not ended.
   int running() const { return *running_; }
   std::shared_ptr<Cancellable> asyncAfter(std::chrono::microseconds, Block block) override {
-    return queue_->asyncAfter(std::chrono::microseconds(0), [block = std::move(block)] {
+    // Above zero, so that it takes the clock.
+    return queue_->asyncAfter(std::chrono::microseconds(1), [block = std::move(block)] {
       disarm();
       block();
     });
