@@ -27,9 +27,9 @@ class InGnomeKeyring : public ProgramTest {
   /// gnome-keyring's own prompts, answered by a script; counts them.
   template <class Action>
   ProgramResult whilePromptsAreAnswered(const std::string& option, Action action) {
-    session.run(CORVANE_SCRIPTED_PROMPTER " " + option +
+    session.run("rm -f $HOME/prompts; " CORVANE_SCRIPTED_PROMPTER " " + option +
                 " >$HOME/prompts 2>&1 & echo $! >$HOME/prompter.pid; "
-                "until grep -q ready $HOME/prompts; do sleep 0.02; done");
+                "until grep -qs ready $HOME/prompts; do sleep 0.02; done");
     const auto result = action();
     prompts = std::stoi(session.run("kill $(cat $HOME/prompter.pid); grep -c asked $HOME/prompts || true"));
     return result;
