@@ -40,7 +40,11 @@ class Listing {
 
   void start() { request(std::nullopt); }
   /// When it was complete, in ms.
-  double wait() { return finished_.get_future().get(); }
+  double wait() {
+    const double when = finished_.get_future().get();
+    const std::lock_guard lock(mutex_);  // the request of the last page may still be under way on its own thread
+    return when;
+  }
   std::size_t files() const { return files_; }
 
  private:
