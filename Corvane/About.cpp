@@ -15,7 +15,8 @@ About::About(StorageQuota newStorageQuota, bool newAppInstalled, std::int64_t ne
       user(std::move(newUser)) {}
 
 const std::string& About::apiFields() {
-  static const std::string fields = makeAPIFields<About>();
+  // Never destroyed: a worker may read it while the process ends.
+  static const auto& fields = *new const std::string(makeAPIFields<About>());
   return fields;
 }
 

@@ -7,7 +7,8 @@
 namespace corvane {
 
 const std::string& File::apiFields() {
-  static const std::string fields = makeAPIFields<File>();
+  // Never destroyed: a worker may read it while the process ends.
+  static const auto& fields = *new const std::string(makeAPIFields<File>());
   return fields;
 }
 

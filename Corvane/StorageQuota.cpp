@@ -12,7 +12,8 @@ StorageQuota::StorageQuota(std::int64_t newLimit, std::int64_t newUsage, std::in
     : limit(newLimit), usage(newUsage), usageInDrive(newUsageInDrive) {}
 
 const std::string& StorageQuota::apiFields() {
-  static const std::string fields = makeAPIFields<StorageQuota>();
+  // Never destroyed: a worker may read it while the process ends.
+  static const auto& fields = *new const std::string(makeAPIFields<StorageQuota>());
   return fields;
 }
 

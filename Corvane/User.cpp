@@ -14,7 +14,8 @@ User::User(std::string newDisplayName, std::string newEmailAddress, std::string 
       photoLink(std::move(newPhotoLink)) {}
 
 const std::string& User::apiFields() {
-  static const std::string fields = makeAPIFields<User>();
+  // Never destroyed: a worker may read it while the process ends.
+  static const auto& fields = *new const std::string(makeAPIFields<User>());
   return fields;
 }
 

@@ -17,7 +17,8 @@ constexpr const char* ownedFilesQuery = "'me' in owners and trashed = false";
 constexpr int filesPerPage = 500;
 
 const std::string& listFields() {
-  static const std::string fields = "files(" + File::apiFields() + "),nextPageToken";
+  // Never destroyed: a worker may read it while the process ends.
+  static const auto& fields = *new const std::string("files(" + File::apiFields() + "),nextPageToken");
   return fields;
 }
 
