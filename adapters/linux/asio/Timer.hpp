@@ -30,8 +30,8 @@ class Timer final : public Cancellable, public std::enable_shared_from_this<Time
 
   bool isPending() const noexcept { return !claimed_.load(); }
 
-  /// The clock's own, touched on its thread only. It is owned by what waits for it, so that no timer of the library
-  /// outlives the library's context.
+  /// The clock's own once it waits, and touched on its thread only from then on. It is owned by what waits for it, so
+  /// that no timer of the library outlives the library's context.
   std::weak_ptr<boost::asio::steady_timer> waiting;
 
  private:

@@ -39,6 +39,7 @@ using namespace std::chrono_literals;
 constexpr auto leastPatience = 2ms;
 constexpr int looksAtBlocked = 2;
 constexpr int looksWhileOneCanWork = 10;
+constexpr auto untilMemoryIsBack = 20ms;
 constexpr auto longestDelay = std::chrono::hours(24 * 365 * 100);  // keeps "now plus delay" within the clock
 
 int coreWorkers() {
@@ -95,33 +96,54 @@ std::shared_ptr<Cancellable> WorkerPool::postAfter(std::chrono::microseconds del
   }
   const auto due =
       std::chrono::steady_clock::now() + std::min<std::chrono::microseconds>(delay, longestDelay);
+  const auto waiting = std::make_shared<boost::asio::steady_timer>(clockContext_, due);
+  timer->waiting = waiting;
   {
     const std::lock_guard lock(timersMutex_);
     timers_.insert(timer);
   }
   try {
-    boost::asio::post(clockContext_, [this, timer, due] { schedule(timer, due); });
+    await(timer, waiting);  // here: the clock's thread would have nobody to tell that there is no memory
   } catch (...) {
-    const std::lock_guard lock(timersMutex_);
-    timers_.erase(timer);
+    drop(timer);
     throw;
   }
   return timer;
 }
 
-void WorkerPool::schedule(const std::shared_ptr<Timer>& timer, std::chrono::steady_clock::time_point due) {
-  if (!timer->isPending()) return;
-  const auto waiting = std::make_shared<boost::asio::steady_timer>(clockContext_, due);
-  timer->waiting = waiting;
-  waiting->async_wait([this, timer, waiting](boost::system::error_code) { fire(timer); });
+void WorkerPool::await(const std::shared_ptr<Timer>& timer,
+                       const std::shared_ptr<boost::asio::steady_timer>& waiting) {
+  waiting->async_wait([this, timer, waiting](boost::system::error_code) { fire(timer, waiting); });
 }
 
-void WorkerPool::fire(const std::shared_ptr<Timer>& timer) {
+void WorkerPool::fire(const std::shared_ptr<Timer>& timer,
+                      const std::shared_ptr<boost::asio::steady_timer>& waiting) noexcept {
+  try {
+    if (timer->isPending()) enqueue([timer] { timer->run(); });
+    const std::lock_guard lock(timersMutex_);
+    timers_.erase(timer);
+  } catch (const std::bad_alloc&) {
+    fireLater(timer, waiting);
+  }
+}
+
+// The library keeps the memory of the wait that has just ended for the next one, so that it hardly ever fails.
+void WorkerPool::fireLater(const std::shared_ptr<Timer>& timer,
+                           const std::shared_ptr<boost::asio::steady_timer>& waiting) noexcept {
+  try {
+    waiting->expires_after(untilMemoryIsBack);
+    await(timer, waiting);
+  } catch (const std::bad_alloc&) {
+    drop(timer);
+  }
+}
+
+void WorkerPool::drop(const std::shared_ptr<Timer>& timer) noexcept {
   {
     const std::lock_guard lock(timersMutex_);
     timers_.erase(timer);
   }
-  if (timer->isPending()) enqueue([timer] { timer->run(); });
+  timer->drop();
 }
 
 void WorkerPool::forget(std::shared_ptr<Timer> timer) noexcept {

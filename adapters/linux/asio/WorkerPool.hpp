@@ -68,8 +68,12 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
   void supervise();
   bool needsWorker();
 
-  void schedule(const std::shared_ptr<Timer>& timer, std::chrono::steady_clock::time_point due);
-  void fire(const std::shared_ptr<Timer>& timer);
+  void await(const std::shared_ptr<Timer>& timer, const std::shared_ptr<boost::asio::steady_timer>& waiting);
+  void fire(const std::shared_ptr<Timer>& timer,
+            const std::shared_ptr<boost::asio::steady_timer>& waiting) noexcept;
+  void fireLater(const std::shared_ptr<Timer>& timer,
+                 const std::shared_ptr<boost::asio::steady_timer>& waiting) noexcept;
+  void drop(const std::shared_ptr<Timer>& timer) noexcept;
   void dropTimers() noexcept;
 
   const QueueTuning tuning_;

@@ -1,6 +1,6 @@
 // Memory that runs out anywhere between the arrival of an answer and its delivery to the host: each allocation of the
-// network thread and of the workers fails in turn, and each time the host is told once, nothing leaks, and the same
-// objects serve the next request.
+// network thread, of the workers and of the clock fails in turn, and each time the host is told once, nothing leaks, and
+// the same objects serve the next request.
 #include "flows/FlowFixture.hpp"
 
 #include <pthread.h>
@@ -25,7 +25,7 @@ bool isOurThread() {
   char name[16] = {};
   pthread_getname_np(pthread_self(), name, sizeof name);
   const std::string_view text(name);
-  return known = text == "corvane-http" || text == "corvane-worker";
+  return known = text == "corvane-http" || text == "corvane-worker" || text == "corvane-clock";
 }
 
 bool fails() {
