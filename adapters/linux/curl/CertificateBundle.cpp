@@ -8,8 +8,8 @@
 
 #include <cerrno>
 #include <fstream>
-#include <iterator>
 #include <optional>
+#include <sstream>
 #include <system_error>
 
 namespace corvane {
@@ -23,9 +23,10 @@ std::string systemBundle() {
 std::optional<std::string> contents(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) return std::nullopt;
-  std::string text{std::istreambuf_iterator<char>(file), {}};
+  std::ostringstream text;
+  text << file.rdbuf();  // in large pieces: the system's bundle has some 200 KB
   if (file.bad()) return std::nullopt;
-  return text;
+  return std::move(text).str();
 }
 
 bool writeAll(int file, std::string_view text) {
