@@ -3,7 +3,7 @@
 #include "Base64URL.hpp"
 #include "ConstantTime.hpp"
 #include "OAuthErrors.hpp"
-#include "SecretJSON.hpp"
+#include "SecretObject.hpp"
 
 #include <algorithm>
 #include <optional>
@@ -18,7 +18,7 @@ constexpr std::chrono::seconds clockTolerance{300};
 // OpenID Connect Core 2: `sub` must not exceed 255 ASCII characters.
 constexpr std::size_t longestSubject = 255;
 
-std::optional<SecretJSON> payload(std::string_view token) {
+std::optional<SecretObject> payload(std::string_view token) {
   const auto first = token.find('.');
   if (first == std::string_view::npos) return std::nullopt;
   const auto second = token.find('.', first + 1);
@@ -30,19 +30,15 @@ std::optional<SecretJSON> payload(std::string_view token) {
   return parseSecretObject(textView(*claims));
 }
 
-bool isText(const SecretJSON& value, std::string_view text) {
-  return value.is_string() && std::string_view(value.get_ref<const SecretString&>()) == text;
-}
-
 // One audience, or several with us as the authorized party (OpenID Connect Core 3.1.3.7, points 3 to 5).
-bool isForClient(const SecretJSON& claims, std::string_view clientID) {
-  const auto* audience = findMember(claims, "aud");
-  if (!audience) return false;
-  if (!audience->is_array()) return isText(*audience, clientID);
-  const bool isNamed = std::any_of(audience->begin(), audience->end(),
-                                   [clientID](const auto& entry) { return isText(entry, clientID); });
-  const auto* party = findMember(claims, "azp");
-  return isNamed && (audience->size() == 1 || (party && isText(*party, clientID)));
+bool isForClient(const SecretObject& claims, std::string_view clientID) {
+  if (const auto* audience = findMember<SecretString>(claims, "aud")) return *audience == clientID;
+  const auto* audiences = findMember<SecretTexts>(claims, "aud");
+  if (!audiences) return false;
+  const bool isNamed = std::any_of(audiences->begin(), audiences->end(),
+                                   [clientID](const auto& entry) { return entry && *entry == clientID; });
+  const auto* party = findMember<SecretString>(claims, "azp");
+  return isNamed && (audiences->size() == 1 || (party && *party == clientID));
 }
 
 // Google documents both forms, with and without the scheme.
@@ -52,14 +48,14 @@ bool isIssuer(std::string_view claimed, std::string_view issuer) {
          (issuer.substr(0, scheme.size()) == scheme && claimed == issuer.substr(scheme.size()));
 }
 
-std::optional<std::string> objection(const SecretJSON& claims, const IDTokenExpectation& expected) {
+std::optional<std::string> objection(const SecretObject& claims, const IDTokenExpectation& expected) {
   if (!isForClient(claims, expected.clientID)) return "it was issued to another program";
   if (!isIssuer(textMember(claims, "iss").value_or(""), expected.issuer))
     return "it comes from another issuer";
-  const auto* expiry = findMember(claims, "exp");
-  if (!expiry || !expiry->is_number()) return "it has no expiry";
+  const auto* expiry = findMember<SecretNumber>(claims, "exp");
+  if (!expiry) return "it has no expiry";
   const auto earliest = (expected.now - clockTolerance).time_since_epoch();
-  if (!(expiry->get<double>() > static_cast<double>(earliest.count())))
+  if (!(expiry->value > static_cast<double>(earliest.count())))
     return "it has expired; check the clock of this computer";
   const auto nonce = secretMember(claims, "nonce");
   if (!nonce || !equalInConstantTime(nonce->reveal(), expected.nonce.reveal()))
@@ -70,7 +66,7 @@ std::optional<std::string> objection(const SecretJSON& claims, const IDTokenExpe
 }
 
 // An account is shown and stored by its address, so one with control characters counts as absent.
-std::string cleanEmail(const SecretJSON& claims) {
+std::string cleanEmail(const SecretObject& claims) {
   auto email = textMember(claims, "email").value_or("");
   const bool isClean =
       std::none_of(email.begin(), email.end(), [](char c) { return (c >= 0 && c < 0x20) || c == 0x7F; });

@@ -25,55 +25,72 @@ AnyError damaged(std::string_view what) {
                                                      ". Sign out and in again to replace it.");
 }
 
-SecretString text(std::string_view value) {
-  return SecretString(value);
-}
-SecretString text(const Secret& value) {
-  return SecretString(value.reveal());
+SecretString inJSON(std::string_view text) {
+  return SecretJSON(SecretString(text)).dump(-1, ' ', false, SecretJSON::error_handler_t::replace);
 }
 
-void checkVersion(const SecretJSON& object) {
-  const auto* version = findMember(object, "version");
-  if (!version || !version->is_number_integer()) throw damaged("its version is missing");
-  const bool isNewer = version->is_number_unsigned() && version->get<std::uint64_t>() > currentVersion;
-  if (isNewer)
+SecretString list(const std::vector<std::string>& texts) {
+  SecretString list = "[";
+  for (const auto& text : texts) {
+    if (list.size() > 1) list += ',';
+    list += inJSON(text);
+  }
+  return list += ']';
+}
+
+/// An object's text, member by member.
+class ObjectText {
+ public:
+  void add(std::string_view name, std::string_view value) {
+    text_ += text_.empty() ? '{' : ',';
+    text_.append(inJSON(name)).append(":").append(value);
+  }
+  void add(std::string_view name, std::int64_t value) { add(name, std::to_string(value)); }
+  Data finished() && { return dataFromText(text_ += '}'); }
+
+ private:
+  SecretString text_;
+};
+
+void checkVersion(const SecretObject& object) {
+  const auto* version = findMember<SecretNumber>(object, "version");
+  if (!version || !version->integer) throw damaged("its version is missing");
+  if (*version->integer > currentVersion)
     throw archiveError(
         sessionArchiveNewerVersionCode,
         "The stored session was written by a newer version of this program. Update the program, or "
         "sign out and in again to replace it.");
-  if (version->get<std::int64_t>() != currentVersion) throw damaged("its version is unknown");
+  if (*version->integer != currentVersion) throw damaged("its version is unknown");
 }
 
-std::string requiredText(const SecretJSON& object, std::string_view name) {
+std::string requiredText(const SecretObject& object, std::string_view name) {
   auto value = textMember(object, name);
   if (!value || value->empty()) throw damaged(std::string(name) + " is missing");
   return *std::move(value);
 }
 
-Secret requiredSecret(const SecretJSON& object, std::string_view name) {
+Secret requiredSecret(const SecretObject& object, std::string_view name) {
   auto value = secretMember(object, name);
   if (!value || value->empty()) throw damaged(std::string(name) + " is missing");
   return *std::move(value);
 }
 
-std::chrono::sys_seconds requiredTime(const SecretJSON& object, std::string_view name) {
-  const auto* value = findMember(object, name);
+std::chrono::sys_seconds requiredTime(const SecretObject& object, std::string_view name) {
+  const auto* value = findMember<SecretNumber>(object, name);
   // Four-digit years keep every later sum within its type.
   constexpr std::int64_t limit = 253'402'300'800;
-  if (!value || !value->is_number_integer() || value->get<std::int64_t>() < -limit ||
-      value->get<std::int64_t>() > limit ||
-      (value->is_number_unsigned() && value->get<std::uint64_t>() > limit))
+  if (!value || !value->integer || *value->integer < -limit || *value->integer > limit)
     throw damaged(std::string(name) + " is not a time");
-  return std::chrono::sys_seconds{std::chrono::seconds{value->get<std::int64_t>()}};
+  return std::chrono::sys_seconds{std::chrono::seconds{*value->integer}};
 }
 
-std::vector<std::string> requiredTexts(const SecretJSON& object, std::string_view name) {
-  const auto* values = findMember(object, name);
-  if (!values || !values->is_array()) throw damaged(std::string(name) + " is not a list");
+std::vector<std::string> requiredTexts(const SecretObject& object, std::string_view name) {
+  const auto* values = findMember<SecretTexts>(object, name);
+  if (!values) throw damaged(std::string(name) + " is not a list");
   std::vector<std::string> texts;
   for (const auto& value : *values) {
-    if (!value.is_string()) throw damaged(std::string(name) + " is not a list of texts");
-    texts.emplace_back(std::string_view(value.get_ref<const SecretString&>()));
+    if (!value) throw damaged(std::string(name) + " is not a list of texts");
+    texts.emplace_back(*value);
   }
   return texts;
 }
@@ -90,19 +107,18 @@ Data JSONSessionArchive::encode(const AuthSession& session) const {
     throw archiveError(sessionArchiveForeignSessionCode,
                        "Only sessions made by this platform can be stored.");
   const OAuthGrant grant = known->grant();
-  SecretJSON object = SecretJSON::object();
-  object["version"] = currentVersion;
-  object["clientID"] = text(grant.clientID);
-  object["clientSecret"] = text(grant.clientSecret);
-  object["tokenEndpoint"] = text(grant.tokenEndpoint);
-  object["accessToken"] = text(grant.accessToken);
-  object["accessTokenExpiry"] = std::int64_t{grant.accessTokenExpiry.time_since_epoch().count()};
-  object["refreshToken"] = text(grant.refreshToken);
-  object["scopes"] = SecretJSON::array();
-  for (const auto& scope : grant.scopes) object["scopes"].push_back(text(scope));
-  object["email"] = text(grant.email);
-  object["subject"] = text(grant.subject);
-  return dataFromText(object.dump(-1, ' ', false, SecretJSON::error_handler_t::replace));
+  ObjectText object;
+  object.add("version", currentVersion);
+  object.add("clientID", inJSON(grant.clientID));
+  object.add("clientSecret", inJSON(grant.clientSecret.reveal()));
+  object.add("tokenEndpoint", inJSON(grant.tokenEndpoint));
+  object.add("accessToken", inJSON(grant.accessToken.reveal()));
+  object.add("accessTokenExpiry", std::int64_t{grant.accessTokenExpiry.time_since_epoch().count()});
+  object.add("refreshToken", inJSON(grant.refreshToken.reveal()));
+  object.add("scopes", list(grant.scopes));
+  object.add("email", inJSON(grant.email));
+  object.add("subject", inJSON(grant.subject));
+  return std::move(object).finished();
 }
 
 std::shared_ptr<AuthSession> JSONSessionArchive::decode(const Data& archive) const {

@@ -3,7 +3,7 @@
 #include "FormEncoding.hpp"
 #include "OAuthErrors.hpp"
 #include "PoolPost.hpp"
-#include "SecretJSON.hpp"
+#include "SecretObject.hpp"
 #include "URLErrors.hpp"
 #include "URLHost.hpp"
 

@@ -1,6 +1,6 @@
 #include "TokenResponse.hpp"
 
-#include "SecretJSON.hpp"
+#include "SecretObject.hpp"
 
 #include <algorithm>
 #include <charconv>
@@ -21,14 +21,15 @@ std::chrono::seconds clampedLifetime(double seconds) {
 }
 
 // Some servers send the number as text.
-std::chrono::seconds readLifetime(const SecretJSON* member) {
-  if (!member) return usualLifetime;
-  if (member->is_number()) return clampedLifetime(member->get<double>());
-  if (!member->is_string()) return usualLifetime;
-  const auto& text = member->get_ref<const SecretString&>();
+std::chrono::seconds readLifetime(const SecretObject& object) {
+  if (const auto* number = findMember<SecretNumber>(object, "expires_in"))
+    return clampedLifetime(number->value);
+  const auto* text = findMember<SecretString>(object, "expires_in");
+  if (!text) return usualLifetime;
   double seconds = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
-  return error == std::errc{} && end == text.data() + text.size() ? clampedLifetime(seconds) : usualLifetime;
+  const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), seconds);
+  return error == std::errc{} && end == text->data() + text->size() ? clampedLifetime(seconds)
+                                                                    : usualLifetime;
 }
 
 // Token types are compared without regard to case (RFC 6749 section 5.1).
@@ -58,7 +59,7 @@ Result<TokenResponse, std::string> parseTokenResponse(const Data& body) {
   const auto type = textMember(*object, "token_type");
   if (!type || !isBearer(*type)) return Parsed::failure("its token_type is not Bearer");
 
-  TokenResponse response{*std::move(accessToken), readLifetime(findMember(*object, "expires_in")),
+  TokenResponse response{*std::move(accessToken), readLifetime(*object),
                          secretMember(*object, "refresh_token").value_or(Secret()),
                          secretMember(*object, "id_token").value_or(Secret()), std::nullopt};
   if (const auto scope = textMember(*object, "scope")) response.scopes = splitScopes(*scope);

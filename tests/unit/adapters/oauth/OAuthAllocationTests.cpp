@@ -194,7 +194,6 @@ TEST_P(OAuthAllocation, ThatFailsWhileARefreshIsJoinedDoesNotDisturbWhoWaits) {
           });
 }
 
-// Not over the JSON itself: the library's documents ask for memory when they are dropped, where they may not fail.
 TEST_P(OAuthAllocation, ThatFailsOnceATokenAnswerIsReadTellsEachWhoWaitsOnceAndKeepsTheToken) {
   std::shared_ptr<ScriptedHTTPClient::Exchange> exchange;
   HTTPResponse response;
@@ -223,6 +222,13 @@ TEST_P(OAuthAllocation, ThatFailsOnceATokenAnswerIsReadTellsEachWhoWaitsOnceAndK
 TEST_P(OAuthAllocation, ThatFailsOverAFailedAnswerTellsEachWhoWaitsOnce) {
   exhaustAnswer(503, "busy");
   exhaustAnswer(200, "<html>");
+  exhaustAnswer(400, R"({"error":"invalid_grant","error_description":"Token has been expired or revoked."})");
+}
+
+TEST_P(OAuthAllocation, ThatFailsWhileATokenAnswerIsReadTellsEachWhoWaitsOnce) {
+  exhaustAnswer(200, R"({"access_token":"token-2","expires_in":3599,"token_type":"Bearer",
+                         "scope":"openid https://www.googleapis.com/auth/drive",
+                         "more":[["of",{"what":"nobody"}],{"asked":["for",null]}]})");
 }
 
 TEST_P(OAuthAllocation, ThatFailsWhenTheClientDropsARefreshTellsEachWhoWaitsOnce) {
