@@ -1,6 +1,7 @@
 #include "SecretServiceClient.hpp"
 
 #include "BusAddress.hpp"
+#include "BusStream.hpp"
 #include "KeyringProblems.hpp"
 #include "PrivateService.hpp"
 #include "SignalsBlocked.hpp"
@@ -121,6 +122,31 @@ KeychainProblem stillLocked() {
           "The keyring is locked and could not be unlocked; unlock it and try again."};
 }
 
+GObjectPointer<GIOStream> streamTo(ReplyLoop& loop, const std::string& address, GError*& error) {
+  const auto result =
+      loop.await([&address](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
+        const SignalsBlocked blocked;  // GLib starts threads here
+        g_dbus_address_get_stream(address.c_str(), cancellable, callback, data);
+      });
+  return GObjectPointer<GIOStream>(g_dbus_address_get_stream_finish(result.get(), nullptr, &error));
+}
+
+void hangUp(GCancellable*, gpointer stream) {
+  shutDown(*static_cast<GIOStream*>(stream));
+}
+
+GDBusConnection* connectionOver(ReplyLoop& loop, GIOStream* stream, GError*& error) {
+  const auto result =
+      loop.await([stream](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
+        const SignalsBlocked blocked;  // GLib starts threads here
+        const auto flags = static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                                             G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
+        g_cancellable_connect(cancellable, G_CALLBACK(hangUp), g_object_ref(stream), g_object_unref);
+        g_dbus_connection_new(stream, nullptr, flags, nullptr, cancellable, callback, data);
+      });
+  return g_dbus_connection_new_finish(result.get(), &error);
+}
+
 }  // namespace
 
 SecretServiceClient::SecretServiceClient(const SecretServiceLimits& limits)
@@ -144,15 +170,9 @@ void SecretServiceClient::connect() {
   if (!address)
     throw unreachable("There is no session bus (neither DBUS_SESSION_BUS_ADDRESS nor $XDG_RUNTIME_DIR/bus).");
   address_ = *address;
-  const auto result =
-      loop_.await([&](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
-        const SignalsBlocked blocked;  // GLib starts its threads here
-        const auto flags = static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                                             G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
-        g_dbus_connection_new_for_address(address->c_str(), flags, nullptr, cancellable, callback, data);
-      });
   GError* error = nullptr;
-  connection_.reset(g_dbus_connection_new_for_address_finish(result.get(), &error));
+  if (const auto stream = streamTo(loop_, address_, error))
+    connection_.reset(connectionOver(loop_, stream.get(), error));
   if (!error) return;
   const GErrorPointer owned(error);
   throw unreachable("The session bus cannot be reached (" + std::string(error->message) + ").");

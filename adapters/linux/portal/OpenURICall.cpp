@@ -1,5 +1,7 @@
 #include "OpenURICall.hpp"
 
+#include "BusStream.hpp"
+
 #include <sys/random.h>
 
 #include <algorithm>
@@ -58,6 +60,7 @@ OpenURICall::~OpenURICall() {
   if (!connection_ && pending_ == 0) return;
   g_main_context_push_thread_default(context_.get());
   g_cancellable_cancel(cancellable_.get());
+  if (stream_) shutDown(*stream_);
   if (connection_) {
     g_signal_handlers_disconnect_by_data(connection_.get(), this);
     for (const auto id : subscriptions_) g_dbus_connection_signal_unsubscribe(connection_.get(), id);
@@ -74,7 +77,7 @@ OpenURICall::Outcome OpenURICall::run() {
   timer_.reset(g_timeout_source_new(static_cast<guint>(deadline_.count())));
   g_source_set_callback(timer_.get(), onDeadline, this, nullptr);
   g_source_attach(timer_.get(), context_.get());
-  connect();
+  reachBus();
   while (!outcome_ && !cancellation_->isCancelled()) g_main_context_iteration(context_.get(), TRUE);
   timer_.reset();
   if (!outcome_) {
@@ -89,19 +92,34 @@ void OpenURICall::finish(Outcome outcome) {
   if (!outcome_) outcome_ = outcome;
 }
 
-void OpenURICall::connect() {
+void OpenURICall::reachBus() {
   ++pending_;
-  g_dbus_connection_new_for_address(
-      busAddress_.c_str(),
-      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-      nullptr, cancellable_.get(), onConnected, this);
+  g_dbus_address_get_stream(busAddress_.c_str(), cancellable_.get(), onReached, this);
+}
+
+void OpenURICall::onReached(GObject*, GAsyncResult* result, gpointer self) {
+  auto& call = *static_cast<OpenURICall*>(self);
+  --call.pending_;
+  call.stream_.reset(g_dbus_address_get_stream_finish(result, nullptr, nullptr));
+  if (call.stream_)
+    call.connect();
+  else
+    call.finish(Outcome::failed);
+}
+
+void OpenURICall::connect() {
+  if (outcome_ || cancellation_->isCancelled()) return;
+  ++pending_;
+  g_dbus_connection_new(stream_.get(), nullptr,
+                        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+                        nullptr, cancellable_.get(), onConnected, this);
 }
 
 void OpenURICall::onConnected(GObject*, GAsyncResult* result, gpointer self) {
   auto& call = *static_cast<OpenURICall*>(self);
   --call.pending_;
-  call.connected(g_dbus_connection_new_for_address_finish(result, nullptr));
+  call.connected(g_dbus_connection_new_finish(result, nullptr));
 }
 
 void OpenURICall::connected(GDBusConnection* connection) {

@@ -40,7 +40,7 @@ class OpenURICall {
 
   /// `deadline` bounds everything up to the portal's reply, which says only that it has taken the request.
   OpenURICall(std::string busAddress, OpenURIRequest request, std::chrono::milliseconds deadline);
-  /// Waits for a bus that has let the deadline pass while it was being connected to (25 s at most).
+  /// Hangs up on a bus that has let the deadline pass, and waits for nobody.
   ~OpenURICall();
   OpenURICall(const OpenURICall&) = delete;
   OpenURICall& operator=(const OpenURICall&) = delete;
@@ -74,12 +74,14 @@ class OpenURICall {
     std::atomic<bool> isCancelled_{false};
   };
 
+  void reachBus();
   void connect();
   void connected(GDBusConnection* connection);
   void call();
   void finish(Outcome outcome);
   void closeRequest();
 
+  static void onReached(GObject*, GAsyncResult* result, gpointer self);
   static void onConnected(GObject*, GAsyncResult* result, gpointer self);
   static void onReply(GObject* connection, GAsyncResult* result, gpointer self);
   static void onResponse(GDBusConnection*, const char*, const char*, const char*, const char*,
@@ -97,6 +99,7 @@ class OpenURICall {
   const std::shared_ptr<Cancellation> cancellation_;
 
   Owned<GSource> timer_;
+  Owned<GIOStream> stream_;
   Owned<GDBusConnection> connection_;
   std::string token_;
   std::string requestPath_;

@@ -1,4 +1,5 @@
 #include "FaultyKeyring.hpp"
+#include "support/UngreetingBus.hpp"
 
 #include <signal.h>
 #include <sys/socket.h>
@@ -8,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <future>
 #include <optional>
 
 // What stands between the program and its keyring.
@@ -102,6 +104,20 @@ TEST_F(WithoutBus, ABusThatNeverAnswersIsGivenUpAfterTheLimit) {
   EXPECT_EQ(impatient.SecItemCopyMatching({{std::string(kSecClass), kSecClassGenericPassword}}, nullptr),
             errSecNotAvailable);
   ::close(listener);
+}
+
+// GDBus itself would wait for 25 seconds.
+TEST_F(WithoutBus, ABusThatLetsInButDoesNotGreetIsGivenUpAfterTheLimit) {
+  const Variable address("DBUS_SESSION_BUS_ADDRESS", std::nullopt);
+  UngreetingBus bus((folder.path() / "bus").string());
+  auto answer = std::async(std::launch::async, [] {
+    SecretServiceKeychain impatient({}, {.reply = std::chrono::seconds(1)});
+    return impatient.SecItemCopyMatching({{std::string(kSecClass), kSecClassGenericPassword}}, nullptr);
+  });
+  ASSERT_EQ(answer.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+  EXPECT_EQ(answer.get(), errSecNotAvailable);
+  EXPECT_TRUE(bus.wasAsked());
+  EXPECT_EQ(bus.left().wait_for(std::chrono::seconds(20)), std::future_status::ready);
 }
 
 TEST(SecretServiceLimitsTest, AreTenSecondsForAReplyAndTwoMinutesForAPrompt) {

@@ -4,6 +4,7 @@
 #include "FakePortal.hpp"
 #include "NextPresenter.hpp"
 #include "support/TemporaryFolder.hpp"
+#include "support/UngreetingBus.hpp"
 
 #include <gmock/gmock.h>
 #include <pthread.h>
@@ -249,6 +250,18 @@ TEST_F(PortalPresenterTest, AFrozenBusInTheRuntimeFolderLeavesItToTheNextAfterTh
   const EnvironmentVariable runtime("XDG_RUNTIME_DIR", folder.path().string());
   const auto presentation = present(WindowHandle::terminal(), 50ms);
   EXPECT_EQ(next->handed.get_future().get().url, url);
+}
+
+// GDBus itself would wait for 25 seconds.
+TEST_F(PortalPresenterTest, ABusThatLetsInButDoesNotGreetLeavesItToTheNextAfterTheDeadlineAndIsLeft) {
+  const TemporaryFolder folder;
+  const auto place = (folder.path() / "bus").string();
+  UngreetingBus bus(place);
+  const EnvironmentVariable address("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + place);
+  const auto presentation = present(WindowHandle::terminal(), 1s);
+  EXPECT_EQ(next->handed.get_future().get().url, url);
+  EXPECT_EQ(bus.left().wait_for(20s), std::future_status::ready);
+  EXPECT_TRUE(bus.wasAsked());
 }
 
 TEST_F(PortalPresenterTest, CancellationWhileTheBusIsFrozenPresentsNothing) {
