@@ -20,11 +20,6 @@ bool isOneOf(const GError& error, GQuark domain, std::initializer_list<int> code
   return false;
 }
 
-bool tellsOfLock(const GError& error) {
-  return isOneOf(error, SECRET_ERROR, {SECRET_ERROR_IS_LOCKED}) ||
-         remoteName(error) == "org.freedesktop.Secret.Error.IsLocked";
-}
-
 bool tellsOfRefusal(const GError& error) {
   return isOneOf(error, G_DBUS_ERROR, {G_DBUS_ERROR_ACCESS_DENIED, G_DBUS_ERROR_AUTH_FAILED}) ||
          isOneOf(error, G_IO_ERROR, {G_IO_ERROR_PERMISSION_DENIED});
@@ -48,6 +43,11 @@ KeychainProblem unreachable(const std::string& what) {
           what +
               " Start a keyring such as gnome-keyring and log in to it, or have sessions kept in "
               "the encrypted file instead (KeychainBackend::encryptedFile)."};
+}
+
+bool tellsOfLock(const GError& error) {
+  return isOneOf(error, SECRET_ERROR, {SECRET_ERROR_IS_LOCKED}) ||
+         remoteName(error) == "org.freedesktop.Secret.Error.IsLocked";
 }
 
 namespace {

@@ -21,6 +21,9 @@ struct ConversationLost : KeychainProblem {
 /// Whether the error says that who was called is gone, or does not know who calls: nothing was done.
 bool tellsOfStranger(const GError& error);
 
+/// Whether the error says that what was asked for is locked.
+bool tellsOfLock(const GError& error);
+
 /// Whether the error says that an object is not there (any more).
 bool tellsOfMissingObject(const GError& error);
 

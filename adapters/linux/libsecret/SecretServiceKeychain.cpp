@@ -14,6 +14,8 @@
 namespace corvane {
 namespace {
 
+using Wanted = SecretServiceClient::Wanted;
+
 struct Match {
   FoundItem found;
   KeychainItem item;
@@ -32,11 +34,9 @@ std::string addedAt(const FoundItem& found) {
 }
 
 // All items that match, in the order in which they were added.
-std::vector<Match> matches(SecretServiceClient& client, const KeychainQuery& query) {
-  using Wanted = SecretServiceClient::Wanted;
+std::vector<Match> matches(SecretServiceClient& client, const KeychainQuery& query, Wanted wanted) {
   std::vector<Match> result;
-  for (auto& found :
-       client.search(searchAttributes(query), query.returnsData ? Wanted::secretToo : Wanted::attributes))
+  for (auto& found : client.search(searchAttributes(query), wanted))
     if (auto item = itemWith(found.attributes); item && query.matches(*item))
       result.push_back({std::move(found), std::move(*item)});
   std::ranges::stable_sort(result, {}, [](const Match& match) { return addedAt(match.found); });
@@ -67,7 +67,7 @@ bool contains(SecretServiceClient& client, const KeychainItem& item) {
   query.item = item;
   query.item.accessible.reset();
   query.synchronizable = item.synchronizable;
-  return std::ranges::any_of(matches(client, query),
+  return std::ranges::any_of(matches(client, query, Wanted::absence),
                              [&](const Match& match) { return areTheSame(match.item, item); });
 }
 
@@ -147,7 +147,8 @@ OSStatus SecretServiceKeychain::SecItemCopyMatching(const KeychainDictionary& di
   return perform([&](auto inTurn) {
     const auto query = KeychainQuery::forLookup(dictionary);
     return inTurn([&](SecretServiceClient& client) -> OSStatus {
-      const auto found = distinct(matches(client, query));
+      const auto found =
+          distinct(matches(client, query, query.returnsData ? Wanted::secretToo : Wanted::attributes));
       if (found.empty()) return errSecItemNotFound;
       std::optional<Data> secret = Data();
       if (query.returnsData) secret = client.secret(found.front().found);
@@ -175,7 +176,8 @@ OSStatus SecretServiceKeychain::SecItemDelete(const KeychainDictionary& dictiona
     const auto query = KeychainQuery::forDeletion(dictionary);
     return inTurn([&](SecretServiceClient& client) -> OSStatus {
       bool removed = false;
-      for (const auto& match : matches(client, query)) removed |= client.remove(match.found);
+      for (const auto& match : matches(client, query, Wanted::attributes))
+        removed |= client.remove(match.found);
       return removed ? errSecSuccess : errSecItemNotFound;
     });
   });

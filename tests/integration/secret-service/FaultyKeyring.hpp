@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <chrono>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -49,6 +50,7 @@ class FaultyKeyring {
   }
 
   long calls(const std::string& name) const { return std::ranges::count(journalLines(), name); }
+  long allCalls() const { return std::ssize(journalLines()); }
   void forgetCalls() { std::ofstream(journal(), std::ios::trunc); }
   void waitFor(const std::string& call) const {
     for (int i = 0; i < 6000 && calls(call) == 0; ++i)

@@ -41,6 +41,18 @@ class GnomeKeyring : public testing::Test {
     return session.run("secret-tool search --all service corvane account ada@example.com");
   }
 
+  void startMonitor() {
+    session.run(
+        "dbus-monitor --session >$HOME/traffic 2>&1 & echo $! >$HOME/monitor; "
+        "until grep -q NameAcquired $HOME/traffic; do sleep 0.02; done");
+  }
+  /// What went over the bus, at least until this.
+  std::string seenUntil(const std::string& last) {
+    session.run("sync; until grep -q " + last +
+                " $HOME/traffic; do sleep 0.02; done; kill $(cat $HOME/monitor)");
+    return session.run("cat $HOME/traffic");
+  }
+
   KeyringSession session;
   std::vector<std::string> problems;
   SecretServiceKeychain keychain{[this](const std::string& sentence) { problems.push_back(sentence); }};
@@ -67,15 +79,12 @@ TEST_F(GnomeKeyring, KeepsItemsWhenItIsRestarted) {
 }
 
 TEST_F(GnomeKeyring, GetsAndGivesSecretsEncrypted) {
-  session.run(
-      "dbus-monitor --session >$HOME/traffic 2>&1 & echo $! >$HOME/monitor; "
-      "until grep -q NameAcquired $HOME/traffic; do sleep 0.02; done");
+  startMonitor();
   ASSERT_EQ(add("a secret in the clear"), errSecSuccess);
   std::string secret;
   ASSERT_EQ(read(&secret), errSecSuccess);
   EXPECT_EQ(secret, "a secret in the clear");
-  session.run("sync; until grep -q GetSecrets $HOME/traffic; do sleep 0.02; done; kill $(cat $HOME/monitor)");
-  const auto traffic = session.run("cat $HOME/traffic");
+  const auto traffic = seenUntil("GetSecrets");
   EXPECT_THAT(traffic, HasSubstr("CreateItem"));
   EXPECT_THAT(traffic, HasSubstr("dh-ietf1024-sha256-aes128-cbc-pkcs7"));
   EXPECT_THAT(traffic, Not(HasSubstr("a secret in the clear")));
@@ -99,6 +108,47 @@ TEST_F(GnomeKeyring, LeavesOtherProgramsItemsAlone) {
   EXPECT_EQ(read(), errSecItemNotFound);
   EXPECT_EQ(keychain.SecItemDelete(ada()), errSecItemNotFound);
   EXPECT_THAT(search(), HasSubstr("secret = theirs"));
+}
+
+TEST_F(GnomeKeyring, IsReadAndClearedUnderItsAlias) {
+  ASSERT_EQ(add("secret"), errSecSuccess);
+  startMonitor();
+  EXPECT_EQ(read(), errSecSuccess);
+  EXPECT_EQ(keychain.SecItemDelete(ada()), errSecSuccess);
+  const auto traffic = seenUntil("member=Delete");
+  EXPECT_THAT(traffic, HasSubstr("path=/org/freedesktop/secrets/aliases/default"));
+  for (const auto* call : {"member=ReadAlias", "member=Get\n"}) EXPECT_THAT(traffic, Not(HasSubstr(call)));
+}
+
+TEST_F(GnomeKeyring, FindsWhatAnotherProgramPutInTheItemsPlace) {
+  ASSERT_EQ(add("secret"), errSecSuccess);
+  ASSERT_EQ(read(), errSecSuccess);
+  SecretServiceKeychain others;
+  ASSERT_EQ(others.SecItemDelete(ada()), errSecSuccess);
+  EXPECT_EQ(read(), errSecItemNotFound);
+  auto theirs = ada();
+  theirs.insert_or_assign(std::string(kSecValueData), dataFromText("theirs"));
+  ASSERT_EQ(others.SecItemAdd(theirs, nullptr), errSecSuccess);
+  std::string secret;
+  EXPECT_EQ(read(&secret), errSecSuccess);
+  EXPECT_EQ(secret, "theirs");
+  EXPECT_EQ(add("again"), errSecDuplicateItem);
+}
+
+// In one conversation, so that nothing kept from before may stand for it.
+TEST_F(GnomeKeyring, AnotherDefaultIsUsedFromTheNextCallOnAndTheOldOneLeftAlone) {
+  ASSERT_EQ(add("old"), errSecSuccess);
+  std::string secret;
+  ASSERT_EQ(read(&secret), errSecSuccess);
+  session.run("switch-keyring");
+  EXPECT_EQ(read(), errSecItemNotFound);
+  EXPECT_EQ(keychain.SecItemDelete(ada()), errSecItemNotFound);
+  EXPECT_EQ(add("new"), errSecSuccess);
+  EXPECT_EQ(read(&secret), errSecSuccess);
+  EXPECT_EQ(secret, "new");
+  EXPECT_EQ(keychain.SecItemDelete(ada()), errSecSuccess);
+  EXPECT_EQ(read(), errSecItemNotFound);
+  EXPECT_THAT(search(), HasSubstr("secret = old"));
 }
 
 TEST_F(GnomeKeyring, KilledIsNotAvailableAndOnceRestartedFoundAgain) {
