@@ -44,15 +44,40 @@ std::string keyringRemedy(OSStatus status) {
 std::string fileReason(OSStatus status) {
   switch (status) {
     case errSecAuthFailed:
-      return "The key of the keychain's file is missing or not its own.";
+      return "The key of the keychain's file is missing, incomplete or not the one that the sessions were "
+             "saved "
+             "with.";
     case errSecDecode:
-      return "The keychain's file, or an item in it, is damaged.";
+      return "A session in the keychain's file, or the file itself, is damaged.";
     case errSecIO:
       return "The keychain's file could not be read or written.";
     case errSecNotAvailable:
-      return "The keychain's folder or a file in it is not safe to use, or in use by another program.";
+      return "The keychain's folder or a file in it is not safe to use, is kept busy by another program, or "
+             "was "
+             "made by a newer version.";
     default:
       return {};
+  }
+}
+
+constexpr const char* fileFolder = "$XDG_DATA_HOME/corvane, otherwise ~/.local/share/corvane";
+
+std::string fileAdvice(OSStatus status) {
+  switch (status) {
+    case errSecAuthFailed:
+      return "Put the file keychain.key back into the keychain's folder (" + std::string(fileFolder) +
+             "). If it is lost, so are the sessions: move the folder away and sign in again.";
+    case errSecDecode:
+      return "Sign in again, which replaces a damaged session. If that fails too, put a copy of the "
+             "keychain's "
+             "folder (" +
+             std::string(fileFolder) + ") in its place, or move the folder away and sign in again.";
+    case errSecIO:
+      return "Check that the disk has room, and that the keychain's folder (" + std::string(fileFolder) +
+             ") can be written.";
+    default:
+      return "Check that the keychain's folder (" + std::string(fileFolder) +
+             ") is yours and not readable by others, and that no other program keeps it busy.";
   }
 }
 
@@ -74,8 +99,7 @@ std::string keychainReason(OSStatus status, KeychainBackend keychain) {
 
 std::string keychainRemedy(OSStatus status, KeychainBackend keychain) {
   if (keychain == KeychainBackend::secretService) return keyringRemedy(status);
-  return "Check that the keychain's folder ($XDG_DATA_HOME/corvane) is yours and not readable by others; "
-         "--log-level error says more.";
+  return fileAdvice(status) + " --log-level error says more.";
 }
 
 }  // namespace corvane::cli

@@ -3,10 +3,10 @@
 #include "../Failure.hpp"
 #include "../KeychainWords.hpp"
 #include "../Pending.hpp"
-#include "../SignedInAccounts.hpp"
 #include "../present/Escape.hpp"
 #include "../present/JSONLines.hpp"
 
+#include <Corvane/ErrorKind.hpp>
 #include <Corvane/GoogleDriveAuthorizationProviderError.hpp>
 
 namespace corvane::cli {
@@ -37,6 +37,19 @@ Failure signInFailure(const Context& context, const AnyError& error) {
   return failure;
 }
 
+/// A keychain that cannot be had is told before the user goes through the consent. Damaged sessions are no obstacle:
+/// signing in is what replaces them.
+void requireKeychain(const Context& context) {
+  try {
+    await(context.factory.makeAccountProvider()->getAccounts(), context.interrupt);
+  } catch (const AnyError& error) {
+    const auto status = keychainStatus(error);
+    const bool damaged = status == errSecDecode && context.options.keychain == KeychainBackend::encryptedFile;
+    if (status == errSecItemNotFound || damaged) return;
+    throw Failure::of(error, "read the accounts that are signed in", context.options.keychain);
+  }
+}
+
 GoogleDriveAccountModel signIn(const Context& context, std::chrono::milliseconds timeout) {
   PendingSignIn pending(context.factory.makeAuthorizationProvider(nullptr)->signIn());
   switch (pending.wait(context.interrupt, std::chrono::steady_clock::now() + timeout)) {
@@ -59,7 +72,7 @@ GoogleDriveAccountModel signIn(const Context& context, std::chrono::milliseconds
 }  // namespace
 
 ExitCode run(const Context& context, const SignInOptions& options) {
-  storedAccounts(context);  // a keychain that cannot be had is told before the user goes through the consent
+  requireKeychain(context);
   const auto account = signIn(context, options.timeout);
   context.out.line(context.options.json ? jsonObject([&account](KeyedEncodingContainer& object) {
     object.encode(std::string_view(account.userEmail()), CodingKey("userEmail"));

@@ -1,4 +1,5 @@
 #include "ProgramTest.hpp"
+#include "integration/keychain/RawDatabase.hpp"
 
 #include <filesystem>
 
@@ -55,6 +56,31 @@ TEST_F(Errors, UnreadableKeychainIsTheKeychains) {
     if (entry.is_regular_file()) std::filesystem::permissions(entry.path(), std::filesystem::perms::all);
   const auto result = run({"--json", "about"});
   EXPECT_EQ(result.exitCode, 7) << result.errors;
+}
+
+TEST_F(Errors, LostKeyOfTheKeychainIsToldAsSuchAlsoToWhoWantsToSignIn) {
+  std::filesystem::remove(home.path() / "corvane" / "keychain.key");
+  for (const auto& result : {run({"about"}), signIn("ada@example.com")}) {
+    EXPECT_EQ(result.exitCode, 7);
+    EXPECT_THAT(result.errors, AllOf(HasSubstr("key of the keychain's file is missing"),
+                                     HasSubstr("What to do: Put the file keychain.key back")));
+  }
+}
+
+TEST_F(Errors, DamagedSessionIsReplacedBySigningInAgain) {
+  corvane::test::RawDatabase(home.path() / "corvane").execute("UPDATE items SET sealed = zeroblob(40)");
+  const auto result = run({"about"});
+  EXPECT_EQ(result.exitCode, 7);
+  EXPECT_THAT(result.errors, AllOf(HasSubstr("damaged"), HasSubstr("What to do: Sign in again")));
+  EXPECT_EQ(signIn("ada@example.com").exitCode, 0);
+  EXPECT_EQ(run({"about"}).exitCode, 0);
+}
+
+TEST_F(Errors, DamagedKeychainFileIsToldByASignInThatCannotSave) {
+  std::ofstream(home.path() / "corvane" / "keychain.db", std::ios::trunc) << std::string(5000, 'x');
+  const auto result = signIn("ada@example.com");
+  EXPECT_EQ(result.exitCode, 7);
+  EXPECT_THAT(result.errors, AllOf(HasSubstr("file itself, is damaged"), HasSubstr("move the folder away")));
 }
 
 TEST_F(Errors, UsageErrorsAreToldInTheFormThatWasAskedFor) {

@@ -124,6 +124,37 @@ TEST(Failure, UnreachableKeyringNamesBothWaysOutAndTheFileOnlyItsFolder) {
   EXPECT_THAT(file.remedy, testing::AllOf(HasSubstr("folder"), testing::Not(HasSubstr("gnome-keyring"))));
 }
 
+std::string remedyOfTheFile(OSStatus status) {
+  const Failure failure = Failure::of(keychainError(status), "list", KeychainBackend::encryptedFile);
+  EXPECT_EQ(failure.exitCode, ExitCode::keychain) << status;
+  EXPECT_THAT(failure.remedy, testing::EndsWith("--log-level error says more.")) << status;
+  return failure.remedy;
+}
+
+TEST(Failure, LostKeyOfTheFileIsToBePutBack) {
+  const auto failure = Failure::of(keychainError(errSecAuthFailed), "list", KeychainBackend::encryptedFile);
+  EXPECT_THAT(failure.why, testing::AllOf(HasSubstr("key"), HasSubstr("missing"), HasSubstr("incomplete")));
+  EXPECT_THAT(remedyOfTheFile(errSecAuthFailed),
+              testing::AllOf(HasSubstr("keychain.key back"), HasSubstr(".local/share/corvane"),
+                             HasSubstr("move the folder away and sign in again"),
+                             testing::Not(HasSubstr("readable by others"))));
+}
+
+TEST(Failure, DamageOfTheFileIsRepairedBySigningInOrByACopy) {
+  const auto failure = Failure::of(keychainError(errSecDecode), "list", KeychainBackend::encryptedFile);
+  EXPECT_THAT(failure.why,
+              testing::AllOf(HasSubstr("session"), HasSubstr("file itself"), HasSubstr("damaged")));
+  EXPECT_THAT(remedyOfTheFile(errSecDecode),
+              testing::AllOf(testing::StartsWith("Sign in again"), HasSubstr("copy"),
+                             testing::Not(HasSubstr("readable by others"))));
+}
+
+TEST(Failure, FileThatCannotBeWrittenOrIsRefusedHasRemediesOfItsOwn) {
+  EXPECT_THAT(remedyOfTheFile(errSecIO), testing::AllOf(HasSubstr("disk"), HasSubstr("can be written")));
+  EXPECT_THAT(remedyOfTheFile(errSecNotAvailable),
+              testing::AllOf(HasSubstr("not readable by others"), HasSubstr("busy")));
+}
+
 TEST(Failure, AnswerThatCannotBeConvertedSaysWhatMayBeMissing) {
   const Failure failure = Failure::of(GoogleDriveAPIError::convertAbout, "read the quota");
   EXPECT_EQ(failure.exitCode, ExitCode::other);
