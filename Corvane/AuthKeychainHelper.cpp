@@ -46,11 +46,10 @@ AuthKeychainHelper::AuthKeychainHelper(KeychainAttributes keychainAttributes,
     : AuthKeychainHelper("OAuth", std::move(keychainAttributes), std::move(keychain)) {}
 
 KeychainDictionary AuthKeychainHelper::keychainQuery(const std::string& service) const {
-  KeychainDictionary query{
-      {std::string(kSecClass), kSecClassGenericPassword},
-      {std::string(kSecAttrAccount), accountName_},
-      {std::string(kSecAttrService), service},
-  };
+  KeychainDictionary query;  // emplaced: an initializer list would be copied
+  query.emplace(kSecClass, kSecClassGenericPassword);
+  query.emplace(kSecAttrAccount, accountName_);
+  query.emplace(kSecAttrService, service);
   applyKeychainAttributes(query, keychainAttributes_);
   return query;
 }
@@ -58,8 +57,8 @@ KeychainDictionary AuthKeychainHelper::keychainQuery(const std::string& service)
 Data AuthKeychainHelper::passwordData(const std::string& service) const {
   requireService(service);
   auto query = keychainQuery(service);
-  query.insert_or_assign(std::string(kSecReturnData), true);
-  query.insert_or_assign(std::string(kSecMatchLimit), kSecMatchLimitOne);
+  query.emplace(kSecReturnData, true);
+  query.emplace(kSecMatchLimit, kSecMatchLimitOne);
 
   KeychainValue result;
   const OSStatus status = keychain_->SecItemCopyMatching(query, &result);

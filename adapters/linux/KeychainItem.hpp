@@ -16,6 +16,8 @@ struct KeychainItem {
   bool synchronizable = false;
   std::optional<std::string> accessible;
 
+  bool operator==(const KeychainItem&) const = default;
+
   /// The item as a query's result shows it; what the item lacks is left out.
   KeychainDictionary attributes() const;
 

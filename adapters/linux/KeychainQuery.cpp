@@ -5,6 +5,7 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace corvane {
 namespace {
@@ -98,10 +99,10 @@ KeychainValue::List attributesOf(const std::vector<KeychainItem>& items) {
   return list;
 }
 
-KeychainValue resultOf(const KeychainQuery& query, const KeychainItem& item, const Data& secret) {
+KeychainValue resultOf(const KeychainQuery& query, const KeychainItem& item, Data secret) {
   if (!query.returnsAttributes) return secret;
   auto attributes = item.attributes();
-  if (query.returnsData) attributes.emplace(kSecValueData, secret);
+  if (query.returnsData) attributes.emplace(kSecValueData, std::move(secret));
   return attributes;
 }
 
@@ -136,10 +137,10 @@ bool KeychainQuery::matches(const KeychainItem& candidate) const {
          (!synchronizable || *synchronizable == candidate.synchronizable);
 }
 
-void KeychainQuery::fill(KeychainValue* result, const std::vector<KeychainItem>& items,
-                         const Data& secret) const {
+void KeychainQuery::fill(KeychainValue* result, const std::vector<KeychainItem>& items, Data secret) const {
   if (!result || !(returnsData || returnsAttributes)) return;
-  *result = matchesAll ? KeychainValue(attributesOf(items)) : resultOf(*this, items.front(), secret);
+  *result =
+      matchesAll ? KeychainValue(attributesOf(items)) : resultOf(*this, items.front(), std::move(secret));
 }
 
 }  // namespace corvane

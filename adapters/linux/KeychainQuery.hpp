@@ -25,6 +25,8 @@ struct KeychainQuery {
   bool returnsAttributes = false;
   bool matchesAll = false;
 
+  bool operator==(const KeychainQuery&) const = default;
+
   static KeychainQuery forLookup(const KeychainDictionary& query);
   static KeychainQuery forAddition(const KeychainDictionary& attributes);
   static KeychainQuery forDeletion(const KeychainDictionary& query);
@@ -33,7 +35,7 @@ struct KeychainQuery {
 
   /// Puts what is asked for into `result`, if it is there and anything is asked for. `items` are those found, at least
   /// one; `secret` is the first one's.
-  void fill(KeychainValue* result, const std::vector<KeychainItem>& items, const Data& secret) const;
+  void fill(KeychainValue* result, const std::vector<KeychainItem>& items, Data secret) const;
 };
 
 }  // namespace corvane

@@ -45,8 +45,8 @@ OSStatus EncryptedFileKeychain::perform(Operation operation) {
 }
 
 KeychainVault* EncryptedFileKeychain::vault(bool create) {
-  // Rights may have changed, or the folder gone, since the last call.
-  if (vault_ && !(folder_->exists() && vault_->isCurrent())) vault_.reset();
+  // Rights may have changed, or the folder gone, since the last call; what is wrong then is told by opening it.
+  if (vault_ && !vault_->isCurrent()) vault_.reset();
   if (!vault_) {
     using Missing = KeychainVault::Missing;
     vault_ = KeychainVault::open(*folder_, patience_, create ? Missing::create : Missing::leaveMissing);
@@ -60,14 +60,14 @@ OSStatus EncryptedFileKeychain::SecItemCopyMatching(const KeychainDictionary& di
     const auto query = KeychainQuery::forLookup(dictionary);
     auto* opened = vault(false);
     if (!opened) return errSecItemNotFound;
-    const auto findings = opened->find(query);
+    auto findings = opened->find(query);
     if (findings.items.empty()) return errSecItemNotFound;
     if (findings.damaged > 0) {
       remark =
           "Damaged items of the keychain were left out of a listing: " + std::to_string(findings.damaged) +
           ".";
     }
-    query.fill(result, findings.items, findings.secret);
+    query.fill(result, findings.items, std::move(findings.secret));
     return errSecSuccess;
   });
 }

@@ -2,14 +2,16 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 namespace corvane {
 
 /// Owns an open file descriptor, or none.
 class FileDescriptor {
  public:
   explicit FileDescriptor(int descriptor) noexcept : descriptor_(descriptor) {}
-  FileDescriptor(const FileDescriptor&) = delete;
-  FileDescriptor& operator=(const FileDescriptor&) = delete;
+  FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+  FileDescriptor& operator=(FileDescriptor&&) = delete;
   ~FileDescriptor() {
     if (descriptor_ >= 0) ::close(descriptor_);
   }

@@ -1,11 +1,8 @@
 #include "ItemKey.hpp"
 
-#include "KeychainProblem.hpp"
-
 #include <sodium.h>
 
 #include <cstring>
-#include <new>
 
 namespace corvane {
 namespace {
@@ -27,39 +24,22 @@ const unsigned char* raw(const std::byte* bytes) {
   return reinterpret_cast<const unsigned char*>(bytes);
 }
 
-unsigned char* allocateKey() {
-  if (sodium_init() < 0)
-    throw KeychainProblem(errSecNotAvailable, "The encryption library could not be started.");
-  auto* bytes = static_cast<unsigned char*>(sodium_malloc(ItemKey::size));
-  if (!bytes) throw std::bad_alloc();
-  return bytes;
-}
-
 }  // namespace
 
-void ItemKey::Freer::operator()(unsigned char* bytes) const noexcept {
-  sodium_free(bytes);
-}
-
-ItemKey::ItemKey() : bytes_(allocateKey()) {}
-
 ItemKey::ItemKey(std::span<const std::byte> bytes) : ItemKey() {
-  std::memcpy(bytes_.get(), bytes.first<size>().data(), size);
+  std::memcpy(memory_.bytes().data(), bytes.first<size>().data(), size);
 }
 
 ItemKey ItemKey::random() {
   ItemKey key;
-  randombytes_buf(key.bytes_.get(), size);
+  randombytes_buf(key.memory_.bytes().data(), size);
   return key;
-}
-
-std::span<const std::byte> ItemKey::bytes() const noexcept {
-  return {reinterpret_cast<const std::byte*>(bytes_.get()), size};
 }
 
 ItemKey::Identifier ItemKey::identifier() const {
   Identifier identifier{};
-  crypto_kdf_derive_from_key(raw(identifier.data()), identifier.size(), 1, identifierContext, bytes_.get());
+  crypto_kdf_derive_from_key(raw(identifier.data()), identifier.size(), 1, identifierContext,
+                             raw(bytes().data()));
   return identifier;
 }
 
@@ -69,7 +49,7 @@ SealedSecret ItemKey::seal(const KeychainItem& item, const Data& secret) const {
   const auto associated = item.associatedData();
   crypto_aead_xchacha20poly1305_ietf_encrypt(raw(sealed.bytes.data()), nullptr, raw(secret.data()),
                                              secret.size(), raw(associated.data()), associated.size(),
-                                             nullptr, raw(sealed.nonce.data()), bytes_.get());
+                                             nullptr, raw(sealed.nonce.data()), raw(bytes().data()));
   return sealed;
 }
 
@@ -95,7 +75,7 @@ bool ItemKey::decrypt(unsigned char* target, const KeychainItem& item, std::span
   const auto length = sealed.size() - tagSize;
   return crypto_aead_xchacha20poly1305_ietf_decrypt_detached(
              target, nullptr, raw(sealed.data()), length, raw(sealed.data() + length), raw(associated.data()),
-             associated.size(), raw(nonce.data()), bytes_.get()) == 0;
+             associated.size(), raw(nonce.data()), raw(bytes().data())) == 0;
 }
 
 }  // namespace corvane

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "KeychainItem.hpp"
+#include "LockedMemory.hpp"
 
 #include <array>
 #include <cstddef>
-#include <memory>
 #include <optional>
 #include <span>
 
@@ -19,7 +19,7 @@ struct SealedSecret {
   Data bytes;
 };
 
-/// The one key of a keychain, in locked and guarded memory that is wiped when it goes. Immutable; any thread.
+/// The one key of a keychain, in locked memory. Immutable; any thread.
 class ItemKey {
  public:
   static constexpr std::size_t size = 32;
@@ -30,7 +30,7 @@ class ItemKey {
   /// The key whose bytes these are; `size` of them.
   explicit ItemKey(std::span<const std::byte> bytes);
 
-  std::span<const std::byte> bytes() const noexcept;
+  std::span<const std::byte> bytes() const noexcept { return memory_.bytes(); }
   /// Tells keys apart and says nothing else of them.
   Identifier identifier() const;
 
@@ -43,15 +43,11 @@ class ItemKey {
                      std::span<const std::byte> sealed) const;
 
  private:
-  struct Freer {
-    void operator()(unsigned char* bytes) const noexcept;
-  };
-
-  ItemKey();
+  ItemKey() : memory_(size) {}
   bool decrypt(unsigned char* target, const KeychainItem& item, std::span<const std::byte> nonce,
                std::span<const std::byte> sealed) const;
 
-  std::unique_ptr<unsigned char, Freer> bytes_;
+  LockedMemory memory_;
 };
 
 }  // namespace corvane

@@ -45,14 +45,17 @@ void removeIfThere(const std::filesystem::path& path) {
 }  // namespace
 
 KeyFile::Version KeyFile::versionOf(const struct stat& status) {
-  return {{status.st_dev, status.st_ino}, status.st_size, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
+  return {identityOf(status), status.st_size, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
 }
 
 const ItemKey* KeyFile::current() {
   const auto& path = folder_.key();
-  // The file that was read is still there, with the same rights: a change of them counts as one of the file.
-  if (struct stat status{}; version_ && ::lstat(path.c_str(), &status) == 0 && versionOf(status) == version_)
-    return key_ ? &*key_ : nullptr;
+  // The file that was read is still there, with the owner and the rights that were found in order.
+  if (version_) {
+    if (const auto status = statusOf(opened_.descriptor, KeychainFolder::keyName);
+        status && versionOf(*status) == version_)
+      return key_ ? &*key_ : nullptr;
+  }
   const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (!file) {
     const int reason = errno;

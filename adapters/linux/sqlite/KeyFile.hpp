@@ -12,30 +12,34 @@ namespace corvane {
 /// changed.
 class KeyFile {
  public:
-  explicit KeyFile(const KeychainFolder& folder) : folder_(folder) {}
+  /// Both must outlive this.
+  KeyFile(const KeychainFolder& folder, const OpenedFolder& opened) : folder_(folder), opened_(opened) {}
 
-  /// The key, or null when its file is missing or not of a key's size. Throws KeychainProblem when the file
-  /// is refused or cannot be read.
-  const ItemKey* current();
-
-  /// Makes a new key and puts it where there is none, or a truncated one. The caller holds the database's
-  /// write lock and knows that nothing is sealed with another key.
-  const ItemKey& create();
-
- private:
+  /// Tells whether the file has changed. File numbers are used again; the time of the last change is not.
   struct Version {
     FileIdentity file;
     std::int64_t size = 0;
-    // File numbers are used again; the time of the last change is not.
     std::int64_t changedSeconds = 0;
     std::int64_t changedNanoseconds = 0;
 
     bool operator==(const Version&) const = default;
   };
 
+  /// The key, or null when its file is missing or not of a key's size. Throws KeychainProblem when the file
+  /// is refused or cannot be read.
+  const ItemKey* current();
+  /// Which version of the file `current` found; empty when there was none.
+  const std::optional<Version>& version() const { return version_; }
+
+  /// Makes a new key and puts it where there is none, or a truncated one. The caller holds the database's
+  /// write lock and knows that nothing is sealed with another key.
+  const ItemKey& create();
+
+ private:
   static Version versionOf(const struct stat& status);
 
   const KeychainFolder& folder_;
+  const OpenedFolder& opened_;
   std::optional<Version> version_;
   std::optional<ItemKey> key_;
 };

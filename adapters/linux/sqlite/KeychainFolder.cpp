@@ -1,6 +1,5 @@
 #include "KeychainFolder.hpp"
 
-#include "FileDescriptor.hpp"
 #include "KeychainProblem.hpp"
 
 #include <fcntl.h>
@@ -9,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <system_error>
+#include <utility>
 
 namespace corvane {
 namespace {
@@ -63,6 +63,16 @@ void makeFolder(const std::filesystem::path& path) {
 
 }  // namespace
 
+FileIdentity identityOf(const struct stat& status) {
+  return {status.st_dev, status.st_ino, status.st_mode, status.st_uid};
+}
+
+std::optional<struct stat> statusOf(const FileDescriptor& folder, const char* path) {
+  struct stat status {};
+  if (::fstatat(folder.get(), path, &status, AT_SYMLINK_NOFOLLOW) != 0) return std::nullopt;
+  return status;
+}
+
 void requirePrivateFile(const std::filesystem::path& path, const struct stat& status) {
   if (S_ISLNK(status.st_mode)) refuse(path, "is a symbolic link");
   if (!S_ISREG(status.st_mode)) refuse(path, "is not a regular file");
@@ -77,8 +87,8 @@ void failWithErrno(const std::string& what, const std::filesystem::path& path) {
 
 KeychainFolder::KeychainFolder(const std::filesystem::path& path)
     : path_(withoutTrailingSlash(path.empty() ? standard() : path)),
-      database_(path_ / "keychain.db"),
-      key_(path_ / "keychain.key") {}
+      database_(path_ / databaseName),
+      key_(path_ / keyName) {}
 
 std::filesystem::path KeychainFolder::standard() {
   if (const auto data = absoluteFromEnvironment("XDG_DATA_HOME"); !data.empty()) return data / "corvane";
@@ -86,20 +96,19 @@ std::filesystem::path KeychainFolder::standard() {
   return {};
 }
 
-bool KeychainFolder::exists() const {
+std::optional<OpenedFolder> KeychainFolder::open() const {
   if (path_.empty()) {
     throw KeychainProblem(errSecNotAvailable,
                           "The keychain has no place: neither XDG_DATA_HOME nor HOME is an absolute path.");
   }
+  FileDescriptor descriptor(::open(path_.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  if (!descriptor && errno == ENOENT) return std::nullopt;
   struct stat status {};
-  if (::lstat(path_.c_str(), &status) != 0) {
-    if (errno == ENOENT) return false;
-    failWithErrno("read", path_);
-  }
+  if (!descriptor || ::fstat(descriptor.get(), &status) != 0) failWithErrno("read", path_);
   if (S_ISLNK(status.st_mode)) refuse(path_, "is a symbolic link");
   if (!S_ISDIR(status.st_mode)) refuse(path_, "is not a folder");
   requirePrivate(path_, status, 0700);
-  return true;
+  return OpenedFolder{std::move(descriptor), identityOf(status)};
 }
 
 void KeychainFolder::create() const {
@@ -129,7 +138,7 @@ std::optional<FileIdentity> KeychainFolder::identify(const std::filesystem::path
     failWithErrno("read", file);
   }
   requirePrivateFile(file, status);
-  return FileIdentity{status.st_dev, status.st_ino};
+  return identityOf(status);
 }
 
 void KeychainFolder::inspectDatabaseCompanions() const {

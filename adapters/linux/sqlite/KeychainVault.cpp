@@ -2,6 +2,8 @@
 
 #include "KeychainProblem.hpp"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <string>
 #include <utility>
@@ -124,7 +126,8 @@ std::unique_ptr<KeychainVault> KeychainVault::open(const KeychainFolder& folder,
                                                    std::chrono::milliseconds patience, Missing missing) {
   const bool mayCreate = missing == Missing::create;
   if (mayCreate) folder.create();
-  if (!folder.exists()) return nullptr;
+  auto opened = folder.open();
+  if (!opened) return nullptr;
   if (mayCreate) folder.createDatabase();
   const auto file = folder.identify(folder.database());
   if (!file) return nullptr;
@@ -137,14 +140,15 @@ std::unique_ptr<KeychainVault> KeychainVault::open(const KeychainFolder& folder,
   }
   requireKnownSchema(database);
   database.execute("PRAGMA synchronous = FULL; PRAGMA secure_delete = ON; PRAGMA cell_size_check = ON");
-  return std::make_unique<KeychainVault>(folder, std::move(database), *file);
+  return std::make_unique<KeychainVault>(folder, std::move(database), Place{std::move(*opened), *file});
 }
 
-KeychainVault::KeychainVault(const KeychainFolder& folder, SQLiteDatabase database, FileIdentity file)
+KeychainVault::KeychainVault(const KeychainFolder& folder, SQLiteDatabase database, Place place)
     : folder_(folder),
-      keyFile_(folder),
+      place_(std::move(place)),
+      keyFile_(folder, place_.folder),
       database_(std::move(database)),
-      file_(file),
+      index_(database_.handle()),
       select_(database_,
               "SELECT id, class, account, service, access_group, synchronizable, accessible, nonce, sealed "
               "FROM items NOT INDEXED ORDER BY id"),
@@ -157,9 +161,39 @@ KeychainVault::KeychainVault(const KeychainFolder& folder, SQLiteDatabase databa
       keyIdentifier_(database_, "SELECT identifier FROM key_in_use"),
       setKeyIdentifier_(database_, "INSERT OR REPLACE INTO key_in_use (id, identifier) VALUES (1, ?)") {}
 
+bool KeychainVault::isCurrent() const {
+  const auto& [descriptor, identity] = place_.folder;
+  const auto isStill = [&descriptor](const char* path, const FileIdentity& seen) {
+    const auto status = statusOf(descriptor, path);
+    return status && identityOf(*status) == seen;
+  };
+  return identity.owner == ::geteuid() && isStill(folder_.path().c_str(), identity) &&
+         isStill(KeychainFolder::databaseName, place_.database);
+}
+
 KeychainVault::Findings KeychainVault::find(const KeychainQuery& query) {
-  SQLiteTransaction snapshot(database_, SQLiteTransaction::Kind::read);
   const auto* key = keyFile_.current();
+  // Told before the items are looked at: by a commit in between, what is remembered is out of date, never wrong.
+  const auto moment = now();
+  remembered_.forgetUnless(moment);
+  if (query.returnsData && moment) {
+    if (const auto answer = remembered_.recall(query))
+      return {{answer->item}, Data(answer->secret.begin(), answer->secret.end())};
+  }
+  auto findings = look(query, key);
+  if (query.returnsData && moment && !findings.items.empty())
+    remembered_.remember(*moment, query, findings.items.front(), findings.secret);
+  return findings;
+}
+
+std::optional<RememberedSecret::Moment> KeychainVault::now() const {
+  const auto commit = index_.header();
+  if (!commit || !keyFile_.version()) return std::nullopt;
+  return RememberedSecret::Moment{*commit, *keyFile_.version()};
+}
+
+KeychainVault::Findings KeychainVault::look(const KeychainQuery& query, const ItemKey* key) {
+  SQLiteTransaction snapshot(database_, SQLiteTransaction::Kind::read);
   auto findings = query.matchesAll ? findAll(query, key) : findFirst(query, key);
   // The item that was asked for may be one whose attributes are damaged.
   if (findings.items.empty() && hasDamage(key)) failUnreadable(key);
@@ -200,6 +234,7 @@ KeychainVault::Findings KeychainVault::findAll(const KeychainQuery& query, const
 }
 
 bool KeychainVault::add(const KeychainItem& item, const Data& secret) {
+  remembered_.forget();
   SQLiteTransaction transaction(database_, SQLiteTransaction::Kind::write);
   const auto& key = keyForAddition();
   const auto sealed = key.seal(item, secret);
@@ -216,11 +251,12 @@ bool KeychainVault::add(const KeychainItem& item, const Data& secret) {
 }
 
 std::size_t KeychainVault::remove(const KeychainQuery& query) {
+  remembered_.forget();
   SQLiteTransaction transaction(database_, SQLiteTransaction::Kind::write);
   // A session is saved by a removal and an addition. Without the key the addition would fail, so the removal
   // must too, or the old item would be lost. One that is merely damaged may go, or it could never be
   // replaced.
-  if (const auto* key = keyFile_.current(); hasItems() && !fits(key)) failUnreadable(key);
+  if (const auto* key = keyFile_.current(); !fits(key) && hasItems()) failUnreadable(key);
   std::vector<std::int64_t> doomed;
   {
     auto rows = select_.run();

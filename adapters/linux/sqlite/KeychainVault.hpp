@@ -4,7 +4,9 @@
 #include "KeychainFolder.hpp"
 #include "KeychainItem.hpp"
 #include "KeychainQuery.hpp"
+#include "RememberedSecret.hpp"
 #include "SQLite.hpp"
+#include "WALIndex.hpp"
 
 #include <chrono>
 #include <cstddef>
@@ -24,10 +26,16 @@ class KeychainVault {
   static std::unique_ptr<KeychainVault> open(const KeychainFolder& folder, std::chrono::milliseconds patience,
                                              Missing missing);
 
-  KeychainVault(const KeychainFolder& folder, SQLiteDatabase database, FileIdentity file);
+  /// What was found in order when the vault was opened.
+  struct Place {
+    OpenedFolder folder;
+    FileIdentity database;
+  };
 
-  /// Whether the folder still holds the file that this vault has open.
-  bool isCurrent() const { return folder_.identify(folder_.database()) == file_; }
+  KeychainVault(const KeychainFolder& folder, SQLiteDatabase database, Place place);
+
+  /// Whether the folder still is what it was, and holds the file that this vault has open.
+  bool isCurrent() const;
 
   struct Findings {
     std::vector<KeychainItem> items;
@@ -47,6 +55,9 @@ class KeychainVault {
  private:
   struct Row;
 
+  /// Empty when it cannot be told whether anything changes.
+  std::optional<RememberedSecret::Moment> now() const;
+  Findings look(const KeychainQuery& query, const ItemKey* key);
   Findings findFirst(const KeychainQuery& query, const ItemKey* key);
   Findings findAll(const KeychainQuery& query, const ItemKey* key);
   bool hasDamage(const ItemKey* key);
@@ -56,9 +67,11 @@ class KeychainVault {
   [[noreturn]] void failUnreadable(const ItemKey* key);
 
   const KeychainFolder& folder_;
+  const Place place_;
   KeyFile keyFile_;
   SQLiteDatabase database_;
-  FileIdentity file_;
+  WALIndex index_;
+  RememberedSecret remembered_;
   SQLiteStatement select_;
   SQLiteStatement insert_;
   SQLiteStatement delete_;
