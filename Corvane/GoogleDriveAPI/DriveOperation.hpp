@@ -38,16 +38,20 @@ struct DriveOperation {
   /// Turns the response object into the value, or says what is wrong with it.
   std::function<Result<Value, AnyError>(GTLRObject)> convert;
   /// Told when an answer cannot be handled for want of memory.
-  AnyError outOfMemory = OutOfMemoryError{};
+  AnyError outOfMemory = outOfMemoryFailure();
 };
 
 namespace drive {
 
 /// What a subscription ends with when its request was stopped under it.
-inline AnyError cancelledError() {
-  UserInfo userInfo;
-  userInfo.emplace(NSLocalizedDescriptionKey, "The request to Google Drive was cancelled.");
-  return NSError(NSURLErrorDomain, NSURLErrorCancelled, std::move(userInfo));
+inline const AnyError& cancelledError() {
+  // Never destroyed: a worker may read it while the process ends.
+  static const auto& error = *new const AnyError([] {
+    UserInfo userInfo;
+    userInfo.emplace(NSLocalizedDescriptionKey, "The request to Google Drive was cancelled.");
+    return NSError(NSURLErrorDomain, NSURLErrorCancelled, std::move(userInfo));
+  }());
+  return error;
 }
 
 /// What the answer comes to.

@@ -14,6 +14,8 @@ namespace {
 /// Further requests of a client wait for one of these to end: a thousand at once must not use up the
 /// descriptors.
 constexpr unsigned maxRunningPerClient = 64;
+/// Handles that are kept for further requests; 6 KiB each.
+constexpr std::size_t mostRested = 4;
 constexpr std::chrono::milliseconds untilWoken = std::chrono::hours(1);
 constexpr std::chrono::milliseconds untilPoolTakesIt{20};
 
@@ -26,15 +28,14 @@ CurlLoop::CurlLoop(TransferSettings settings, std::string extraCAFile, std::shar
       pool_(std::move(pool)),
       mailbox_(std::move(mailbox)),
       multi_(curl_multi_init()) {
-  // Without a descriptor for its wake-up call, the handle works but sleeps through its mail.
-  if (!multi_ || curl_multi_wakeup(multi_.get()) != CURLM_OK)
-    throw std::system_error(errno ? errno : ENOMEM, std::generic_category());
+  if (!multi_) throw std::system_error(ENOMEM, std::generic_category());
+  rested_.reserve(mostRested);
   curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, long{maxRunningPerClient});
-  mailbox_->setMulti(multi_.get());
+  mailbox_->setBell(bell_.descriptor());
 }
 
 CurlLoop::~CurlLoop() {
-  mailbox_->setMulti(nullptr);
+  mailbox_->setBell(-1);
   for (auto each = transfers_.begin(); each != transfers_.end();) each = drop(each);
   pools_.clear();
 }
@@ -50,10 +51,16 @@ void CurlLoop::run() noexcept {
     curl_multi_perform(multi_.get(), &running);
     collectFinished();
     startWaiting();
+    const auto sleep = closeIdle();
     handOver();
-    const auto sleep = std::min(closeIdle(), answered_.empty() ? untilWoken : untilPoolTakesIt);
-    curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(sleep.count()), nullptr);
+    waitFor(answered_.empty() ? sleep : std::min(sleep, untilPoolTakesIt));
   }
+}
+
+void CurlLoop::waitFor(std::chrono::milliseconds sleep) noexcept {
+  curl_waitfd bell{bell_.descriptor(), CURL_WAIT_POLLIN, 0};
+  curl_multi_poll(multi_.get(), &bell, 1, static_cast<int>(sleep.count()), nullptr);
+  if (bell.revents) bell_.silence();
 }
 
 void CurlLoop::admit(ExchangeQueue requests) noexcept {
@@ -115,11 +122,11 @@ void CurlLoop::start(Pool& pool, std::shared_ptr<Exchange> exchange) noexcept {
       }
       authoritiesFile = authorities_->path();
     }
-    auto transfer = std::make_unique<CurlTransfer>(exchange, pool.share, settings_, authoritiesFile);
-    CURL* const handle = transfer->handle();
-    transfers_.emplace(handle, std::move(transfer));
-    if (curl_multi_add_handle(multi_.get(), handle) != CURLM_OK) {
-      transfers_.erase(handle);
+    auto transfer = takeRested();
+    transfer.mapped()->begin(exchange, pool.share, authoritiesFile);
+    const auto added = transfers_.insert(std::move(transfer)).position;
+    if (curl_multi_add_handle(multi_.get(), added->first) != CURLM_OK) {
+      transfers_.erase(added);
       throw std::bad_alloc();
     }
     ++pool.running;
@@ -140,19 +147,44 @@ void CurlLoop::collectFinished() noexcept {
     } catch (const std::bad_alloc&) {
       // No outcome means just that.
     }
-    drop(transfer);
+    auto ended = end(transfer);
+    if (ended.mapped()->canServeAgain(code)) rest(std::move(ended));
     answer(std::move(exchange));
   }
 }
 
-CurlLoop::Transfers::iterator CurlLoop::drop(Transfers::iterator transfer) noexcept {
-  const auto exchange = transfer->second->exchange();
+CurlLoop::Transfers::node_type CurlLoop::end(Transfers::iterator transfer) noexcept {
+  const auto& exchange = transfer->second->exchange();
   curl_multi_remove_handle(multi_.get(), transfer->first);
-  const auto next = transfers_.erase(transfer);
   exchange->forgetRequest();
   auto& pool = pools_.find(exchange->client().get())->second;
   if (--pool.running == 0) pool.idleSince = std::chrono::steady_clock::now();
+  return transfers_.extract(transfer);
+}
+
+CurlLoop::Transfers::iterator CurlLoop::drop(Transfers::iterator transfer) noexcept {
+  const auto next = std::next(transfer);
+  end(transfer);
   return next;
+}
+
+CurlLoop::Transfers::node_type CurlLoop::takeRested() {
+  if (rested_.empty()) {
+    auto transfer = std::make_unique<CurlTransfer>(settings_);
+    Transfers fresh;
+    return fresh.extract(fresh.emplace(transfer->handle(), std::move(transfer)).first);
+  }
+  auto transfer = std::move(rested_.back());
+  rested_.pop_back();
+  return transfer;
+}
+
+/// Keeps a handle for another request.
+void CurlLoop::rest(Transfers::node_type transfer) noexcept {
+  if (rested_.size() == mostRested) return;
+  transfer.mapped()->rest();
+  rested_.push_back(std::move(transfer));
+  restedSince_ = std::chrono::steady_clock::now();
 }
 
 void CurlLoop::answer(std::shared_ptr<Exchange> exchange) noexcept {
@@ -172,19 +204,19 @@ void CurlLoop::handOver() noexcept {
 }
 
 /// Closes the connections of clients that have long sent nothing: libcurl would not use them again, but close them only
-/// with the next request. Gives the time until there may be more of them.
+/// with the next request. Handles that have rested as long go too. Gives the time until there may be more of them.
 std::chrono::milliseconds CurlLoop::closeIdle() noexcept {
   const auto now = std::chrono::steady_clock::now();
   auto sleep = untilWoken;
-  for (auto& [client, pool] : pools_) {
-    if (!pool.share || pool.running > 0) continue;
+  const auto isOver = [&](std::chrono::steady_clock::time_point since) {
     const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(pool.idleSince + settings_.limits.idleConnection - now);
-    if (left.count() <= 0)
-      pool.share.reset();
-    else
-      sleep = std::min(sleep, left);
-  }
+        std::chrono::ceil<std::chrono::milliseconds>(since + settings_.limits.idleConnection - now);
+    if (left.count() > 0) sleep = std::min(sleep, left);
+    return left.count() <= 0;
+  };
+  for (auto& [client, pool] : pools_)
+    if (pool.share && pool.running == 0 && isOver(pool.idleSince)) pool.share.reset();
+  if (!rested_.empty() && isOver(restedSince_)) rested_.clear();
   return sleep;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Bell.hpp"
 #include "CertificateBundle.hpp"
 #include "CurlTransfer.hpp"
 #include "Mailbox.hpp"
@@ -11,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 namespace corvane {
 
@@ -18,7 +20,7 @@ namespace corvane {
 /// any of the host's code, and never waits for anything but its sockets and its mail.
 class CurlLoop {
  public:
-  /// Throws std::system_error when the machine gives no multi handle.
+  /// Throws std::system_error when the machine gives no multi handle or no descriptor.
   CurlLoop(TransferSettings settings, std::string extraCAFile, std::shared_ptr<Queue> pool,
            std::shared_ptr<Mailbox> mailbox);
   ~CurlLoop();
@@ -49,19 +51,25 @@ class CurlLoop {
   void collectFinished() noexcept;
   void handOver() noexcept;
   std::chrono::milliseconds closeIdle() noexcept;
+  void waitFor(std::chrono::milliseconds sleep) noexcept;
 
+  Transfers::node_type end(Transfers::iterator transfer) noexcept;
   Transfers::iterator drop(Transfers::iterator transfer) noexcept;
+  Transfers::node_type takeRested();
+  void rest(Transfers::node_type transfer) noexcept;
   void answer(std::shared_ptr<Exchange> exchange) noexcept;
-  const CertificateBundle& authorities();
 
   const TransferSettings settings_;
   const std::string extraCAFile_;
   const std::shared_ptr<Queue> pool_;
   const std::shared_ptr<Mailbox> mailbox_;
+  const Bell bell_;
   std::optional<CertificateBundle> authorities_;
   std::unique_ptr<CURLM, MultiDeleter> multi_;
   std::unordered_map<const ClientState*, Pool> pools_;
   Transfers transfers_;
+  std::vector<Transfers::node_type> rested_;  // have brought an answer and wait for their next exchange
+  std::chrono::steady_clock::time_point restedSince_;
   ExchangeQueue answered_;
 };
 

@@ -7,11 +7,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <new>
 
 namespace corvane {
 namespace {
+
+constexpr std::size_t usualHeaders = 16;  // of an answer of Google's
 
 bool isSafeToRepeat(std::string_view method) {
   return method == "GET" || method == "HEAD";
@@ -29,36 +30,31 @@ std::string_view trimmed(std::string_view text) {
 
 }  // namespace
 
-void CurlTransfer::HeaderListDeleter::operator()(curl_slist* list) const {
-  for (auto* each = list; each; each = each->next) wipeMemory(each->data, std::strlen(each->data));
-  curl_slist_free_all(list);
-}
-
-CurlTransfer::CurlTransfer(std::shared_ptr<Exchange> exchange, std::shared_ptr<CurlShare> share,
-                           const TransferSettings& settings, const std::string& authoritiesFile)
-    : limits_(settings.limits),
-      exchange_(std::move(exchange)),
-      share_(std::move(share)),
-      handle_(curl_easy_init()) {
+CurlTransfer::CurlTransfer(const TransferSettings& settings)
+    : limits_(settings.limits), handle_(curl_easy_init()) {
   if (!handle_) throw std::bad_alloc();
   set(CURLOPT_NOSIGNAL, 1L);
   set(CURLOPT_ERRORBUFFER, libraryText_.data());
-  set(CURLOPT_SHARE, share_->handle());
   // A look-up that nobody waits for any more is left to its thread; otherwise removing the handle would wait
   // for it.
   set(CURLOPT_QUICK_EXIT, 1L);
   set(CURLOPT_OPENSOCKETFUNCTION, &CurlTransfer::openSocket);
   set(CURLOPT_OPENSOCKETDATA, static_cast<void*>(this));
+  set(CURLOPT_PREREQFUNCTION, &CurlTransfer::onAttempt);
+  set(CURLOPT_PREREQDATA, static_cast<void*>(this));
   set(CURLOPT_TCP_KEEPALIVE, 1L);
   set(CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
   set(CURLOPT_HEADERDATA, static_cast<void*>(this));
   set(CURLOPT_WRITEFUNCTION, &CurlTransfer::onBody);
   set(CURLOPT_WRITEDATA, static_cast<void*>(this));
-  // Made, and wiped, for each request over TLS; the least that there may be.
+  // Both are made, and wiped, for each request: the one for sending, over TLS only, has the least size that there may
+  // be, the other holds most small answers.
   set(CURLOPT_UPLOAD_BUFFERSIZE, 16L * 1024);
-  setTarget(authoritiesFile);
-  setMethod();
-  setHeaders(settings.userAgent);
+  set(CURLOPT_BUFFERSIZE, 4L * 1024);
+  set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
+  set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+  if (!settings.userAgent.empty()) set(CURLOPT_USERAGENT, settings.userAgent.c_str());
+  setSecurity();
   setLimits();
 }
 
@@ -70,76 +66,90 @@ void CurlTransfer::set(CURLoption option, Value value) {
   if (curl_easy_setopt(handle_.get(), option, value) != CURLE_OK) throw std::bad_alloc();
 }
 
-void CurlTransfer::setTarget(const std::string& authoritiesFile) {
-  const RequestTarget& target = exchange_->target();
-  set(CURLOPT_CURLU, target.url.get());
-  set(CURLOPT_PROTOCOLS_STR, "http,https");
-  set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
-  set(CURLOPT_FOLLOWLOCATION, 0L);  // a bearer must not follow a redirect
-  set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-  if (target.loopback) set(CURLOPT_PROXY, "");
+void CurlTransfer::begin(std::shared_ptr<Exchange> exchange, std::shared_ptr<CurlShare> share,
+                         const std::string& authoritiesFile) {
+  exchange_ = std::move(exchange);
+  share_ = std::move(share);
+  set(CURLOPT_SHARE, share_->handle());
+  setTarget(authoritiesFile);
+  setMethod();
+  setHeaders();
+}
 
+void CurlTransfer::rest() noexcept {
+  CURL* const handle = handle_.get();
+  curl_easy_setopt(handle, CURLOPT_SHARE, nullptr);
+  curl_easy_setopt(handle, CURLOPT_CURLU, nullptr);
+  curl_easy_setopt(handle, CURLOPT_URL, nullptr);
+  curl_easy_setopt(handle, CURLOPT_POSTFIELDS, nullptr);
+  curl_easy_setopt(handle, CURLOPT_HTTPHEADER, nullptr);
+  headers_.clear();
+  libraryText_.front() = '\0';
+  response_ = {};
+  socketError_ = 0;
+  attempts_ = 0;
+  headerBytes_ = 0;
+  inBody_ = false;
+  stopped_ = Stopped::no;
+  share_.reset();
+  exchange_.reset();
+}
+
+void CurlTransfer::setSecurity() {
+  set(CURLOPT_PROTOCOLS_STR, "http,https");
+  set(CURLOPT_FOLLOWLOCATION, 0L);  // a bearer must not follow a redirect
   set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
   set(CURLOPT_SSL_VERIFYPEER, 1L);
   set(CURLOPT_SSL_VERIFYHOST, 2L);
   // libcurl keeps parsed authorities between connections only without a folder of them.
   set(CURLOPT_CAPATH, static_cast<char*>(nullptr));
   set(CURLOPT_PROXY_CAPATH, static_cast<char*>(nullptr));
-  if (!authoritiesFile.empty()) {
-    set(CURLOPT_CAINFO, authoritiesFile.c_str());
-    set(CURLOPT_PROXY_CAINFO, authoritiesFile.c_str());
-  }
+}
+
+void CurlTransfer::setTarget(const std::string& authoritiesFile) {
+  const RequestTarget& target = exchange_->target();
+  set(CURLOPT_CURLU, target.url.get());
+  set(CURLOPT_URL, exchange_->request().url.c_str());  // only spares libcurl to put it together again
+  set(CURLOPT_PROXY, target.loopback ? "" : static_cast<const char*>(nullptr));
+  if (authoritiesFile.empty() || authoritiesFile == authoritiesFile_) return;
+  set(CURLOPT_CAINFO, authoritiesFile.c_str());
+  set(CURLOPT_PROXY_CAINFO, authoritiesFile.c_str());
+  authoritiesFile_ = authoritiesFile;
 }
 
 void CurlTransfer::setMethod() {
   const HTTPRequest& request = exchange_->request();
+  // The body comes first: to libcurl it means POST, until the method is set.
+  set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
+  set(CURLOPT_POSTFIELDS, request.body.empty() ? "" : reinterpret_cast<const char*>(request.body.data()));
   if (request.method == "HEAD") {
     set(CURLOPT_NOBODY, 1L);
   } else if (request.method == "POST" || !request.body.empty()) {
     set(CURLOPT_POST, 1L);
-    set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
-    set(CURLOPT_POSTFIELDS, request.body.empty() ? "" : reinterpret_cast<const char*>(request.body.data()));
+  } else {
+    set(CURLOPT_HTTPGET, 1L);
   }
-  if (request.method != "GET" && request.method != "HEAD") set(CURLOPT_CUSTOMREQUEST, request.method.c_str());
+  const bool isNamed = request.method != "GET" && request.method != "HEAD";
+  set(CURLOPT_CUSTOMREQUEST, isNamed ? request.method.c_str() : nullptr);
 
   // libcurl repeats any request whose kept-alive connection dies before the answer begins, and nothing tells
   // whether the server had acted on it. On a fresh connection it never does.
-  if (!isSafeToRepeat(request.method)) set(CURLOPT_FRESH_CONNECT, 1L);
+  set(CURLOPT_FRESH_CONNECT, isSafeToRepeat(request.method) ? 0L : 1L);
 }
 
-void CurlTransfer::setHeaders(const std::string& userAgent) {
+void CurlTransfer::setHeaders() {
   const HTTPRequest& request = exchange_->request();
-  if (!userAgent.empty()) set(CURLOPT_USERAGENT, userAgent.c_str());
-  addHeaderLine("Accept-Encoding: gzip");  // as a plain header: inflating is not the network thread's work
-  addHeaderLine("Expect:");
+  headers_.addLine("Accept-Encoding: gzip");  // as a plain header: inflating is not the network thread's work
+  headers_.addLine("Expect:");
   const bool hasType = std::any_of(request.headers.begin(), request.headers.end(), [](const auto& header) {
     constexpr std::string_view contentType = "content-type";
     return std::equal(header.first.begin(), header.first.end(), contentType.begin(), contentType.end(),
                       [](char a, char b) { return lowerASCII(a) == b; });
   });
-  if (!hasType) addHeaderLine("Content-Type:");  // none, instead of the library's own
-  for (const auto& [name, value] : request.headers) addHeader(name, value);
-  if (!request.bearer.empty()) addHeader("Authorization: Bearer", request.bearer.reveal());
-  set(CURLOPT_HTTPHEADER, headers_.get());
-}
-
-void CurlTransfer::addHeader(std::string_view name, std::string_view value) {
-  std::vector<char, WipingAllocator<char>> line;
-  const bool named = name.find(':') != name.npos;
-  line.reserve(name.size() + value.size() + 3);
-  line.insert(line.end(), name.begin(), name.end());
-  if (!named) line.push_back(value.empty() ? ';' : ':');  // libcurl's way to send a header without a value
-  if (!value.empty()) line.push_back(' ');
-  line.insert(line.end(), value.begin(), value.end());
-  line.push_back('\0');
-  addHeaderLine(line.data());
-}
-
-void CurlTransfer::addHeaderLine(const char* line) {
-  curl_slist* const longer = curl_slist_append(headers_.get(), line);
-  if (!longer) throw std::bad_alloc();
-  headers_.release();
-  headers_.reset(longer);
+  if (!hasType) headers_.addLine("Content-Type:");  // none, instead of the library's own
+  for (const auto& [name, value] : request.headers) headers_.add(name, value);
+  if (!request.bearer.empty()) headers_.addBearer(request.bearer.reveal());
+  set(CURLOPT_HTTPHEADER, headers_.list());
 }
 
 void CurlTransfer::setLimits() {
@@ -155,6 +165,11 @@ curl_socket_t CurlTransfer::openSocket(void* self, curlsocktype, curl_sockaddr* 
   const int opened = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
   if (opened < 0) static_cast<CurlTransfer*>(self)->socketError_ = errno;  // libcurl does not keep it
   return opened;
+}
+
+int CurlTransfer::onAttempt(void* self, char*, char*, int, int) noexcept {
+  ++static_cast<CurlTransfer*>(self)->attempts_;
+  return CURL_PREREQFUNC_OK;
 }
 
 std::size_t CurlTransfer::onHeader(char* data, std::size_t size, std::size_t count, void* self) noexcept {
@@ -196,6 +211,7 @@ bool CurlTransfer::acceptHeader(std::string_view line) {
   }
   const auto colon = line.find(':');
   if (colon == line.npos) return true;
+  if (response_.headers.capacity() == 0) response_.headers.reserve(usualHeaders);
   std::string name(trimmed(line.substr(0, colon)));
   std::transform(name.begin(), name.end(), name.begin(), lowerASCII);
   response_.headers.emplace_back(std::move(name), trimmed(line.substr(colon + 1)));

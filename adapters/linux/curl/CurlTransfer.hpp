@@ -2,6 +2,7 @@
 
 #include "CurlShare.hpp"
 #include "Exchange.hpp"
+#include "HeaderLines.hpp"
 
 #include <curl/curl.h>
 #include <CorvaneLinux/HTTPLimits.hpp>
@@ -19,15 +20,27 @@ struct TransferSettings {
   std::string userAgent;
 };
 
-/// One exchange on one libcurl handle; lives on the network thread.
+/// One exchange after another on one libcurl handle; lives on the network thread.
+///
+/// Making and configuring a handle takes a third of what libcurl needs for a small request, so a handle that brought
+/// its answer serves further ones. What never changes is set once; whatever belongs to a request is set for each of
+/// them, to its default too, and forgotten when the handle comes to rest.
 class CurlTransfer {
  public:
-  /// Throws std::bad_alloc.
-  CurlTransfer(std::shared_ptr<Exchange> exchange, std::shared_ptr<CurlShare> share,
-               const TransferSettings& settings, const std::string& authoritiesFile);
+  /// At rest. Throws std::bad_alloc.
+  explicit CurlTransfer(const TransferSettings& settings);
   ~CurlTransfer();
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
+
+  /// Takes an exchange on; the handle can be given to libcurl. One that throws std::bad_alloc is of no further use.
+  void begin(std::shared_ptr<Exchange> exchange, std::shared_ptr<CurlShare> share,
+             const std::string& authoritiesFile);
+  /// Whether the handle, now that it is done with an exchange, can take another one on. It cannot when libcurl had to
+  /// repeat the request: it allows so many repeats for the whole life of a handle.
+  bool canServeAgain(CURLcode code) const noexcept { return code == CURLE_OK && attempts_ == 1; }
+  /// Forgets the exchange, and everything of it, once libcurl no longer has the handle.
+  void rest() noexcept;
 
   CURL* handle() const { return handle_.get(); }
   const std::shared_ptr<Exchange>& exchange() const { return exchange_; }
@@ -41,21 +54,17 @@ class CurlTransfer {
   struct HandleDeleter {
     void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
   };
-  /// Wipes each line: one of them is the bearer.
-  struct HeaderListDeleter {
-    void operator()(curl_slist* list) const;
-  };
-
   template <class Value>
   void set(CURLoption option, Value value);
-  void addHeader(std::string_view name, std::string_view value);
-  void addHeaderLine(const char* line);
+  void setSecurity();
+  void setLimits();
   void setTarget(const std::string& authoritiesFile);
   void setMethod();
-  void setHeaders(const std::string& userAgent);
-  void setLimits();
+  void setHeaders();
 
   static curl_socket_t openSocket(void* self, curlsocktype purpose, curl_sockaddr* address) noexcept;
+  static int onAttempt(void* self, char* serverAddress, char* ownAddress, int serverPort,
+                       int ownPort) noexcept;
   static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self) noexcept;
   static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self) noexcept;
   bool acceptHeader(std::string_view line);
@@ -64,14 +73,16 @@ class CurlTransfer {
   NSError failure(CURLcode code) const;
 
   const HTTPLimits limits_;
-  const std::shared_ptr<Exchange> exchange_;
-  const std::shared_ptr<CurlShare> share_;  // before the handle, which must let go of it first
-  std::unique_ptr<curl_slist, HeaderListDeleter> headers_;
+  std::shared_ptr<Exchange> exchange_;
+  std::shared_ptr<CurlShare> share_;  // before the handle, which must let go of it first
+  HeaderLines headers_;
   std::array<char, CURL_ERROR_SIZE> libraryText_{};
   std::unique_ptr<CURL, HandleDeleter> handle_;
+  std::string authoritiesFile_;  // as the handle knows it
 
   HTTPResponse response_;
   int socketError_ = 0;
+  int attempts_ = 0;
   std::size_t headerBytes_ = 0;
   bool inBody_ = false;
   Stopped stopped_ = Stopped::no;

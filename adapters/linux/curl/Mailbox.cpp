@@ -1,5 +1,7 @@
 #include "Mailbox.hpp"
 
+#include <sys/eventfd.h>
+
 #include <utility>
 
 namespace corvane {
@@ -33,14 +35,14 @@ Mailbox::Mail Mailbox::take() noexcept {
   return std::exchange(mail_, Mail{});
 }
 
-void Mailbox::setMulti(CURLM* multi) noexcept {
-  const std::lock_guard lock(multiMutex_);
-  multi_ = multi;
+void Mailbox::setBell(int bell) noexcept {
+  const std::lock_guard lock(bellMutex_);
+  bell_ = bell;
 }
 
 void Mailbox::wake() noexcept {
-  const std::lock_guard lock(multiMutex_);
-  if (multi_) curl_multi_wakeup(multi_);
+  const std::lock_guard lock(bellMutex_);
+  if (bell_ >= 0) ::eventfd_write(bell_, 1);  // fails only when the bell has been rung 2^64 times
 }
 
 }  // namespace corvane

@@ -2,8 +2,6 @@
 
 #include "ExchangeQueue.hpp"
 
-#include <curl/curl.h>
-
 #include <memory>
 #include <mutex>
 
@@ -25,16 +23,16 @@ class Mailbox {
 
   Mail take() noexcept;
 
-  /// The handle to wake, or null when its thread ends.
-  void setMulti(CURLM* multi) noexcept;
+  /// The descriptor (eventfd(2)) that wakes the thread, or -1 when it ends.
+  void setBell(int bell) noexcept;
 
  private:
   void wake() noexcept;
 
   std::mutex mutex_;
   Mail mail_;
-  std::mutex multiMutex_;  // not the other, on which the thread that wakes would have to wait at once
-  CURLM* multi_ = nullptr;
+  std::mutex bellMutex_;  // not the other, on which the thread that wakes would have to wait at once
+  int bell_ = -1;
 };
 
 }  // namespace corvane

@@ -27,8 +27,9 @@ bool isLoopback(std::string host) {
   return inet_pton(AF_INET6, host.c_str(), &v6) == 1 && IN6_IS_ADDR_LOOPBACK(&v6);
 }
 
+// One pass for each, at the speed of memory; find_first_of would make a call for each byte.
 bool hasLineBreak(std::string_view text) {
-  return text.find_first_of(std::string_view("\r\n\0", 3)) != text.npos;
+  return text.find('\r') != text.npos || text.find('\n') != text.npos || text.find('\0') != text.npos;
 }
 
 bool isToken(std::string_view text) {  // RFC 9110, 5.6.2

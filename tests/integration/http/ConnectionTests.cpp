@@ -114,6 +114,41 @@ TEST(Connection, LostUnderAReadIsReplaced) {
   EXPECT_EQ(requests, 3);
 }
 
+TEST(Connection, LostUnderOneReadAfterAnotherIsReplacedEachTime) {
+  std::atomic<int> requests{0};
+  const ScriptedServer server([&](ScriptedConnection& connection) {
+    connection.readRequest();
+    ++requests;
+    connection.send(httpAnswer("ok"));
+    if (connection.readRequest().empty()) return;
+    ++requests;
+    connection.reset();
+  });
+  HTTPFixture http;
+  for (int i = 0; i < 20; ++i) EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
+  EXPECT_EQ(requests, 39);
+}
+
+TEST(Connection, LostUnderARequestLeavesNothingToTheNextOnes) {
+  const ScriptedServer server([](ScriptedConnection& connection) {
+    for (auto request = connection.readRequest(); !request.empty(); request = connection.readRequest()) {
+      if (request.starts_with("GET /lost")) {
+        connection.send("HTTP/1.1 200 OK\r\nContent-Length: 100\r\nX-Lost: yes\r\n\r\nhalf");
+        return;
+      }
+      connection.send(httpAnswer("ok"));
+    }
+  });
+  HTTPFixture http;
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
+    EXPECT_THAT(http.get(server.url("/lost")), IsURLError(-1005));
+    const auto answer = http.get(server.url());
+    ASSERT_THAT(answer, IsAnswer(200, "ok"));
+    EXPECT_EQ(answer.value().header("x-lost"), "");
+  }
+}
+
 TEST(Connection, LostUnderAWriteFailsItAndTheWriteLeftOnce) {
   for (const auto* method : {"PATCH", "DELETE", "POST"}) {
     std::atomic<int> writes{0};

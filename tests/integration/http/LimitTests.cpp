@@ -65,6 +65,13 @@ TEST_P(Excesses, AreCutOffAtTheUsualLimit) {
 INSTANTIATE_TEST_SUITE_P(, Excesses, testing::ValuesIn(excesses),
                          [](const auto& test) { return test.param.name; });
 
+TEST(HeaderLimit, IsForEachAnswerByItself) {
+  const ScriptedServer server(
+      alwaysAnswer(httpAnswer("ok", "X-Half: " + std::string(8 << 10, 'x') + "\r\n")));
+  HTTPFixture http(smallLimits());
+  for (int i = 0; i < 4; ++i) EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
+}
+
 TEST(BodyLimit, IsReachedButNotPassed) {
   const std::string exact(64 << 10, 'x');
   const ScriptedServer plain(alwaysAnswer(httpAnswer(exact)));

@@ -87,6 +87,17 @@ TEST(Proxy, EndlessAnswerToTheTunnelIsCutOff) {
   EXPECT_THAT(http.get("https://drive.example.com/"), IsURLError(-1103));
 }
 
+TEST(Proxy, IsAskedForAnotherHostAlsoAfterARequestToLoopback) {
+  const ScriptedServer proxy(answerAndClose("HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\n\r\n"));
+  const ScopedVariable environment("https_proxy", proxyURL(proxy));
+  const ScriptedServer server(alwaysAnswer(httpAnswer("direct")));
+  HTTPFixture http;
+  EXPECT_THAT(http.get(server.url()), IsAnswer(200, "direct"));
+  EXPECT_THAT(http.get("https://drive.example.com/"), IsURLError(-1004));
+  EXPECT_THAT(http.get(server.url()), IsAnswer(200, "direct"));
+  EXPECT_EQ(proxy.connections(), 1);
+}
+
 TEST(Proxy, IsNeverAskedForLoopback) {
   const ScriptedServer proxy(alwaysAnswer(httpAnswer("proxied")));
   const ScopedVariable plain("http_proxy", proxyURL(proxy));

@@ -19,7 +19,8 @@ class Journal {
           const std::lock_guard lock(mutex_);
           requests_.push_back(request);
         }
-        connection.send(httpAnswer("ok"));
+        connection.send(request.starts_with("HEAD ") ? "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n"
+                                                     : httpAnswer("ok"));
       }
     };
   }
@@ -72,6 +73,49 @@ TEST(Request, WritesCarryTheirBodyAndExpectNothing) {
   EXPECT_THAT(sent[2], Not(HasSubstr("Content-Type")));
   EXPECT_THAT(sent[3], StartsWith("DELETE / HTTP/1.1\r\n"));
   for (const auto& request : sent) EXPECT_THAT(request, Not(HasSubstr("Expect")));
+}
+
+/// Requests that differ in all that a request can differ in.
+std::vector<HTTPRequest> requestsOfEveryKind(const ScriptedServer& server) {
+  std::vector<HTTPRequest> requests;
+  requests.push_back(makeRequest("GET", server.url("/plain")));
+  requests.push_back(makeRequest("GET", server.url("/signed?a=b")));
+  requests.back().bearer = Secret("ya29.token");
+  requests.push_back(makeRequest("GET", server.url("/headers")));
+  requests.back().headers.emplace_back("X-Header", "value");
+  requests.back().headers.emplace_back("X-Empty", "");
+  requests.push_back(makeRequest("HEAD", server.url("/head")));
+  requests.push_back(makeRequest("POST", server.url("/post"), "a body"));
+  requests.push_back(makeRequest("POST", server.url("/post-of-nothing")));
+  requests.push_back(makeRequest("PATCH", server.url("/patch"), R"({"trashed":true})"));
+  requests.push_back(makeRequest("DELETE", server.url("localhost", "/delete")));
+  requests.push_back(makeRequest("GET", server.url("/get-with-a-body"), "body"));
+  return requests;
+}
+
+TEST(Request, LeavesNothingOfItselfToTheNextOneWhoseverThatIs) {
+  Journal journal;
+  const ScriptedServer server(journal.script());
+  const auto requests = requestsOfEveryKind(server);
+  for (const auto& request : requests) {
+    HTTPFixture fresh;
+    ASSERT_TRUE(fresh.perform(request).isSuccess());
+  }
+  const auto alone = journal.requests();
+  ASSERT_EQ(alone.size(), requests.size());
+
+  for (std::size_t before = 0; before < requests.size(); ++before) {
+    for (std::size_t after = 0; after < requests.size(); ++after) {
+      HTTPFixture http;
+      const auto other = http.network.makeClient();
+      ASSERT_TRUE(http.perform(requests[before]).isSuccess());
+      ASSERT_TRUE(http.perform(requests[after]).isSuccess());
+      EXPECT_EQ(journal.requests().back(), alone[after]) << "after " << requests[before].url;
+      ASSERT_TRUE(HTTPFixture::perform(*other, requests[after]).isSuccess());
+      EXPECT_EQ(journal.requests().back(), alone[after])
+          << "of another client, after " << requests[before].url;
+    }
+  }
 }
 
 struct RefusedRequest {

@@ -140,6 +140,19 @@ TEST_F(TLSFixture, ConnectionIsKeptBetweenRequests) {
   EXPECT_EQ(server.connections(), 1);
 }
 
+TEST_F(TLSFixture, ServersAreCheckedAsMuchAfterARequestWithoutTLS) {
+  const ScriptedServer plain(alwaysAnswer(httpAnswer("plain")));
+  const auto trusted = serverWith(makeServerIdentity(authority, "localhost"));
+  const auto untrusted = serverWith(makeSelfSigned("localhost"));
+  HTTPFixture http({}, authorityFile.path());
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_THAT(http.get(plain.url()), IsAnswer(200, "plain"));
+    EXPECT_THAT(http.get(trusted.url("localhost", "/")), IsAnswer(200, "ok"));
+    EXPECT_THAT(http.get(plain.url()), IsAnswer(200, "plain"));
+    EXPECT_THAT(http.get(untrusted.url("localhost", "/")), IsURLError(-1202));
+  }
+}
+
 TEST_F(TLSFixture, MissingAuthorityFileFailsSecureRequestsOnlyAndIsNamed) {
   const ScriptedServer plain(alwaysAnswer(httpAnswer("ok")));
   HTTPFixture http({}, "/nonexistent/authority.pem");

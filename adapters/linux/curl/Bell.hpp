@@ -1,0 +1,34 @@
+#pragma once
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace corvane {
+
+/// What wakes the network thread from its sockets. libcurl's own wake-up is a pair of sockets, which costs three times
+/// as much.
+class Bell {
+ public:
+  /// Throws std::system_error.
+  Bell() : descriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (descriptor_ < 0) throw std::system_error(errno, std::generic_category());
+  }
+  ~Bell() { ::close(descriptor_); }
+  Bell(const Bell&) = delete;
+  Bell& operator=(const Bell&) = delete;
+
+  int descriptor() const noexcept { return descriptor_; }
+  /// Makes it silent again.
+  void silence() const noexcept {
+    eventfd_t rung = 0;
+    ::eventfd_read(descriptor_, &rung);
+  }
+
+ private:
+  int descriptor_;
+};
+
+}  // namespace corvane
