@@ -49,7 +49,8 @@ void requireEndpoint(const char* option, const std::string& url) {
   HTTPRequest request;
   request.method = "GET";
   request.url = url;
-  auto target = RequestTarget::vet(request);
+  Origins origins;
+  auto target = RequestTarget::vet(request, origins);
   if (!target) refuse(option, std::move(target).error().localizedDescription());
 }
 

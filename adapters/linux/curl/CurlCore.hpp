@@ -30,6 +30,7 @@ class CurlCore {
 
   const CurlNetwork::Options options_;
   const std::shared_ptr<Mailbox> mailbox_ = std::make_shared<Mailbox>();
+  Origins origins_;
   std::mutex starting_;
   std::thread thread_;
 };

@@ -179,6 +179,11 @@ NSError outOfMemoryError(const std::string& host) {
                         "Close other programs and try again.");
 }
 
+NSError malformedURLError() {
+  return urlError::make(urlError::badURL, "The request was not sent", "its URL is malformed",
+                        "Give an absolute URL such as https://www.example.com/.");
+}
+
 NSError noNetworkThreadError(const std::string& host, const std::string& why) {
   return urlError::make(urlError::cannotConnectToHost, "Could not connect to " + host,
                         "the network thread could not be started: " + why,

@@ -28,6 +28,8 @@ NSError bodyTooLargeError(const std::string& host);
 NSError corruptBodyError(const std::string& host);
 NSError unknownEncodingError(const std::string& host);
 NSError outOfMemoryError(const std::string& host);
+/// The request's URL cannot be taken apart; it is not shown, as it may hold anything.
+NSError malformedURLError();
 /// The network thread could not be started.
 NSError noNetworkThreadError(const std::string& host, const std::string& why);
 

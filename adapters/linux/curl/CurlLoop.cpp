@@ -111,7 +111,7 @@ void CurlLoop::start(Pool& pool, std::shared_ptr<Exchange> exchange) noexcept {
   try {
     if (!pool.share) pool.share = std::make_shared<CurlShare>();
     std::string authoritiesFile;
-    if (exchange->target().secure) {
+    if (exchange->target().origin->secure) {
       if (!authorities_) {
         auto opened = CertificateBundle::open(extraCAFile_);
         if (!opened) {

@@ -35,13 +35,13 @@ void CurlCore::submit(const std::shared_ptr<Exchange>& exchange) {
     exchange->setOutcome(Result<HTTPResponse, NSError>::failure(std::move(error)));
     exchange->post(*options_.pool);
   };
-  auto target = RequestTarget::vet(exchange->request());
+  auto target = RequestTarget::vet(exchange->request(), origins_);
   if (!target) return fail(std::move(target).error());
   exchange->setTarget(std::move(target).value());
   try {
     startOnce();
   } catch (const std::system_error& error) {
-    return fail(noNetworkThreadError(exchange->target().display, error.code().message()));
+    return fail(noNetworkThreadError(exchange->target().display(), error.code().message()));
   }
   mailbox_->post(exchange);
 }

@@ -81,6 +81,7 @@ void CurlTransfer::rest() noexcept {
   curl_easy_setopt(handle, CURLOPT_SHARE, nullptr);
   curl_easy_setopt(handle, CURLOPT_CURLU, nullptr);
   curl_easy_setopt(handle, CURLOPT_URL, nullptr);
+  curl_easy_setopt(handle, CURLOPT_REQUEST_TARGET, nullptr);
   curl_easy_setopt(handle, CURLOPT_POSTFIELDS, nullptr);
   curl_easy_setopt(handle, CURLOPT_HTTPHEADER, nullptr);
   headers_.clear();
@@ -108,9 +109,10 @@ void CurlTransfer::setSecurity() {
 
 void CurlTransfer::setTarget(const std::string& authoritiesFile) {
   const RequestTarget& target = exchange_->target();
-  set(CURLOPT_CURLU, target.url.get());
-  set(CURLOPT_URL, exchange_->request().url.c_str());  // only spares libcurl to put it together again
-  set(CURLOPT_PROXY, target.loopback ? "" : static_cast<const char*>(nullptr));
+  set(CURLOPT_CURLU, target.origin->url.get());
+  set(CURLOPT_URL, target.origin->text.c_str());  // only spares libcurl to put it together again
+  set(CURLOPT_REQUEST_TARGET, target.path.c_str());
+  set(CURLOPT_PROXY, target.origin->loopback ? "" : static_cast<const char*>(nullptr));
   if (authoritiesFile.empty() || authoritiesFile == authoritiesFile_) return;
   set(CURLOPT_CAINFO, authoritiesFile.c_str());
   set(CURLOPT_PROXY_CAINFO, authoritiesFile.c_str());
@@ -247,7 +249,7 @@ void CurlTransfer::finish(CURLcode code) {
 }
 
 NSError CurlTransfer::failure(CURLcode code) const {
-  const std::string& host = exchange_->target().display;
+  const std::string& host = exchange_->target().display();
   switch (stopped_) {
     case Stopped::headersTooLarge:
       return headersTooLargeError(host);

@@ -1,8 +1,7 @@
 #include "RequestTarget.hpp"
 
+#include "CurlErrors.hpp"
 #include "URLErrors.hpp"
-
-#include <arpa/inet.h>
 
 #include <algorithm>
 #include <optional>
@@ -12,24 +11,14 @@ namespace {
 
 using Vetted = Result<RequestTarget, NSError>;
 
-std::string part(CURLU* url, CURLUPart which, unsigned flags = 0) {
-  char* text = nullptr;
-  if (curl_url_get(url, which, &text, flags) != CURLUE_OK) return {};
-  const std::unique_ptr<char, decltype(&curl_free)> owned(text, &curl_free);
-  return text;
-}
-
-bool isLoopback(std::string host) {
-  if (host == "localhost") return true;
-  if (in_addr v4{}; inet_pton(AF_INET, host.c_str(), &v4) == 1) return (ntohl(v4.s_addr) >> 24) == 127;
-  if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
-  in6_addr v6{};
-  return inet_pton(AF_INET6, host.c_str(), &v6) == 1 && IN6_IS_ADDR_LOOPBACK(&v6);
-}
-
 // One pass for each, at the speed of memory; find_first_of would make a call for each byte.
 bool hasLineBreak(std::string_view text) {
   return text.find('\r') != text.npos || text.find('\n') != text.npos || text.find('\0') != text.npos;
+}
+
+// A blank or a control character would end the path early, and begin what the server takes for the next header.
+bool isPrintable(std::string_view url) {
+  return std::none_of(url.begin(), url.end(), [](unsigned char c) { return c <= 0x20 || c == 0x7f; });
 }
 
 bool isToken(std::string_view text) {  // RFC 9110, 5.6.2
@@ -53,35 +42,26 @@ std::optional<NSError> badHeaders(const HTTPRequest& request) {
 
 }  // namespace
 
-Vetted RequestTarget::vet(const HTTPRequest& request) {
+Vetted RequestTarget::vet(const HTTPRequest& request, Origins& origins) {
   if (auto error = badHeaders(request)) return Vetted::failure(*std::move(error));
 
-  RequestTarget target;
-  target.url.reset(curl_url());
-  if (!target.url ||
-      curl_url_set(target.url.get(), CURLUPART_URL, request.url.c_str(), CURLU_NON_SUPPORT_SCHEME))
-    return Vetted::failure(urlError::make(urlError::badURL, "The request was not sent",
-                                          "its URL is malformed",
-                                          "Give an absolute URL such as https://www.example.com/."));
-  CURLU* url = target.url.get();
-  const std::string scheme = part(url, CURLUPART_SCHEME);
-  const std::string host = part(url, CURLUPART_HOST);
-  const std::string port = part(url, CURLUPART_PORT, CURLU_NO_DEFAULT_PORT);
-  target.display = port.empty() ? host : host + ":" + port;
-  target.secure = scheme == "https";
-  target.loopback = isLoopback(host);
+  // RFC 3986, section 3. The fragment is not for the server.
+  std::string_view url = request.url;
+  if (!isPrintable(url)) return Vetted::failure(malformedURLError());
+  url = url.substr(0, url.find('#'));
+  const auto scheme = url.find("://");
+  if (scheme == url.npos) return Vetted::failure(malformedURLError());
+  const auto pathAt = std::min(url.find_first_of("/?", scheme + 3), url.size());
+  std::string base(url.substr(0, pathAt));
+  base += '/';
+  auto origin = origins.vetted(base);
+  if (!origin) return Vetted::failure(std::move(origin).error());
 
-  const auto refuse = [&](std::string_view why, std::string_view remedy) {
-    return Vetted::failure(urlError::make(urlError::unsupportedURL,
-                                          "The request to " + target.display + " was not sent", why, remedy));
-  };
-  if (!part(url, CURLUPART_USER).empty() || !part(url, CURLUPART_PASSWORD).empty())
-    return refuse("its URL holds a user name or a password", "Take them out of the URL.");
-  if (!target.secure && scheme != "http")
-    return refuse("only https is spoken", "Give a URL that begins with https://.");
-  if (!target.secure && !target.loopback)
-    return refuse("plain http would show its contents to the network",
-                  "Use https; http is for localhost and loopback addresses only.");
+  RequestTarget target{std::move(origin).value(), {}};
+  const auto path = url.substr(pathAt);
+  target.path.reserve(path.size() + 1);
+  if (!path.starts_with('/')) target.path += '/';
+  target.path += path;
   return Vetted::success(std::move(target));
 }
 

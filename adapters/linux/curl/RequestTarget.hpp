@@ -1,32 +1,24 @@
 #pragma once
 
 #include "HTTPClient.hpp"
-
-#include <curl/curl.h>
+#include "Origin.hpp"
 
 #include <memory>
 #include <string>
 
 namespace corvane {
 
-struct CurlURLDeleter {
-  void operator()(CURLU* url) const { curl_url_cleanup(url); }
-};
-using CurlURL = std::unique_ptr<CURLU, CurlURLDeleter>;
-
-/// Where a request goes, taken apart by the parser that the transfer itself will use, so that what was vetted
-/// is what is connected to.
+/// Where a request goes.
 struct RequestTarget {
-  CurlURL url;
-  /// Host, and port unless it is the scheme's own; for error texts.
-  std::string display;
-  bool secure = false;
-  /// A loopback literal or "localhost": never through a proxy, and the only place where plain http may go.
-  bool loopback = false;
+  std::shared_ptr<const Origin> origin;
+  /// What is asked of the origin: path and query, as they stood in the URL.
+  std::string path;
 
-  /// Refuses what must not leave: other schemes, http beyond loopback, credentials in the URL, and line
-  /// breaks in headers.
-  static Result<RequestTarget, NSError> vet(const HTTPRequest& request);
+  /// Host, and port unless it is the scheme's own; for error texts.
+  const std::string& display() const { return origin->display; }
+
+  /// Refuses what must not leave: origins that are refused, and line breaks in the URL and in headers.
+  static Result<RequestTarget, NSError> vet(const HTTPRequest& request, Origins& origins);
 };
 
 }  // namespace corvane

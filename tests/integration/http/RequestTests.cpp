@@ -75,6 +75,31 @@ TEST(Request, WritesCarryTheirBodyAndExpectNothing) {
   for (const auto& request : sent) EXPECT_THAT(request, Not(HasSubstr("Expect")));
 }
 
+TEST(Request, AsksForPathAndQueryAsTheyStandInItsURL) {
+  Journal journal;
+  const ScriptedServer server(journal.script());
+  HTTPFixture http;
+  const auto asked = [&](const std::string& rest) {
+    EXPECT_THAT(http.get(server.url(rest)), IsAnswer(200, "ok"));
+    const auto request = journal.requests().back();
+    return request.substr(0, request.find("\r\n"));
+  };
+  EXPECT_EQ(asked(""), "GET / HTTP/1.1");
+  EXPECT_EQ(asked("?a=b"), "GET /?a=b HTTP/1.1");
+  EXPECT_EQ(asked("/a%2Fb/c?d=/e?f&g=%20#fragment"), "GET /a%2Fb/c?d=/e?f&g=%20 HTTP/1.1");
+  EXPECT_EQ(asked("/%2E%2E/a:b@c"), "GET /%2E%2E/a:b@c HTTP/1.1");
+}
+
+TEST(Request, GoesToItsOwnServerHoweverManyThereAre) {
+  HTTPFixture http;
+  std::vector<std::unique_ptr<ScriptedServer>> servers;
+  for (int i = 0; i < 6; ++i)
+    servers.push_back(std::make_unique<ScriptedServer>(alwaysAnswer(httpAnswer(std::to_string(i)))));
+  for (int round = 0; round < 3; ++round)
+    for (std::size_t i = 0; i < servers.size(); ++i)
+      EXPECT_THAT(http.get(servers[i]->url()), IsAnswer(200, std::to_string(i)));
+}
+
 /// Requests that differ in all that a request can differ in.
 std::vector<HTTPRequest> requestsOfEveryKind(const ScriptedServer& server) {
   std::vector<HTTPRequest> requests;
@@ -156,6 +181,17 @@ const RefusedRequest refusedRequests[] = {
     {"OtherScheme", "GET", "file:///etc/passwd", {"A", "b"}, "", -1002, "https"},
     {"NoURL", "GET", "not a url at all", {"A", "b"}, "", -1000, "URL"},
     {"EmptyURL", "GET", "", {"A", "b"}, "", -1000, "URL"},
+    {"LineBreakInTheURL", "GET", "https://example.com/a\r\nHost: s3cret", {"A", "b"}, "", -1000, "URL"},
+    {"BlankInTheURL", "GET", "https://example.com/?s3cret HTTP/1.1", {"A", "b"}, "", -1000, "URL"},
+    {"ZeroInTheURL", "GET", std::string("https://example.com/\0s3cret", 27), {"A", "b"}, "", -1000, "URL"},
+    {"UserBeforeTheHostWithoutAPath",
+     "GET",
+     "https://s3cret@example.com?a/b",
+     {"A", "b"},
+     "",
+     -1002,
+     "user name"},
+    {"HostMissing", "GET", "https:///s3cret", {"A", "b"}, "", -1000, "URL"},
     {"LineBreakInAHeader", "GET", "https://example.com/", {"A", "b\r\nHost: s3cret"}, "", -1000, "header"},
     {"LineBreakInAHeaderName", "GET", "https://example.com/", {"A\n", "s3cret"}, "", -1000, "header"},
     {"LineBreakInTheToken", "GET", "https://example.com/", {"A", "b"}, "s3cret\r\nA: b", -1000, "token"},
