@@ -29,8 +29,7 @@ class Module {
   std::size_t convert(const corvane::Data& body) const {
     auto list = parser_.fileList(body);
     if (!list || !list->files) die("the body is no page");
-    const corvane::FilesPage page(corvane::convertFiles(*std::move(list->files)),
-                                  std::move(list->nextPageToken));
+    const corvane::FilesPage page(corvane::convertFiles(*list->files), std::move(list->nextPageToken));
     return page.files().size();
   }
 

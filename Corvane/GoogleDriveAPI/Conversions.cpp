@@ -1,6 +1,8 @@
 #include "Conversions.hpp"
 
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace corvane {
@@ -18,22 +20,14 @@ std::optional<StorageQuota> convertQuota(const std::optional<GTLRDrive_About_Sto
   return StorageQuota(*object->limit, *object->usage, *object->usageInDrive);
 }
 
-std::optional<std::string> decimalText(std::optional<std::int64_t> number) {
-  if (!number) return std::nullopt;
-  return std::to_string(*number);
-}
-
-bool isComplete(const GTLRDrive_File& object) {
+bool isComplete(const GTLRDrive_FileView& object) {
   return object.identifier && object.mimeType && object.name && object.createdTime && object.modifiedTime;
 }
 
-/// Hands what a complete object holds to `make`, which can so make the record where it is to stay.
-template <class Make>
-auto makeFrom(GTLRDrive_File&& object, Make make) {
-  return make(*std::move(object.identifier), *std::move(object.mimeType), *std::move(object.name),
-              decimalText(object.size), object.shared.value_or(false), object.trashed.value_or(false),
-              *object.createdTime, *object.modifiedTime, std::move(object.parents),
-              std::move(object.iconLink), std::move(object.webViewLink));
+std::optional<std::vector<std::string>> copied(
+    const std::optional<std::span<const std::string_view>>& texts) {
+  if (!texts) return std::nullopt;
+  return std::optional<std::vector<std::string>>(std::in_place, texts->begin(), texts->end());
 }
 
 }  // namespace
@@ -45,21 +39,26 @@ std::optional<About> convertAbout(GTLRDrive_About object) {
   return About(*quota, *object.appInstalled, *object.maxUploadSize, *std::move(user));
 }
 
-std::optional<File> convertFile(GTLRDrive_File object) {
-  if (!isComplete(object)) return std::nullopt;
-  return makeFrom(std::move(object), [](auto&&... parts) {
-    return std::optional<File>(std::in_place, std::forward<decltype(parts)>(parts)...);
-  });
-}
+// Of a complete object.
+File::File(ConversionKey, const GTLRDrive_FileView& object)
+    : id(*object.identifier),
+      mimeType(*object.mimeType),
+      name(*object.name),
+      size(object.size),
+      shared(object.shared.value_or(false)),
+      trashed(object.trashed.value_or(false)),
+      createdTime(*object.createdTime),
+      modifiedTime(*object.modifiedTime),
+      parents(copied(object.parents)),
+      iconLink(object.iconLink),
+      webViewLink(object.webViewLink) {}
 
-std::vector<File> convertFiles(std::vector<GTLRDrive_File> objects) {
+std::vector<File> convertFiles(const GTLRDrive_Files& objects) {
   std::vector<File> files;
   files.reserve(objects.size());
-  const auto append = [&files](auto&&... parts) {
-    files.emplace_back(std::forward<decltype(parts)>(parts)...);
-  };
-  for (auto& object : objects)
-    if (isComplete(object)) makeFrom(std::move(object), append);
+  objects.forEach([&files](const GTLRDrive_FileView& object) {
+    if (isComplete(object)) files.emplace_back(File::ConversionKey(), object);
+  });
   return files;
 }
 

@@ -43,7 +43,7 @@ Result<FilesPage, AnyError> convert(const DriveLog& log, const std::string& labe
     return Result<FilesPage, AnyError>::failure(GoogleDriveAPIError::convertFilesList);
   }
   const auto raw = list->files->size();
-  auto files = convertFiles(*std::move(list->files));
+  auto files = convertFiles(*list->files);
   log.extended([&] {
     return "files.list page received (page: " + label + ", raw=" + std::to_string(raw) +
            ", converted=" + std::to_string(files.size()) +

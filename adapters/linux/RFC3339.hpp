@@ -6,6 +6,7 @@
 #include <charconv>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -80,32 +81,44 @@ struct TimeText {
   }
 };
 
-/// The form in which Drive writes all its times, "2024-05-06T07:08:09.123Z", read at fixed places: a listing has two
-/// in every file. Nothing for any other form, which may still be a time.
-constexpr std::optional<Date> parseUsualTime(std::string_view text) {
-  using namespace std::chrono;
-  if (text.size() != 24) return std::nullopt;
-  unsigned wrongDigits = 0;
-  const auto digit = [&](std::size_t at) {
-    const unsigned value = static_cast<unsigned char>(text[at]) - unsigned{'0'};
-    wrongDigits |= value > 9;
-    return value;
+/// Eight characters side by side in one number, so that one step works on all of them; the first is the lowest byte.
+constexpr std::uint64_t eightOf(std::string_view text, std::size_t at) {
+  const auto byte = [&](std::size_t i) {
+    return std::uint64_t{static_cast<unsigned char>(text[at + i])} << (8 * i);
   };
-  const auto two = [&](std::size_t at) { return digit(at) * 10 + digit(at + 1); };
-  const unsigned y = two(0) * 100 + two(2);
-  const unsigned m = two(5);
-  const unsigned d = two(8);
-  const unsigned hour = two(11);
-  const unsigned minute = two(14);
-  const unsigned second = two(17);
-  const unsigned millisecond = digit(20) * 100 + two(21);
-  const bool punctuated = text[4] == '-' && text[7] == '-' && text[10] == 'T' && text[13] == ':' &&
-                          text[16] == ':' && text[19] == '.' && text[23] == 'Z';
-  if (!punctuated || wrongDigits || hour > 23 || minute > 59 || second > 59) return std::nullopt;
-  const year_month_day day{year{static_cast<int>(y)}, month{m}, std::chrono::day{d}};
-  if (!day.ok()) return std::nullopt;
-  return sys_days{day} + milliseconds{(hour * 3600 + minute * 60 + second) * 1000 + millisecond};
+  return byte(0) | byte(1) | byte(2) | byte(3) | byte(4) | byte(5) | byte(6) | byte(7);
 }
+
+/// Eight characters of a time, beside a pattern such as "0000-00-" where each 0 stands for any digit.
+template <std::size_t at>
+class EightCharacters {
+ public:
+  constexpr explicit EightCharacters(std::string_view text)
+      : values_(eightOf(text, at) ^ eightOf(pattern, at)) {}
+
+  /// Whose highest bits are clear when the characters fit the pattern: a digit has become its value, at most 9, and any
+  /// other character of the pattern 0; what is more overflows into the highest bit of its byte.
+  constexpr std::uint64_t misfits() const { return (values_ + headroom) | values_; }
+
+  constexpr unsigned digit(std::size_t place) const { return valueAt(values_, place); }
+  /// The number of two digits that begins there.
+  constexpr unsigned two(std::size_t place) const { return valueAt(values_ * 10 + (values_ >> 8), place); }
+
+ private:
+  static constexpr std::string_view pattern = "0000-00-00T00:00:00.000Z";
+  static constexpr std::uint64_t headroom = [] {
+    std::uint64_t room = 0;
+    for (std::size_t i = 0; i < 8; ++i)
+      room |= std::uint64_t{pattern[at + i] == '0' ? 0x7FU - 9 : 0x7FU} << (8 * i);
+    return room;
+  }();
+
+  static constexpr unsigned valueAt(std::uint64_t bytes, std::size_t place) {
+    return static_cast<unsigned>(bytes >> (8 * (place - at))) & 0xFF;
+  }
+
+  std::uint64_t values_;
+};
 
 /// Any form that RFC 3339 allows.
 constexpr std::optional<Date> parseAnyTime(std::string_view text) {
@@ -142,9 +155,32 @@ constexpr std::optional<Date> parseAnyTime(std::string_view text) {
 
 }  // namespace detail
 
+/// Reads the form in which Drive writes all its times, "2024-05-06T07:08:09.123Z": a listing has two in every file.
+/// False for any other form, which may still be a time.
+constexpr bool readUsualTime(Date& date, std::string_view text) {
+  using namespace std::chrono;
+  if (text.size() != 24) return false;
+  const detail::EightCharacters<0> first(text);
+  const detail::EightCharacters<8> middle(text);
+  const detail::EightCharacters<16> last(text);
+  constexpr std::uint64_t highestBits = 0x8080'8080'8080'8080;
+  if ((first.misfits() | middle.misfits() | last.misfits()) & highestBits) return false;
+
+  const unsigned hour = middle.two(11);
+  const unsigned minute = middle.two(14);
+  const unsigned second = last.two(17);
+  const unsigned millisecond = last.digit(20) * 100 + last.two(21);
+  const year_month_day day{year{static_cast<int>(first.two(0) * 100 + first.two(2))}, month{first.two(5)},
+                           std::chrono::day{middle.two(8)}};
+  if (hour > 23 || minute > 59 || second > 59 || !day.ok()) return false;
+  date = sys_days{day} + milliseconds{(hour * 3600 + minute * 60 + second) * 1000 + millisecond};
+  return true;
+}
+
 /// The point in time that the text tells, or nothing when it is not one by RFC 3339, section 5.6.
 constexpr std::optional<Date> parseRFC3339(std::string_view text) {
-  if (const auto usual = detail::parseUsualTime(text)) return usual;
+  Date date;
+  if (readUsualTime(date, text)) return date;
   return detail::parseAnyTime(text);
 }
 

@@ -11,10 +11,12 @@
 
 namespace corvane {
 
+struct GTLRDrive_FileView;
+class GTLRDrive_Files;
+
 /// One file or folder of a Drive. (Drive API v3, files.)
 /// A plain value, comparable and codable under its fields' names, identified by `id`.
 struct File {
-  // Here, so that a conversion of many files can make each in its place.
   explicit File(std::string newId, std::string newMimeType, std::string newName,
                 std::optional<std::string> newSize, bool newShared, bool newTrashed, Date newCreatedTime,
                 Date newModifiedTime, std::optional<std::vector<std::string>> newParents,
@@ -30,6 +32,14 @@ struct File {
         parents(std::move(newParents)),
         iconLink(std::move(newIconLink)),
         webViewLink(std::move(newWebViewLink)) {}
+
+  /// A key that only the module's conversion can make.
+  class ConversionKey {
+    friend std::vector<File> convertFiles(const GTLRDrive_Files& objects);
+    ConversionKey() {}
+  };
+  /// For the conversion of a listing: copies each text once, to where it stays.
+  explicit File(ConversionKey, const GTLRDrive_FileView& object);
 
   std::string id;
   std::string mimeType;

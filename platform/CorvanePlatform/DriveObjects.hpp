@@ -2,9 +2,14 @@
 
 #include <Corvane/Date.hpp>
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -47,8 +52,38 @@ struct GTLRDrive_File {
   std::optional<std::string> webViewLink;
 };
 
+/// One file of a list while it is visited. Its texts lie in what the list keeps.
+struct GTLRDrive_FileView {
+  std::optional<std::string_view> identifier;
+  std::optional<std::string_view> mimeType;
+  std::optional<std::string_view> name;
+  std::optional<std::string_view> size;  // bytes: an int64 as it is written in decimal
+  std::optional<bool> shared;
+  std::optional<bool> trashed;
+  std::optional<Date> createdTime;
+  std::optional<Date> modifiedTime;
+  std::optional<std::span<const std::string_view>> parents;
+  std::optional<std::string_view> iconLink;
+  std::optional<std::string_view> webViewLink;
+};
+
+/// The files of a list, in the server's order. There is no object for each: a file is read when it is visited, so that
+/// whoever makes something of it copies its texts once, to where they are to stay.
+///
+/// Lifetime: shared; it keeps what the files are read from. Threads: any, at once; it does not change.
+class GTLRDrive_Files {
+ public:
+  using Visitor = std::function<void(const GTLRDrive_FileView& file)>;
+
+  virtual ~GTLRDrive_Files() = default;
+  virtual std::size_t size() const = 0;
+  /// Calls the visitor with one file after another, each valid during its call. Files may be visited repeatedly.
+  /// Errors: std::bad_alloc, and whatever the visitor throws; no more files are visited then.
+  virtual void forEach(const Visitor& visit) const = 0;
+};
+
 struct GTLRDrive_FileList {
-  std::optional<std::vector<GTLRDrive_File>> files;
+  std::shared_ptr<const GTLRDrive_Files> files;  // null when absent
   std::optional<std::string> nextPageToken;
 };
 

@@ -2,10 +2,12 @@
 
 #include <CorvanePlatform/DriveService.hpp>
 
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "support/DriveFiles.hpp"
 #include "support/Instant.hpp"
 
 // What a well-meaning Drive answers, and what a troubled one does.
@@ -33,7 +35,7 @@ inline GTLRDrive_File fileObject(std::string id) {
 inline GTLRDrive_FileList fileList(std::vector<GTLRDrive_File> files,
                                    std::optional<std::string> nextPageToken = std::nullopt) {
   GTLRDrive_FileList list;
-  list.files = std::move(files);
+  list.files = std::make_shared<FilesInMemory>(std::move(files));
   list.nextPageToken = std::move(nextPageToken);
   return list;
 }

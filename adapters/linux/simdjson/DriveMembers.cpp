@@ -1,6 +1,5 @@
 #include "DriveMembers.hpp"
 
-#include "FileMembers.hpp"
 #include "MemberKinds.hpp"
 #include "MemberTable.hpp"
 
@@ -12,9 +11,9 @@ using simdjson::dom::element;
 using simdjson::dom::object;
 
 // One entry of a member table: the member of Type whose name in JSON is `name`, read by `reader`.
-#define CORVANE_MEMBER(Type, name, member, reader)                                 \
-  Member<Type> {                                                                   \
-    name, [](Type& target, const element& value) { reader(target.member, value); } \
+#define CORVANE_MEMBER(Type, name, member, reader)                          \
+  Member<Type> {                                                            \
+    name, [](Type& target, element value) { reader(target.member, value); } \
   }
 
 constexpr std::array userMembers{
@@ -43,7 +42,7 @@ constexpr std::array errorDetailMembers{
 };
 
 template <class Object, std::size_t count>
-void readObject(std::optional<Object>& target, const element& value,
+void readObject(std::optional<Object>& target, element value,
                 const std::array<Member<Object>, count>& table) {
   object source;
   if (!value.get(source)) readMembers(target.emplace(), source, table);
@@ -54,8 +53,7 @@ constexpr std::size_t maximumErrorEntries = 1'000;
 
 /// The objects of a list; entries of other kinds have nothing to tell and are left out.
 template <class Object, std::size_t count>
-void readObjects(std::vector<Object>& target, const element& value,
-                 const std::array<Member<Object>, count>& table) {
+void readObjects(std::vector<Object>& target, element value, const std::array<Member<Object>, count>& table) {
   array entries;
   if (value.get(entries)) return;
   for (const auto entry : entries) {
@@ -65,19 +63,19 @@ void readObjects(std::vector<Object>& target, const element& value,
   }
 }
 
-void readUser(std::optional<GTLRDrive_About_User>& target, const element& value) {
+void readUser(std::optional<GTLRDrive_About_User>& target, element value) {
   readObject(target, value, userMembers);
 }
 
-void readStorageQuota(std::optional<GTLRDrive_About_StorageQuota>& target, const element& value) {
+void readStorageQuota(std::optional<GTLRDrive_About_StorageQuota>& target, element value) {
   readObject(target, value, storageQuotaMembers);
 }
 
-void readErrorItems(std::vector<DriveErrorObject::Item>& target, const element& value) {
+void readErrorItems(std::vector<DriveErrorObject::Item>& target, element value) {
   readObjects(target, value, errorItemMembers);
 }
 
-void readErrorDetails(std::vector<DriveErrorObject::Detail>& target, const element& value) {
+void readErrorDetails(std::vector<DriveErrorObject::Detail>& target, element value) {
   readObjects(target, value, errorDetailMembers);
 }
 
@@ -98,18 +96,11 @@ constexpr std::array errorMembers{
 
 #undef CORVANE_MEMBER
 
-/// The list of files as it is found, before its length has been judged.
-struct FileListMembers {
-  std::optional<std::string> nextPageToken;
-  std::optional<array> files;
-};
-
 constexpr std::array fileListMembers{
-    Member<FileListMembers>{
-        "nextPageToken",
-        [](FileListMembers& target, const element& value) { readText(target.nextPageToken, value); }},
+    Member<FileListMembers>{"nextPageToken", [](FileListMembers& target,
+                                                element value) { readText(target.nextPageToken, value); }},
     Member<FileListMembers>{"files",
-                            [](FileListMembers& target, const element& value) {
+                            [](FileListMembers& target, element value) {
                               array files;
                               if (!value.get(files)) target.files = files;
                             }},
@@ -121,22 +112,10 @@ void readAbout(GTLRDrive_About& about, const object& source) {
   readMembers(about, source, aboutMembers);
 }
 
-bool readFileList(GTLRDrive_FileList& list, const object& source, std::size_t maximumFiles) {
+FileListMembers readFileList(const object& source) {
   FileListMembers members;
   readMembers(members, source, fileListMembers);
-  list.nextPageToken = std::move(members.nextPageToken);
-  if (!members.files) return true;
-  if (members.files->size() > maximumFiles) return false;
-
-  auto& files = list.files.emplace();
-  files.reserve(members.files->size());
-  for (const auto entry : *members.files) {
-    // An entry that is no object is a file without members: it is counted, and lost when it is converted.
-    auto& file = files.emplace_back();
-    object entryMembers;
-    if (!entry.get(entryMembers)) readFile(file, entryMembers);
-  }
-  return true;
+  return members;
 }
 
 void readError(DriveErrorObject& error, const object& source) {

@@ -8,8 +8,14 @@
 namespace corvane {
 
 void readAbout(GTLRDrive_About& about, const simdjson::dom::object& source);
-/// False when the list has more entries than a page can have.
-bool readFileList(GTLRDrive_FileList& list, const simdjson::dom::object& source, std::size_t maximumFiles);
+
+/// A list of files as it stands in its document.
+struct FileListMembers {
+  std::optional<std::string> nextPageToken;
+  std::optional<simdjson::dom::array> files;
+};
+FileListMembers readFileList(const simdjson::dom::object& source);
+
 void readError(DriveErrorObject& error, const simdjson::dom::object& source);
 
 }  // namespace corvane

@@ -12,7 +12,7 @@ namespace corvane {
 template <class Object>
 struct Member {
   std::string_view name;
-  void (*read)(Object& object, const simdjson::dom::element& value);
+  void (*read)(Object& object, simdjson::dom::element value);
 };
 
 /// Reads the members that a table names, each at most once, in one pass over the source.

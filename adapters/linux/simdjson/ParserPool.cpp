@@ -25,16 +25,21 @@ ParserPool::ParserPool() {
   if (parser->allocate(firstCapacity) == simdjson::SUCCESS) idle_.push_back(std::move(parser));
 }
 
-ParserPool::Document ParserPool::document() {
+ParserPool::Document ParserPool::document(std::shared_ptr<ParserPool> pool) {
+  auto parser = pool->take();
+  return Document(std::move(pool), std::move(parser));
+}
+
+std::unique_ptr<simdjson::dom::parser> ParserPool::take() {
   {
     const std::lock_guard lock(mutex_);
     if (!idle_.empty()) {
       auto parser = std::move(idle_.back());
       idle_.pop_back();
-      return Document(*this, std::move(parser));
+      return parser;
     }
   }
-  return Document(*this, std::make_unique<simdjson::dom::parser>());
+  return std::make_unique<simdjson::dom::parser>();
 }
 
 void ParserPool::giveBack(std::unique_ptr<simdjson::dom::parser> parser) noexcept {

@@ -20,8 +20,8 @@ class ParserPool {
   /// A document and the parser that it lives in, which goes back to the pool with it.
   class Document {
    public:
-    Document(ParserPool& pool, std::unique_ptr<simdjson::dom::parser> parser)
-        : pool_(&pool), parser_(std::move(parser)) {}
+    Document(std::shared_ptr<ParserPool> pool, std::unique_ptr<simdjson::dom::parser> parser)
+        : pool_(std::move(pool)), parser_(std::move(parser)) {}
     Document(Document&&) noexcept = default;
     Document& operator=(Document&&) = delete;
     ~Document() {
@@ -32,13 +32,14 @@ class ParserPool {
     std::optional<simdjson::dom::object> parse(const Data& body);
 
    private:
-    ParserPool* pool_;
+    std::shared_ptr<ParserPool> pool_;
     std::unique_ptr<simdjson::dom::parser> parser_;
   };
 
   ParserPool();
 
-  Document document();
+  /// A document with a parser of the pool, which it keeps alive.
+  static Document document(std::shared_ptr<ParserPool> pool);
 
  private:
   static constexpr std::size_t maximumIdle = 4;
@@ -46,6 +47,7 @@ class ParserPool {
   static constexpr std::size_t maximumKeptCapacity = std::size_t{2}
                                                      << 20;  // bytes of document; it takes ten times that
 
+  std::unique_ptr<simdjson::dom::parser> take();
   void giveBack(std::unique_ptr<simdjson::dom::parser> parser) noexcept;
 
   std::mutex mutex_;

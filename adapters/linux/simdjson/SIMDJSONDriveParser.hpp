@@ -28,7 +28,7 @@ class SIMDJSONDriveParser final : public DriveParser {
   std::optional<DriveErrorObject> error(const Data& body) const override;
 
  private:
-  std::unique_ptr<ParserPool> parsers_;
+  std::shared_ptr<ParserPool> parsers_;
 };
 
 }  // namespace corvane

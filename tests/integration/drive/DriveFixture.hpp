@@ -17,6 +17,9 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
+
+#include "support/DriveFiles.hpp"
 
 namespace corvane::test {
 
@@ -170,8 +173,8 @@ class DriveFixture : public testing::Test {
   std::string anyFileID() {
     const auto outcome = run(listQuery({}, 10));
     const auto* list = std::get_if<GTLRDrive_FileList>(&outcome.object);
-    return list && list->files && !list->files->empty() ? list->files->front().identifier.value_or("")
-                                                        : std::string();
+    const auto files = list ? filesOf(*list) : std::vector<GTLRDrive_File>();
+    return files.empty() ? std::string() : files.front().identifier.value_or("");
   }
 
   emulator::Emulator google{{.accounts = {{.email = ada, .files = 1203}}}};

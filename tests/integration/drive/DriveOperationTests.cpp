@@ -31,7 +31,7 @@ TEST_F(DriveOperation, AWholeListingBringsEachFileOnce) {
         << (outcome.error ? outcome.error->localizedDescription() : "no list");
     const auto& list = std::get<GTLRDrive_FileList>(outcome.object);
     ASSERT_TRUE(list.files);
-    for (const auto& file : *list.files) {
+    for (const auto& file : filesOf(list)) {
       ++count;
       EXPECT_TRUE(file.identifier && file.name && file.mimeType && file.modifiedTime);
       identifiers.insert(file.identifier.value_or(""));

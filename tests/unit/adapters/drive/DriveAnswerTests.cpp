@@ -27,7 +27,7 @@ TEST_F(DriveAnswer, AboutBringsAnAboutObject) {
 TEST_F(DriveAnswer, AListingBringsAFileList) {
   const auto delivery = answered(listQuery(), 200, R"({"files":[{"id":"1"}],"nextPageToken":"t"})");
   ASSERT_TRUE(std::holds_alternative<GTLRDrive_FileList>(delivery->object));
-  EXPECT_EQ(std::get<GTLRDrive_FileList>(delivery->object).files->at(0).identifier, "1");
+  EXPECT_EQ(filesOf(std::get<GTLRDrive_FileList>(delivery->object)).at(0).identifier, "1");
   EXPECT_EQ(std::get<GTLRDrive_FileList>(delivery->object).nextPageToken, "t");
   EXPECT_FALSE(delivery->error);
 }

@@ -7,6 +7,7 @@
 #include <drive/RESTDriveService.hpp>
 #include <simdjson/SIMDJSONDriveParser.hpp>
 
+#include "support/DriveFiles.hpp"
 #include "support/ManualQueue.hpp"
 
 #include <gmock/gmock.h>

@@ -19,6 +19,16 @@ TEST(RFC3339, DrivesMillisecondTimesAreExact) {
   EXPECT_EQ(parseRFC3339("2024-01-31T12:34:56.789Z"), day(2024, 1, 31) + 12h + 34min + 56s + 789ms);
 }
 
+TEST(RFC3339, AnyOtherCharacterInDrivesFormIsReadAsInAnyForm) {
+  const std::string usual = "2024-02-29T23:59:59.999Z";
+  for (std::size_t at = 0; at < usual.size(); ++at)
+    for (int character = 0; character < 256; ++character) {
+      std::string text = usual;
+      text[at] = static_cast<char>(character);
+      EXPECT_EQ(parseRFC3339(text), detail::parseAnyTime(text)) << at << " " << character;
+    }
+}
+
 TEST(RFC3339, TimesInDrivesFormAreHeldToTheCalendarAndTheClock) {
   EXPECT_EQ(parseRFC3339("2024-02-29T23:59:59.999Z"), day(2024, 3, 1) - 1ms);
   EXPECT_EQ(parseRFC3339("0000-01-01T00:00:00.000Z"), day(0, 1, 1));

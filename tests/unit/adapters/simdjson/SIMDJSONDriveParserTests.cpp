@@ -7,13 +7,20 @@
 
 #include <cstdint>
 #include <limits>
+#include <new>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
+
+#include "support/DriveFiles.hpp"
 
 namespace corvane {
 namespace {
+
+using test::filesOf;
 
 using testing::ElementsAre;
 using testing::Optional;
@@ -44,7 +51,14 @@ GTLRDrive_FileList listOf(std::string_view json) {
 GTLRDrive_File fileOf(std::string_view json) {
   const auto list = listOf(R"({"files":[)" + std::string(json) + "]}");
   EXPECT_TRUE(list.files && list.files->size() == 1) << json;
-  return list.files && list.files->size() == 1 ? list.files->front() : GTLRDrive_File{};
+  const auto files = filesOf(list);
+  return files.size() == 1 ? files.front() : GTLRDrive_File{};
+}
+
+std::vector<std::optional<std::string>> identifiersOf(const GTLRDrive_FileList& list) {
+  std::vector<std::optional<std::string>> identifiers;
+  for (const auto& file : filesOf(list)) identifiers.push_back(file.identifier);
+  return identifiers;
 }
 
 TEST(SIMDJSONDriveParser, ReadsEveryMemberOfAFile) {
@@ -69,16 +83,15 @@ TEST(SIMDJSONDriveParser, ReadsAFilesListInOrderWithItsToken) {
   const auto list = listOf(R"({"nextPageToken":"~!!~AI9","files":[{"id":"1"},{"id":"2"},{"id":"3"}]})");
   EXPECT_EQ(list.nextPageToken, "~!!~AI9");
   ASSERT_TRUE(list.files);
-  ASSERT_EQ(list.files->size(), 3u);
-  EXPECT_EQ(list.files->at(0).identifier, "1");
-  EXPECT_EQ(list.files->at(1).identifier, "2");
-  EXPECT_EQ(list.files->at(2).identifier, "3");
+  EXPECT_EQ(list.files->size(), 3u);
+  EXPECT_THAT(identifiersOf(list), ElementsAre("1", "2", "3"));
 }
 
 TEST(SIMDJSONDriveParser, AnEmptyPageMayHaveAToken) {
   const auto list = listOf(R"({"files":[],"nextPageToken":""})");
   ASSERT_TRUE(list.files);
-  EXPECT_TRUE(list.files->empty());
+  EXPECT_EQ(list.files->size(), 0u);
+  EXPECT_TRUE(filesOf(list).empty());
   EXPECT_EQ(list.nextPageToken, "");
 }
 
@@ -95,9 +108,9 @@ TEST(SIMDJSONDriveParser, AListWithoutFilesHasNoFiles) {
 TEST(SIMDJSONDriveParser, AnEntryThatIsNoObjectIsAFileWithoutMembers) {
   const auto list = listOf(R"({"files":[{"id":"1"},null,7,"x",[],true,{"id":"2"}]})");
   ASSERT_TRUE(list.files);
-  ASSERT_EQ(list.files->size(), 7u);
-  for (std::size_t i = 1; i < 6; ++i) EXPECT_FALSE(list.files->at(i).identifier);
-  EXPECT_EQ(list.files->back().identifier, "2");
+  EXPECT_EQ(list.files->size(), 7u);
+  const auto no = std::nullopt;
+  EXPECT_THAT(identifiersOf(list), ElementsAre("1", no, no, no, no, no, "2"));
 }
 
 TEST(SIMDJSONDriveParser, UnknownMembersAreIgnoredWhateverTheyHold) {
@@ -126,7 +139,9 @@ struct SizeCase {
   std::optional<std::int64_t> size;
 };
 
-void PrintTo(const SizeCase& row, std::ostream* out) { *out << row.json; }
+void PrintTo(const SizeCase& row, std::ostream* out) {
+  *out << row.json;
+}
 
 class SizeMember : public testing::TestWithParam<SizeCase> {};
 
@@ -249,7 +264,9 @@ struct BadDocument {
   std::string text;
 };
 
-void PrintTo(const BadDocument& document, std::ostream* out) { *out << document.name; }
+void PrintTo(const BadDocument& document, std::ostream* out) {
+  *out << document.name;
+}
 
 class RefusedDocument : public testing::TestWithParam<BadDocument> {};
 
@@ -299,7 +316,7 @@ TEST(SIMDJSONDriveParser, ABodyWithoutRoomBehindItIsReadAllTheSame) {
   ASSERT_LT(tight.capacity() - tight.size(), HTTPResponse::padding);
   const auto list = SIMDJSONDriveParser().fileList(tight);
   ASSERT_TRUE(list && list->files);
-  EXPECT_EQ(list->files->front().identifier, "1");
+  EXPECT_THAT(identifiersOf(*list), ElementsAre("1"));
 }
 
 TEST(SIMDJSONDriveParser, ResultsOutliveTheNextDocumentAndTheParser) {
@@ -312,7 +329,85 @@ TEST(SIMDJSONDriveParser, ResultsOutliveTheNextDocumentAndTheParser) {
     EXPECT_FALSE(parser.fileList(body("broken")));
     EXPECT_TRUE(parser.fileList(body("{}")));
   }
-  EXPECT_EQ(first->files->front().identifier, "a long identifier, too long for any small buffer");
+  EXPECT_THAT(identifiersOf(*first), ElementsAre("a long identifier, too long for any small buffer"));
+}
+
+TEST(SIMDJSONDriveParser, ASizeIsWrittenAsAPlainNumberHoweverItCame) {
+  for (const auto& [json, size] :
+       std::vector<std::pair<std::string, std::string>>{{R"("123")", "123"},
+                                                        {"123", "123"},
+                                                        {R"("0")", "0"},
+                                                        {R"("-0")", "0"},
+                                                        {R"("007")", "7"},
+                                                        {R"("-5")", "-5"},
+                                                        {R"("999999999999999999")", "999999999999999999"},
+                                                        {R"("1000000000000000000")", "1000000000000000000"},
+                                                        {"-9223372036854775808", "-9223372036854775808"}}) {
+    std::string seen;
+    listOf(R"({"files":[{"size":)" + json + "}]}").files->forEach([&seen](const GTLRDrive_FileView& file) {
+      seen = file.size.value_or("absent");
+    });
+    EXPECT_EQ(seen, size) << json;
+  }
+}
+
+TEST(SIMDJSONDriveParser, NoMemberOfAFileIsTakenForTheNextOnes) {
+  const auto list =
+      listOf(R"({"files":[{"id":"1","name":"n","mimeType":"m","size":"1","shared":true,"trashed":true,
+    "createdTime":"2024-01-31T12:34:56.789Z","modifiedTime":"2024-01-31T12:34:56.789Z","parents":["p"],"iconLink":"i",
+    "webViewLink":"w"},{},7,{"parents":["q",7]}]})");
+  const auto files = filesOf(list);
+  ASSERT_EQ(files.size(), 4u);
+  EXPECT_EQ(files[0].identifier, "1");
+  for (std::size_t i = 1; i < 4; ++i) {
+    const auto& file = files[i];
+    EXPECT_FALSE(file.identifier || file.name || file.mimeType || file.size || file.shared || file.trashed ||
+                 file.createdTime || file.modifiedTime || file.parents || file.iconLink || file.webViewLink)
+        << i;
+  }
+}
+
+TEST(SIMDJSONDriveParser, AListMayBeReadTwiceAndByManyAtOnce) {
+  const auto list = listOf(R"({"files":[{"id":"1","parents":["a"]},{"id":"2","parents":["b"]}]})");
+  EXPECT_THAT(identifiersOf(list), ElementsAre("1", "2"));
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&list] {
+      for (int i = 0; i < 100; ++i) ASSERT_THAT(identifiersOf(list), ElementsAre("1", "2"));
+    });
+  for (auto& thread : threads) thread.join();
+}
+
+TEST(SIMDJSONDriveParser, AVisitorThatThrowsEndsTheWalkAndTheListStaysWhole) {
+  const SIMDJSONDriveParser parser;
+  int visited = 0;
+  {
+    const auto list = parser.fileList(body(R"({"files":[{"id":"1"},{"id":"2"}]})"));
+    ASSERT_TRUE(list && list->files);
+    EXPECT_THROW(list->files->forEach([&visited](const GTLRDrive_FileView&) {
+      ++visited;
+      throw std::bad_alloc();
+    }),
+                 std::bad_alloc);
+    EXPECT_EQ(visited, 1);
+    EXPECT_THAT(identifiersOf(*list), ElementsAre("1", "2"));
+  }
+  EXPECT_TRUE(parser.fileList(body(R"({"files":[]})")));  // the parser of the dropped list serves again
+}
+
+TEST(SIMDJSONDriveParser, ListsThatAreKeptDoNotDisturbEachOther) {
+  const SIMDJSONDriveParser parser;
+  std::vector<GTLRDrive_FileList> lists;
+  for (int i = 0; i < 10; ++i)
+    lists.push_back(*parser.fileList(body(R"({"files":[{"id":")" + std::to_string(i) + R"("}]})")));
+  for (int i = 9; i >= 0; --i) {
+    EXPECT_THAT(identifiersOf(lists.back()), ElementsAre(std::to_string(i)));
+    lists.pop_back();
+  }
+}
+
+TEST(SIMDJSONDriveParser, ABrokenDocumentIsRefusedBeforeAnyFileIsVisited) {
+  EXPECT_FALSE(SIMDJSONDriveParser().fileList(body(R"({"files":[{"id":"1"},{"id":"2"},{"id":]})")));
 }
 
 TEST(SIMDJSONDriveParser, OneParserServesManyThreads) {
@@ -324,7 +419,7 @@ TEST(SIMDJSONDriveParser, OneParserServesManyThreads) {
       for (int i = 0; i < 200; ++i) {
         const auto list = parser.fileList(body(R"({"files":[{"id":")" + id + R"("}]})"));
         ASSERT_TRUE(list && list->files);
-        ASSERT_EQ(list->files->front().identifier, id);
+        ASSERT_THAT(identifiersOf(*list), ElementsAre(id));
       }
     });
   }

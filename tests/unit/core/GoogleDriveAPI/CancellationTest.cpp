@@ -33,9 +33,7 @@ TEST_F(CancellationTest, BeforeTheQueueGetsToItNothingIsBuiltOrLogged) {
 TEST_F(CancellationTest, BetweenTheAnswerAndItsHandlingIsSilentAlthoughTheAnswerIsStillLogged) {
   Recorder page(api->getFilesPage(std::nullopt));
   run();
-  GTLRDrive_FileList list;
-  list.files.emplace();
-  service().answer(0, list);
+  service().answer(0, fileList({}));
   page.cancel();
   run();
   EXPECT_TRUE(page.events().empty());

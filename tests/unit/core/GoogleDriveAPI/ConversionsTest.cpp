@@ -4,12 +4,26 @@
 
 #include <functional>
 #include <limits>
+#include <optional>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "support/DriveSamples.hpp"
 
 using namespace corvane;
 using namespace corvane::test;
+
+namespace {
+
+/// What becomes of a list of this one file.
+std::optional<File> converted(GTLRDrive_File object) {
+  auto files = convertFiles(FilesInMemory({std::move(object)}));
+  if (files.empty()) return std::nullopt;
+  return std::move(files.front());
+}
+
+}  // namespace
 
 TEST(FileConversion, TakesEveryMember) {
   auto object = fileObject("id");
@@ -19,13 +33,13 @@ TEST(FileConversion, TakesEveryMember) {
   object.parents = {"p1", "p2"};
   object.iconLink = "icon";
   object.webViewLink = "view";
-  EXPECT_EQ(convertFile(object),
+  EXPECT_EQ(converted(object),
             File("id", "text/plain", "notes.txt", "9223372036854775807", true, true, instant(1), instant(2),
                  std::vector<std::string>{"p1", "p2"}, "icon", "view"));
 }
 
 TEST(FileConversion, ReadsAbsentFlagsAsFalseAndKeepsOtherAbsentMembersAbsent) {
-  EXPECT_EQ(convertFile(fileObject("id")),
+  EXPECT_EQ(converted(fileObject("id")),
             File("id", "text/plain", "notes.txt", std::nullopt, false, false, instant(1), instant(2),
                  std::nullopt, std::nullopt, std::nullopt));
 }
@@ -39,14 +53,33 @@ TEST(FileConversion, DropsAFileThatLacksAnyRequiredMember) {
   for (std::size_t i = 0; i < omissions.size(); ++i) {
     auto object = fileObject("id");
     omissions[i](object);
-    EXPECT_EQ(convertFile(object), std::nullopt) << "omission " << i + 1;
+    EXPECT_EQ(converted(object), std::nullopt) << "omission " << i + 1;
   }
 }
 
-TEST(FileConversion, WritesSizesAsDecimalText) {
+TEST(FileConversion, TakesSizesAsDecimalText) {
   auto object = fileObject("id");
   object.size = 0;
-  EXPECT_EQ(convertFile(object)->size, "0");
+  EXPECT_EQ(converted(object)->size, "0");
   object.size = 1'000'000;
-  EXPECT_EQ(convertFile(object)->size, "1000000");
+  EXPECT_EQ(converted(object)->size, "1000000");
 }
+
+TEST(FileConversion, KeepsTheOrderAndMayBeRepeated) {
+  auto incomplete = fileObject("b");
+  incomplete.name.reset();
+  const FilesInMemory objects({fileObject("a"), incomplete, fileObject("c")});
+  const auto files = convertFiles(objects);
+  ASSERT_EQ(files.size(), 2u);
+  EXPECT_EQ(files[0].id, "a");
+  EXPECT_EQ(files[1].id, "c");
+  EXPECT_EQ(convertFiles(objects), files);
+}
+
+TEST(FileConversion, RecordsOutliveTheirList) {
+  const std::string id = "an identifier, too long for any small buffer";
+  const auto file = converted(fileObject(id));
+  EXPECT_EQ(file->id, id);
+}
+
+static_assert(!std::is_default_constructible_v<File::ConversionKey>);  // nobody else makes a record that way
