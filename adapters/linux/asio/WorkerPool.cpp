@@ -20,7 +20,6 @@
 #include "SignalsBlocked.hpp"
 #include "asio/ThreadState.hpp"
 
-#include <boost/asio/defer.hpp>
 #include <boost/asio/post.hpp>
 
 #include <pthread.h>
@@ -30,6 +29,7 @@
 #include <exception>
 #include <new>
 #include <system_error>
+#include <utility>
 
 namespace corvane {
 namespace {
@@ -47,6 +47,8 @@ int coreWorkers() {
 }
 
 thread_local const WorkerPool* poolOfThisThread = nullptr;
+thread_local bool blockRunsHere = false;
+thread_local Block blockAtEnd;  // what the block that runs here posts as its last act
 
 }  // namespace
 
@@ -63,26 +65,33 @@ void WorkerPool::post(Block block) {
   enqueue(std::move(block));
 }
 
-// A post wakes a sleeping worker, in vain when the poster's own block ends first. A deferred block lies on the poster's
-// own list, of which nobody is told, until its present one has ended.
+// A post wakes a sleeping worker, in vain when the poster's own block ends first; what a block posts at its end is
+// therefore run by the same worker, and at once: behind others that wait, what it holds would pile up, a parsed page for
+// each answer that has arrived.
 void WorkerPool::enqueue(Block block) {
-  Work work{this, std::move(block)};
-  if (EndOfBlock::take())
-    boost::asio::defer(workContext_, std::move(work));
-  else
-    boost::asio::post(workContext_, std::move(work));
+  if (EndOfBlock::take() && blockRunsHere && poolOfThisThread == this && !blockAtEnd) {
+    blockAtEnd = std::move(block);
+    waiting_.fetch_add(1);
+    return;
+  }
+  boost::asio::post(workContext_, Work{this, std::move(block)});
   waiting_.fetch_add(1);  // not before: a post that fails must not count for ever
   watchIfStarved();
 }
 
 void WorkerPool::run(Block block) noexcept {
-  waiting_.fetch_sub(1);
-  busy_.fetch_add(1);
-  watchIfStarved();
-  block();
-  block = Block();  // what it held is dropped while this worker still counts as busy
-  busy_.fetch_sub(1);
-  finished_.fetch_add(1);
+  while (block) {
+    waiting_.fetch_sub(1);
+    busy_.fetch_add(1);
+    watchIfStarved();
+    blockRunsHere = true;
+    block();
+    block = Block();  // what it held is dropped while this worker still counts as busy
+    blockRunsHere = false;
+    busy_.fetch_sub(1);
+    finished_.fetch_add(1);
+    block = std::exchange(blockAtEnd, Block());
+  }
 }
 
 // Timers
