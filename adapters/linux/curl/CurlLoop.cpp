@@ -19,6 +19,12 @@ constexpr std::size_t mostRested = 4;
 constexpr std::chrono::milliseconds untilWoken = std::chrono::hours(1);
 constexpr std::chrono::milliseconds untilPoolTakesIt{20};
 
+/// How long a client that is idle may keep its connections.
+std::chrono::seconds mayIdle(const HTTPLimits& limits) {
+  constexpr std::chrono::seconds longest = std::chrono::years(100);  // more would not fit the clock
+  return std::min(limits.idleConnection, longest);
+}
+
 }  // namespace
 
 CurlLoop::CurlLoop(TransferSettings settings, std::string extraCAFile, std::shared_ptr<Queue> pool,
@@ -209,8 +215,7 @@ std::chrono::milliseconds CurlLoop::closeIdle() noexcept {
   const auto now = std::chrono::steady_clock::now();
   auto sleep = untilWoken;
   const auto isOver = [&](std::chrono::steady_clock::time_point since) {
-    const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(since + settings_.limits.idleConnection - now);
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(since + mayIdle(settings_.limits) - now);
     if (left.count() > 0) sleep = std::min(sleep, left);
     return left.count() <= 0;
   };

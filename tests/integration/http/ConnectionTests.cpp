@@ -253,6 +253,15 @@ TEST(Connection, IsClosedOnceItsClientHasBeenIdleForTooLong) {
   EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
 }
 
+TEST(Connection, OfAClientThatMayIdleForeverIsKept) {
+  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
+  HTTPLimits limits;
+  limits.idleConnection = std::chrono::seconds::max();
+  HTTPFixture http(limits);
+  for (int i = 0; i < 2; ++i) EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
+  EXPECT_EQ(server.connections(), 1);
+}
+
 TEST(Connection, IsNotInheritedByProgramsThatTheHostStarts) {
   const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
   HTTPFixture http;
