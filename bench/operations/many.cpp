@@ -1,6 +1,7 @@
 // Usage: bench-many URL CA-FILE EMAIL OBJECTS at-once|one-by-one SECONDS
 // API objects that each list all pages: all of them at the same time, or each on its own. Connections are closed
-// after SECONDS without a request; what objects hold is told before and after that.
+// after SECONDS without a request, most of them earlier where many objects are idle; what objects hold is told right
+// after their last page, after the earlier moment, and after both.
 #include "Operations.hpp"
 #include "SignedIn.hpp"
 
@@ -94,7 +95,7 @@ void oneByOne(bench::SignedIn& host, const std::string& email, std::size_t objec
 }
 
 void atOnce(bench::SignedIn& host, const std::string& email, std::size_t objects,
-            std::chrono::seconds idleConnection) {
+            const corvane::HTTPLimits& limits) {
   std::vector<std::shared_ptr<corvane::GoogleDriveAPIType>> apis(objects);
   double heap = bench::heapInUse();
   for (auto& api : apis) api = host.makeAPI(email);
@@ -120,18 +121,25 @@ void atOnce(bench::SignedIn& host, const std::string& email, std::size_t objects
     end = bench::Usage::now();
     for (const auto& listing : listings) files += listing->files();
   }
-  const double idle = bench::heapInUse() - heap;
-  std::this_thread::sleep_for(idleConnection + std::chrono::seconds(1));
-  const double closed = bench::heapInUse() - heap;
+  const auto heapAfterAnother = [heap](std::chrono::seconds time) {
+    std::this_thread::sleep_for(time);
+    return bench::heapInUse() - heap;
+  };
+  const double last = heapAfterAnother(std::chrono::seconds(0));
+  const auto second = std::chrono::seconds(1);
+  const auto early = std::min(limits.idleConnectionBeyond, limits.idleConnection);
+  const double idle = heapAfterAnother(early + second);
+  const double closed = heapAfterAnother(limits.idleConnection - early + second);
   std::sort(times.begin(), times.end());
   std::printf(
-      R"({"files": %zu, "cpu": %.3f, "wall": %.3f, "peak": %ld, "threads": %d, "unused": %.0f, "idle": %.0f, )"
-      R"("closed": %.0f, )"
+      R"({"files": %zu, "cpu": %.3f, "wall": %.3f, "peak": %ld, "threads": %d, "unused": %.0f, "last": %.0f, )"
+      R"("idle": %.0f, "closed": %.0f, )"
       R"("median": %.3f, "slowest": %.3f})"
       "\n",
       files, end.cpu - begin.cpu, end.wall - begin.wall, bench::peakKiB(), mostThreads,
-      unused / static_cast<double>(objects), idle / static_cast<double>(objects),
-      closed / static_cast<double>(objects), times[times.size() / 2], times.back());
+      unused / static_cast<double>(objects), last / static_cast<double>(objects),
+      idle / static_cast<double>(objects), closed / static_cast<double>(objects), times[times.size() / 2],
+      times.back());
 }
 
 }  // namespace
@@ -150,7 +158,7 @@ int main(int count, char** arguments) {
     const std::size_t objects = std::stoul(arguments[4]);
     listAlone(host, email);  // threads, authorities and the keychain are there from now on
     if (std::string_view(arguments[5]) == "at-once")
-      atOnce(host, email, objects, limits.idleConnection);
+      atOnce(host, email, objects, limits);
     else
       oneByOne(host, email, objects);
   } catch (const std::exception& error) {

@@ -87,6 +87,11 @@ TEST_F(LinuxPlatformTest, LimitThatLimitsNothingIsRefusedByTheNameOfItsOption) {
   error = failureOf([&] { makeLinuxPlatform(options); });
   ASSERT_TRUE(error);
   EXPECT_THAT(error->what(), HasSubstr("limits.stall"));
+  options = local();
+  options.limits.idleConnectionBeyond = {};
+  error = failureOf([&] { makeLinuxPlatform(options); });
+  ASSERT_TRUE(error);
+  EXPECT_THAT(error->what(), HasSubstr("limits.idleConnectionBeyond"));
 }
 
 TEST_F(LinuxPlatformTest, FolderForAKeychainThatIsNoFileIsRefused) {
@@ -119,6 +124,8 @@ TEST_F(LinuxPlatformTest, DefaultsAreGoogleAndPatienceForABadNetwork) {
   EXPECT_EQ(options.limits.stall, 60s);
   EXPECT_EQ(options.limits.stallBytesPerSecond, 64);
   EXPECT_EQ(options.limits.idleConnection, 60s);
+  EXPECT_EQ(options.limits.idleClients, 64u);
+  EXPECT_EQ(options.limits.idleConnectionBeyond, 5s);
   EXPECT_EQ(options.limits.body, std::size_t{16} << 20);
   EXPECT_EQ(options.limits.headers, std::size_t{300} << 10);
 }

@@ -19,10 +19,13 @@ constexpr std::size_t mostRested = 4;
 constexpr std::chrono::milliseconds untilWoken = std::chrono::hours(1);
 constexpr std::chrono::milliseconds untilPoolTakesIt{20};
 
-/// How long a client that is idle may keep its connections.
-std::chrono::seconds mayIdle(const HTTPLimits& limits) {
+/// How long the client that has been idle the longest, of that many, may keep its connections.
+std::chrono::seconds mayIdle(const HTTPLimits& limits, std::size_t clients) {
   constexpr std::chrono::seconds longest = std::chrono::years(100);  // more would not fit the clock
-  return std::min(limits.idleConnection, longest);
+  const auto limit = clients > limits.idleClients
+                         ? std::min(limits.idleConnection, limits.idleConnectionBeyond)
+                         : limits.idleConnection;
+  return std::min(limit, longest);
 }
 
 }  // namespace
@@ -210,19 +213,32 @@ void CurlLoop::handOver() noexcept {
 }
 
 /// Closes the connections of clients that have long sent nothing: libcurl would not use them again, but close them only
-/// with the next request. Handles that have rested as long go too. Gives the time until there may be more of them.
+/// with the next request. Handles that have rested for long go too. Gives the time until there may be more of them.
 std::chrono::milliseconds CurlLoop::closeIdle() noexcept {
   const auto now = std::chrono::steady_clock::now();
   auto sleep = untilWoken;
-  const auto isOver = [&](std::chrono::steady_clock::time_point since) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(since + mayIdle(settings_.limits) - now);
+  const auto isOver = [&](std::chrono::steady_clock::time_point since, std::chrono::seconds limit) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(since + limit - now);
     if (left.count() > 0) sleep = std::min(sleep, left);
     return left.count() <= 0;
   };
-  for (auto& [client, pool] : pools_)
-    if (pool.share && pool.running == 0 && isOver(pool.idleSince)) pool.share.reset();
-  if (!rested_.empty() && isOver(restedSince_)) rested_.clear();
+  for (;;) {
+    const auto [pool, count] = longestIdle();
+    if (!pool || !isOver(pool->idleSince, mayIdle(settings_.limits, count))) break;
+    pool->share.reset();
+  }
+  if (!rested_.empty() && isOver(restedSince_, mayIdle(settings_.limits, 0))) rested_.clear();
   return sleep;
+}
+
+CurlLoop::Idle CurlLoop::longestIdle() noexcept {
+  Idle idle;
+  for (auto& [client, pool] : pools_) {
+    if (!pool.share || pool.running > 0) continue;
+    ++idle.count;
+    if (!idle.longest || pool.idleSince < idle.longest->idleSince) idle.longest = &pool;
+  }
+  return idle;
 }
 
 }  // namespace corvane

@@ -8,6 +8,7 @@
 #include <CorvanePlatform/Queue.hpp>
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -42,6 +43,11 @@ class CurlLoop {
     std::chrono::steady_clock::time_point idleSince;  // while nothing is running
     ExchangeQueue waiting;
   };
+  /// Clients that have connections and no request under way.
+  struct Idle {
+    Pool* longest = nullptr;
+    std::size_t count = 0;
+  };
   using Transfers = std::unordered_map<CURL*, std::unique_ptr<CurlTransfer>>;
 
   void admit(ExchangeQueue requests) noexcept;
@@ -52,6 +58,7 @@ class CurlLoop {
   void handOver() noexcept;
   std::chrono::milliseconds closeIdle() noexcept;
   void waitFor(std::chrono::milliseconds sleep) noexcept;
+  Idle longestIdle() noexcept;
 
   Transfers::node_type end(Transfers::iterator transfer) noexcept;
   Transfers::iterator drop(Transfers::iterator transfer) noexcept;

@@ -262,6 +262,43 @@ TEST(Connection, OfAClientThatMayIdleForeverIsKept) {
   EXPECT_EQ(server.connections(), 1);
 }
 
+/// Clients that have each made a request, one after the other, and are idle.
+std::vector<std::shared_ptr<HTTPClient>> idleClients(HTTPFixture& http, int count, const std::string& url) {
+  std::vector<std::shared_ptr<HTTPClient>> clients;
+  for (int i = 0; i < count; ++i) {
+    clients.push_back(http.network.makeClient());
+    EXPECT_THAT(HTTPFixture::perform(*clients.back(), makeRequest("GET", url)), IsAnswer(200, "ok"));
+  }
+  return clients;
+}
+
+TEST(Connection, OfTheClientThatIsIdleTheLongestIsClosedEarlierWhereManyAre) {
+  Departure departure;
+  const ScriptedServer server(departure.script());
+  HTTPLimits limits;
+  limits.idleClients = 2;
+  limits.idleConnectionBeyond = 0s;
+  HTTPFixture http(limits);
+  const auto clients = idleClients(http, 4, server.url());
+  EXPECT_TRUE(departure.waitFor(2));
+  for (const auto client : {2, 3})
+    EXPECT_THAT(HTTPFixture::perform(*clients.at(client), makeRequest("GET", server.url())),
+                IsAnswer(200, "ok"));
+  EXPECT_EQ(server.connections(), 4);
+}
+
+TEST(Connection, OfAClientThatWasJustUsedIsKeptAlsoWhereManyAreIdle) {
+  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
+  HTTPLimits limits;
+  limits.idleClients = 0;
+  limits.idleConnectionBeyond = 1h;
+  HTTPFixture http(limits);
+  const auto clients = idleClients(http, 3, server.url());
+  for (const auto& client : clients)
+    EXPECT_THAT(HTTPFixture::perform(*client, makeRequest("GET", server.url())), IsAnswer(200, "ok"));
+  EXPECT_EQ(server.connections(), 3);
+}
+
 TEST(Connection, IsNotInheritedByProgramsThatTheHostStarts) {
   const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
   HTTPFixture http;
