@@ -55,6 +55,19 @@ std::string decoded(std::string_view base64) {
 }  // namespace
 
 ChromeDriver::ChromeDriver(const std::filesystem::path& home) {
+  constexpr int attempts = 5;
+  std::string told;
+  for (int i = 0; i < attempts && baseURL_.empty(); ++i) {
+    start(home);
+    told = listen();
+    if (baseURL_.empty()) stop();
+    // With port 0 it takes a free port of IPv6, and ends when somebody has the same one of IPv4.
+    if (told.find("port not available") == std::string::npos) break;
+  }
+  if (baseURL_.empty()) throw std::runtime_error("chromedriver did not start: " + told);
+}
+
+void ChromeDriver::start(const std::filesystem::path& home) {
   std::array<int, 2> pipe{};
   if (::pipe2(pipe.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
   output_ = pipe[0];
@@ -79,7 +92,10 @@ ChromeDriver::ChromeDriver(const std::filesystem::path& home) {
   posix_spawn_file_actions_destroy(&files);
   ::close(pipe[1]);
   if (failed != 0) throw std::runtime_error("chromedriver cannot be started; the package is chromium-driver");
+}
 
+// Until it has told its port, or has ended.
+std::string ChromeDriver::listen() {
   const std::string announcement = "successfully on port ";
   std::string told;
   for (char letter = 0; ::read(output_, &letter, 1) == 1;) {
@@ -87,12 +103,17 @@ ChromeDriver::ChromeDriver(const std::filesystem::path& home) {
     if (letter == '\n' && told.find(announcement) != std::string::npos) break;
   }
   const auto port = told.find(announcement);
-  if (port == std::string::npos) throw std::runtime_error("chromedriver did not start: " + told);
+  if (port == std::string::npos) return told;
   const auto digits = port + announcement.size();
   baseURL_ = "http://127.0.0.1:" + told.substr(digits, told.find_first_not_of("0123456789", digits) - digits);
+  return told;
 }
 
 ChromeDriver::~ChromeDriver() {
+  stop();
+}
+
+void ChromeDriver::stop() const {
   ::kill(-process_, SIGKILL);  // the sessions are closed by now, or will never be
   ::waitpid(process_, nullptr, 0);
   ::close(output_);

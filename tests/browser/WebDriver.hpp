@@ -22,6 +22,10 @@ class ChromeDriver {
                       const nlohmann::json& parameters = nlohmann::json::object()) const;
 
  private:
+  void start(const std::filesystem::path& home);
+  std::string listen();
+  void stop() const;
+
   pid_t process_ = 0;
   int output_ = -1;
   std::string baseURL_;
