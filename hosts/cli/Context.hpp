@@ -21,7 +21,7 @@ struct Context {
   const GlobalOptions& options;
   CorvaneFactoryType& factory;
   const Platform& platform;
-  const ObservedKeychain& keychain;
+  ObservedKeychain& keychain;
   TerminalPresenter& presenter;
   Interrupt& interrupt;
   Output& out;

@@ -26,6 +26,8 @@ class ObservedKeychain final : public Keychain {
 
   /// errSecSuccess if it never failed. A missing item is no failure.
   OSStatus lastFailure() const { return lastFailure_; }
+  /// As if it had never failed.
+  void forgetFailure() { lastFailure_ = errSecSuccess; }
 
  private:
   OSStatus noted(OSStatus status) {

@@ -84,8 +84,11 @@ bool tellsOfStranger(const GError& error) {
 
 bool tellsOfMissingObject(const GError& error) {
   return isOneOf(error, SECRET_ERROR, {SECRET_ERROR_NO_SUCH_OBJECT}) ||
-         isOneOf(error, G_DBUS_ERROR, {G_DBUS_ERROR_UNKNOWN_OBJECT, G_DBUS_ERROR_UNKNOWN_METHOD}) ||
-         remoteName(error) == "org.freedesktop.Secret.Error.NoSuchObject";
+         isOneOf(
+             error, G_DBUS_ERROR,
+             {G_DBUS_ERROR_UNKNOWN_OBJECT, G_DBUS_ERROR_UNKNOWN_INTERFACE, G_DBUS_ERROR_UNKNOWN_METHOD}) ||
+         remoteName(error) == "org.freedesktop.Secret.Error.NoSuchObject" ||
+         remoteName(error) == "org.freedesktop.DBus.Error.NoSuchObject";  // of services written in Go
 }
 
 bool tellsOfMissingProperty(const GError& error) {

@@ -278,12 +278,11 @@ std::vector<std::string> SecretServiceClient::pathsWith(const ItemAttributes& at
 }
 
 std::vector<BusCall> SecretServiceClient::itemCalls(const std::vector<std::string>& paths, Wanted wanted) {
+  const bool takesSecret = wanted == Wanted::secretToo && paths.size() == 1;
+  if (takesSecret) ensureSession();  // first: a call that is never made would leak
   std::vector<BusCall> calls;
   for (const auto& path : paths) calls.push_back(propertiesCall(path, itemInterface));
-  if (wanted == Wanted::secretToo && paths.size() == 1) {
-    ensureSession();
-    calls.push_back(secretCall(paths.front()));
-  }
+  if (takesSecret) calls.push_back(secretCall(paths.front()));
   return calls;
 }
 
@@ -291,7 +290,8 @@ std::vector<FoundItem> SecretServiceClient::unlockedItems(const std::vector<std:
                                                           std::vector<BusAnswer> found) {
   std::vector<FoundItem> items;
   for (std::size_t i = 0; i < paths.size(); ++i) {
-    if (found[i].error && tellsOfMissingProperty(*found[i].error)) return {};
+    if (found[i].error && (tellsOfMissingProperty(*found[i].error) || tellsOfLock(*found[i].error)))
+      return {};
     const auto properties = valueIfThere(std::move(found[i]));
     auto attributes = properties ? unlockedAttributes(properties) : std::nullopt;
     if (!attributes) return {};
@@ -339,13 +339,11 @@ std::vector<FoundItem> SecretServiceClient::searchCollection(const ItemAttribute
                                                              Wanted wanted) {
   const auto paths = pathsWith(attributes);
   if (paths.empty()) return {};
+  const bool takesSecret = wanted == Wanted::secretToo && paths.size() == 1;
+  if (takesSecret) ensureSession();
   std::vector<BusCall> calls;
   for (const auto& path : paths) calls.push_back(propertyCall(path, itemInterface, "Attributes"));
-  const bool takesSecret = wanted == Wanted::secretToo && paths.size() == 1;
-  if (takesSecret) {
-    ensureSession();
-    calls.push_back(secretCall(paths.front()));
-  }
+  if (takesSecret) calls.push_back(secretCall(paths.front()));
   auto found = answers(loop_, peer_, calls);
   std::vector<FoundItem> items;
   for (std::size_t i = 0; i < paths.size(); ++i) {

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -181,8 +182,13 @@ KeychainVault::Findings KeychainVault::find(const KeychainQuery& query) {
       return {{answer->item}, Data(answer->secret.begin(), answer->secret.end())};
   }
   auto findings = look(query, key);
-  if (query.returnsData && moment && !findings.items.empty())
-    remembered_.remember(*moment, query, findings.items.front(), findings.secret);
+  if (query.returnsData && moment && !findings.items.empty()) {
+    try {
+      remembered_.remember(*moment, query, findings.items.front(), findings.secret);
+    } catch (const std::bad_alloc&) {
+      remembered_.forget();  // a luxury
+    }
+  }
   return findings;
 }
 

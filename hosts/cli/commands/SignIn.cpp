@@ -38,14 +38,14 @@ Failure signInFailure(const Context& context, const AnyError& error) {
 }
 
 /// A keychain that cannot be had is told before the user goes through the consent. Damaged sessions are no obstacle:
-/// signing in is what replaces them.
+/// signing in is what replaces them. That the whole file is damaged looks the same here, and shows with the save.
 void requireKeychain(const Context& context) {
   try {
     await(context.factory.makeAccountProvider()->getAccounts(), context.interrupt);
   } catch (const AnyError& error) {
     const auto status = keychainStatus(error);
     const bool damaged = status == errSecDecode && context.options.keychain == KeychainBackend::encryptedFile;
-    if (status == errSecItemNotFound || damaged) return;
+    if (status == errSecItemNotFound || damaged) return context.keychain.forgetFailure();
     throw Failure::of(error, "read the accounts that are signed in", context.options.keychain);
   }
 }

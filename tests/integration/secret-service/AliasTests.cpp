@@ -37,9 +37,12 @@ TEST_F(Alias, IsNotNeeded) {
 }
 
 TEST_F(Alias, ThatCannotBeSearchedIsTriedOnce) {
-  auto& same = holdingAda("--unknown-at SearchAlias");
-  expectAnOrdinaryLife(same);
-  EXPECT_EQ(calls("SearchAlias"), 1);
+  for (const auto* name : {"UnknownMethod", "UnknownObject", "UnknownInterface", "NoSuchObject"}) {
+    auto& same =
+        holdingAda(std::string("--unknown-at SearchAlias --unknown-as org.freedesktop.DBus.Error.") + name);
+    expectAnOrdinaryLife(same);
+    EXPECT_EQ(calls("SearchAlias"), 1) << name;
+  }
 }
 
 TEST_F(Alias, ThatLeadsElsewhereIsNotFollowed) {
@@ -58,7 +61,7 @@ TEST_F(Alias, IsUsedByTheFirstCallOfAConversationToo) {
 }
 
 TEST_F(Alias, OfALockedKeyringIsUnlockedWhetherOrNotItMayBeSearched) {
-  for (const auto* options : {"--shy", ""}) {
+  for (const auto* options : {"--shy", "--silent", ""}) {
     auto& same = holdingAda(options);
     lock();
     EXPECT_EQ(read(same, "ada"), errSecSuccess);
