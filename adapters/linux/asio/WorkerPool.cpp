@@ -47,8 +47,9 @@ int coreWorkers() {
 }
 
 thread_local const WorkerPool* poolOfThisThread = nullptr;
-thread_local bool blockRunsHere = false;
-thread_local Block blockAtEnd;  // what the block that runs here posts as its last act
+// Where the block that runs here leaves what it posts as its last act. Not the block itself: a thread would need memory
+// to destroy it at its end.
+thread_local Block* blockAtEnd = nullptr;
 
 }  // namespace
 
@@ -69,8 +70,8 @@ void WorkerPool::post(Block block) {
 // therefore run by the same worker, and at once: behind others that wait, what it holds would pile up, a parsed page for
 // each answer that has arrived.
 void WorkerPool::enqueue(Block block) {
-  if (EndOfBlock::take() && blockRunsHere && poolOfThisThread == this && !blockAtEnd) {
-    blockAtEnd = std::move(block);
+  if (EndOfBlock::take() && blockAtEnd && !*blockAtEnd && poolOfThisThread == this) {
+    *blockAtEnd = std::move(block);
     waiting_.fetch_add(1);
     return;
   }
@@ -80,17 +81,18 @@ void WorkerPool::enqueue(Block block) {
 }
 
 void WorkerPool::run(Block block) noexcept {
+  Block next;
   while (block) {
     waiting_.fetch_sub(1);
     busy_.fetch_add(1);
     watchIfStarved();
-    blockRunsHere = true;
+    blockAtEnd = &next;
     block();
     block = Block();  // what it held is dropped while this worker still counts as busy
-    blockRunsHere = false;
+    blockAtEnd = nullptr;
     busy_.fetch_sub(1);
     finished_.fetch_add(1);
-    block = std::exchange(blockAtEnd, Block());
+    block = std::exchange(next, Block());
   }
 }
 

@@ -76,6 +76,12 @@ void CurlTransfer::begin(std::shared_ptr<Exchange> exchange, std::shared_ptr<Cur
   setHeaders();
 }
 
+bool CurlTransfer::canServeAgain(CURLcode code) const noexcept {
+  long systemError = 0;
+  curl_easy_getinfo(handle(), CURLINFO_OS_ERRNO, &systemError);
+  return code == CURLE_OK && attempts_ == 1 && systemError == 0;
+}
+
 void CurlTransfer::rest() noexcept {
   CURL* const handle = handle_.get();
   curl_easy_setopt(handle, CURLOPT_SHARE, nullptr);

@@ -37,8 +37,9 @@ class CurlTransfer {
   void begin(std::shared_ptr<Exchange> exchange, std::shared_ptr<CurlShare> share,
              const std::string& authoritiesFile);
   /// Whether the handle, now that it is done with an exchange, can take another one on. It cannot when libcurl had to
-  /// repeat the request: it allows so many repeats for the whole life of a handle.
-  bool canServeAgain(CURLcode code) const noexcept { return code == CURLE_OK && attempts_ == 1; }
+  /// repeat the request: it allows so many repeats for the whole life of a handle. Nor when an address failed before
+  /// another one worked: the handle would tell that error again for a later request.
+  bool canServeAgain(CURLcode code) const noexcept;
   /// Forgets the exchange, and everything of it, once libcurl no longer has the handle.
   void rest() noexcept;
 

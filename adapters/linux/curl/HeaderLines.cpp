@@ -43,7 +43,7 @@ curl_slist* HeaderLines::list() {
 void HeaderLines::clear() noexcept {
   wipeMemory(text_.data(), text_.size());
   text_.clear();
-  if (text_.capacity() > mostKept) text_ = {};
+  if (text_.capacity() > mostKept) text_ = decltype(text_)();
   ends_.clear();
   nodes_.clear();
 }

@@ -26,6 +26,8 @@ class HeaderLines {
 
   /// Wipes and forgets the lines.
   void clear() noexcept;
+  /// What further lines can use, in bytes.
+  std::size_t memoryKept() const noexcept { return text_.capacity(); }
 
  private:
   void append(std::string_view text) { text_.insert(text_.end(), text.begin(), text.end()); }

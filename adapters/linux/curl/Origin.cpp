@@ -5,6 +5,7 @@
 
 #include <arpa/inet.h>
 
+#include <new>
 #include <utility>
 
 namespace corvane {
@@ -14,7 +15,10 @@ using Vetted = Result<std::shared_ptr<const Origin>, NSError>;
 
 std::string part(CURLU* url, CURLUPart which, unsigned flags = 0) {
   char* text = nullptr;
-  if (curl_url_get(url, which, &text, flags) != CURLUE_OK) return {};
+  const CURLUcode code = curl_url_get(url, which, &text, flags);
+  if (code == CURLUE_OUT_OF_MEMORY)
+    throw std::bad_alloc();  // or a part would count as absent, for as long as it is kept
+  if (code != CURLUE_OK) return {};
   const std::unique_ptr<char, decltype(&curl_free)> owned(text, &curl_free);
   return text;
 }
@@ -34,8 +38,10 @@ Vetted Origin::vet(std::string text) {
   origin->text = std::move(text);
   origin->url.reset(curl_url());
   CURLU* url = origin->url.get();
-  if (!url || curl_url_set(url, CURLUPART_URL, origin->text.c_str(), CURLU_NON_SUPPORT_SCHEME))
-    return Vetted::failure(malformedURLError());
+  if (!url) throw std::bad_alloc();
+  const CURLUcode code = curl_url_set(url, CURLUPART_URL, origin->text.c_str(), CURLU_NON_SUPPORT_SCHEME);
+  if (code == CURLUE_OUT_OF_MEMORY) throw std::bad_alloc();
+  if (code != CURLUE_OK) return Vetted::failure(malformedURLError());
   const std::string scheme = part(url, CURLUPART_SCHEME);
   const std::string host = part(url, CURLUPART_HOST);
   const std::string port = part(url, CURLUPART_PORT, CURLU_NO_DEFAULT_PORT);

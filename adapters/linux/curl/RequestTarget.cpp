@@ -11,6 +11,9 @@ namespace {
 
 using Vetted = Result<RequestTarget, NSError>;
 
+/// Far above any server's limit, and below the megabyte that libcurl has for the head of a request.
+constexpr std::size_t longestURL = 512 * 1024;
+
 // One pass for each, at the speed of memory; find_first_of would make a call for each byte.
 bool hasLineBreak(std::string_view text) {
   return text.find('\r') != text.npos || text.find('\n') != text.npos || text.find('\0') != text.npos;
@@ -47,6 +50,9 @@ Vetted RequestTarget::vet(const HTTPRequest& request, Origins& origins) {
 
   // RFC 3986, section 3. The fragment is not for the server.
   std::string_view url = request.url;
+  if (url.size() > longestURL)
+    return Vetted::failure(
+        urlError::make(urlError::badURL, "The request was not sent", "its URL is too long"));
   if (!isPrintable(url)) return Vetted::failure(malformedURLError());
   url = url.substr(0, url.find('#'));
   const auto scheme = url.find("://");

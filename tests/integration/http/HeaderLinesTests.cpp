@@ -41,5 +41,15 @@ TEST(HeaderLines, AreWipedAndGoneWhenCleared) {
   EXPECT_THAT(texts(lines), ElementsAre("Expect:"));
 }
 
+TEST(HeaderLines, KeepNoMoreMemoryThanUsualOnesNeed) {
+  HeaderLines lines;
+  lines.addBearer(std::string(100'000, 'x'));
+  lines.clear();
+  EXPECT_LT(lines.memoryKept(), 10'000u);
+  lines.addBearer(std::string(200, 'x'));
+  lines.clear();
+  EXPECT_GE(lines.memoryKept(), 200u);
+}
+
 }  // namespace
 }  // namespace corvane::test

@@ -179,5 +179,17 @@ TEST(OutOfDescriptors, FailsALaterRequestAndTheNextOneWorks) {
   EXPECT_THAT(http.perform(makeRequest("DELETE", server.url())), IsAnswer(200, "ok"));
 }
 
+// "localhost" has an address of IPv6 too, where nobody listens.
+TEST(OutOfDescriptors, IsNotTakenForTheErrorOfAnAddressThatFailedBefore) {
+  if (!canRunWithoutDescriptors) GTEST_SKIP() << "the sanitizers need descriptors themselves";
+  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
+  HTTPFixture http;
+  ASSERT_THAT(http.get(server.url("localhost", "/")), IsAnswer(200, "ok"));
+  const NoDescriptorsLeft exhausted;
+  const auto answer = http.perform(makeRequest("DELETE", server.url()));
+  ASSERT_THAT(answer, IsURLError(-1004));
+  EXPECT_THAT(answer.error().localizedDescription(), HasSubstr("files are open"));
+}
+
 }  // namespace
 }  // namespace corvane::test
