@@ -14,7 +14,7 @@
 
 namespace corvane::test {
 
-/// A message bus that lets its one client in (D-Bus Specification, "Authentication Protocol") and never says a word more.
+/// A message bus that lets its one client in (D-Bus, "Authentication Protocol") and never says a word more.
 class UngreetingBus {
  public:
   explicit UngreetingBus(const std::string& place)
