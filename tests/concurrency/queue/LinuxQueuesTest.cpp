@@ -279,6 +279,32 @@ TEST(LinuxQueues, RunWhatABlockPostsAtItsEnd) {
   queues = {};
 }
 
+TEST(LinuxQueues, RunWhatABlockPostsAtItsEndBeforeWhatHasWaitedLonger) {
+  QueueTuning tuning;
+  tuning.mostWorkers = firstWorkers();
+  LinuxQueues queues = makeLinuxQueues(tuning);
+  std::latch busy(tuning.mostWorkers);
+  std::latch over(1);
+  for (int i = 1; i < tuning.mostWorkers; ++i)
+    queues.taskPool->async([&] {
+      busy.arrive_and_wait();
+      over.wait();
+    });
+  std::vector<std::string> order;  // of the one worker that is left
+  queues.taskPool->async([&] {
+    busy.arrive_and_wait();
+    queues.taskPool->async([&] {
+      order.emplace_back("longer");
+      over.count_down();
+    });
+    const EndOfBlock end;
+    queues.taskPool->async([&order] { order.emplace_back("at its end"); });
+  });
+  over.wait();
+  queues = {};
+  EXPECT_EQ(order, (std::vector<std::string>{"at its end", "longer"}));
+}
+
 TEST(LinuxQueues, RunWhatABlockPostsAtItsEndAlsoWhenTheyAreDestroyed) {
   std::atomic<int> ran{0};
   auto queues = std::make_shared<LinuxQueues>(makeLinuxQueues());
