@@ -96,14 +96,17 @@ void FakePortal::Call::respond(unsigned response) const {
   send(connection, signal);
 }
 
-FakePortal::FakePortal(const PrivateBus& bus, Behaviour behaviour) : behaviour_(std::move(behaviour)) {
+FakePortal::FakePortal(const PrivateBus& bus, Behaviour behaviour)
+    : conduct_(std::make_shared<Conduct>(Conduct{std::move(behaviour), {}})) {
   connection_ = g_dbus_connection_new_for_address_sync(
       bus.address().c_str(),
       static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                         G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
       nullptr, nullptr, nullptr);
   if (!connection_) throw std::runtime_error("no connection to the private bus");
-  g_dbus_connection_add_filter(connection_, filter, this, nullptr);
+  using Shared = std::shared_ptr<Conduct>;
+  g_dbus_connection_add_filter(connection_, filter, new Shared(conduct_),
+                               [](gpointer shared) { delete static_cast<Shared*>(shared); });
   GVariant* owned = g_dbus_connection_call_sync(connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus",
                                                 "org.freedesktop.DBus", "RequestName",
                                                 g_variant_new("(su)", "org.freedesktop.portal.Desktop", 4U),
@@ -119,20 +122,21 @@ void FakePortal::leave() {
 }
 
 GDBusMessage* FakePortal::filter(GDBusConnection* connection, GDBusMessage* message, gboolean incoming,
-                                 gpointer self) {
-  if (!incoming || !static_cast<FakePortal*>(self)->take(connection, message)) return message;
+                                 gpointer conduct) {
+  if (!incoming || !(*static_cast<std::shared_ptr<Conduct>*>(conduct))->take(connection, message))
+    return message;
   g_object_unref(message);
   return nullptr;
 }
 
-bool FakePortal::take(GDBusConnection* connection, GDBusMessage* message) {
+bool FakePortal::Conduct::take(GDBusConnection* connection, GDBusMessage* message) {
   if (g_dbus_message_get_message_type(message) != G_DBUS_MESSAGE_TYPE_METHOD_CALL) return false;
   const std::string_view member = g_dbus_message_get_member(message);
   if (member == "OpenURI") {
-    behaviour_(callFrom(connection, message));
+    behaviour(callFrom(connection, message));
     return true;
   }
-  if (member == "Close") closed_.set_value(g_dbus_message_get_path(message));
+  if (member == "Close") closed.set_value(g_dbus_message_get_path(message));
   return member == "Close";
 }
 

@@ -56,17 +56,23 @@ class FakePortal {
   FakePortal& operator=(const FakePortal&) = delete;
 
   /// The path of the request that the client closes.
-  std::future<std::string> closed() { return closed_.get_future(); }
+  std::future<std::string> closed() { return conduct_->closed.get_future(); }
   /// Goes away from the bus, as a service that crashes.
   void leave();
 
  private:
-  static GDBusMessage* filter(GDBusConnection* connection, GDBusMessage* message, gboolean incoming,
-                              gpointer self);
-  bool take(GDBusConnection* connection, GDBusMessage* message);
+  // Shared with GDBus' thread, which may be within a call when the portal goes.
+  struct Conduct {
+    Behaviour behaviour;
+    std::promise<std::string> closed;
 
-  const Behaviour behaviour_;
-  std::promise<std::string> closed_;
+    bool take(GDBusConnection* connection, GDBusMessage* message);
+  };
+
+  static GDBusMessage* filter(GDBusConnection* connection, GDBusMessage* message, gboolean incoming,
+                              gpointer conduct);
+
+  const std::shared_ptr<Conduct> conduct_;
   GDBusConnection* connection_;
 };
 

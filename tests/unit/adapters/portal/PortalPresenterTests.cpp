@@ -268,13 +268,11 @@ TEST_F(PortalPresenterTest, CancellationWhileTheBusIsFrozenPresentsNothing) {
   const TemporaryFolder folder;
   const EnvironmentVariable none("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + (folder.path() / "bus").string());
   const SilentBus bus(folder.path() / "bus");
-  std::weak_ptr<NextPresenter> watched = next;
   auto handed = next->handed.get_future();
   present()->cancel();
   next.reset();
-  while (!watched.expired()) std::this_thread::yield();  // until the presentation is over
-  EXPECT_EQ(handed.wait_for(0s), std::future_status::ready);
-  EXPECT_THROW(handed.get(), std::future_error);  // a promise that was dropped unkept
+  EXPECT_THROW(handed.get(),
+               std::future_error);  // a promise that was dropped unkept, once the presentation is over
 }
 
 }  // namespace

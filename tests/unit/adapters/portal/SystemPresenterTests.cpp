@@ -12,6 +12,7 @@
 #include <fstream>
 #include <future>
 #include <iterator>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -37,7 +38,8 @@ struct SystemPresenterTest : ::testing::Test {
   EnvironmentVariable noBus{"DBUS_SESSION_BUS_ADDRESS", std::nullopt};
   EnvironmentVariable noRuntimeFolder{"XDG_RUNTIME_DIR", std::nullopt};
   std::string pipe = (folder.path() / "report").string();
-  std::promise<std::string> shown;
+  // Shared, as a presentation may outlive its test.
+  std::shared_ptr<std::promise<std::string>> shown = std::make_shared<std::promise<std::string>>();
 
   SystemPresenterTest() { ::mkfifo(pipe.c_str(), 0600); }
 
@@ -53,7 +55,7 @@ struct SystemPresenterTest : ::testing::Test {
     return {std::istreambuf_iterator<char>(stream), {}};
   }
   std::shared_ptr<Cancellable> present(std::string_view browser = {}) {
-    return makeSystemPresenter([this](const std::string& shownURL) { shown.set_value(shownURL); }, browser)
+    return makeSystemPresenter([shown = shown](const std::string& url) { shown->set_value(url); }, browser)
         ->present("https://x/?a=1&b=2", WindowHandle::terminal(), nullptr);
   }
 };
@@ -80,13 +82,13 @@ TEST_F(SystemPresenterTest, WithoutAPortalXdgOpenIsTaken) {
 
 TEST_F(SystemPresenterTest, WithoutXdgOpenTheURLIsShown) {
   const auto presentation = present();
-  EXPECT_EQ(shown.get_future().get(), "https://x/?a=1&b=2");
+  EXPECT_EQ(shown->get_future().get(), "https://x/?a=1&b=2");
 }
 
 TEST_F(SystemPresenterTest, WhenXdgOpenFailsTheURLIsShown) {
   install("xdg-open", "exit 3");
   const auto presentation = present();
-  EXPECT_EQ(shown.get_future().get(), "https://x/?a=1&b=2");
+  EXPECT_EQ(shown->get_future().get(), "https://x/?a=1&b=2");
 }
 
 TEST_F(SystemPresenterTest, AWantedBrowserComesBeforeAllOthers) {
@@ -100,7 +102,7 @@ TEST_F(SystemPresenterTest, WantedBrowsersAreTriedInOrderAndThenTheURLIsShown) {
   installReporting("xdg-open");
   install("failing", "exit 1");
   const auto presentation = present("missing:failing");
-  EXPECT_EQ(shown.get_future().get(), "https://x/?a=1&b=2");
+  EXPECT_EQ(shown->get_future().get(), "https://x/?a=1&b=2");
 }
 
 }  // namespace
