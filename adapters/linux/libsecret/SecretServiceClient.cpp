@@ -133,6 +133,11 @@ bool mentions(GVariant* paths, const std::string& path) {
   return false;
 }
 
+/// Whether the error says that a collection takes nothing, being locked or not there: nothing was done.
+bool tellsOfClosedDoor(const GError& error) {
+  return tellsOfLock(error) || tellsOfMissingObject(error);
+}
+
 KeychainProblem stillLocked() {
   return {errSecInteractionNotAllowed,
           "The keyring is locked and could not be unlocked; unlock it and try again."};
@@ -166,7 +171,7 @@ GDBusConnection* connectionOver(ReplyLoop& loop, GIOStream* stream, GError*& err
 }  // namespace
 
 SecretServiceClient::SecretServiceClient(const SecretServiceLimits& limits)
-    : limits_(limits), loop_(limits.reply) {
+    : limits_(limits), loop_(limits.reply), vacancy_(limits.look) {
   const ReplyLoop::Turn turn(loop_);
   connect();
   findService();
@@ -175,6 +180,7 @@ SecretServiceClient::SecretServiceClient(const SecretServiceLimits& limits)
 
 bool SecretServiceClient::resume() {
   isCommitted_ = false;
+  vacancy_.beginCall();
   loop_.catchUp();
   const GTextPointer owner(g_dbus_proxy_get_name_owner(G_DBUS_PROXY(service_.get())));
   return !g_dbus_connection_is_closed(connection_.get()) && owner && owner.get() == peer_.name &&
@@ -308,6 +314,7 @@ std::vector<FoundItem> SecretServiceClient::searchAlias(const ItemAttributes& at
   auto calls = itemCalls(expected, wanted);
   calls.insert(calls.begin(), searchCall(defaultAlias, attributes));
   if (isFirst) calls.push_back(defaultCollectionCall());
+  vacancy_.looks();
   auto found = answers(loop_, peer_, calls);
   if (isFirst) {
     collection_ = defaultCollectionIn(std::move(found.back()));
@@ -320,10 +327,12 @@ std::vector<FoundItem> SecretServiceClient::searchAlias(const ItemAttributes& at
   if (!hasAlias_) return {};
 
   const auto paths = pathsIn(search);
-  const auto isHere = [&](const std::string& path) { return path.starts_with(collection_ + "/"); };
+  const auto isHere = [this](const std::string& path) { return isInCollection(path); };
   if (paths.empty() || !std::ranges::all_of(paths, isHere)) return {};
   if (paths != expected) found = answers(loop_, peer_, itemCalls(paths, wanted));
-  return unlockedItems(paths, std::move(found));
+  auto items = unlockedItems(paths, std::move(found));
+  if (!items.empty()) vacancy_.foundOpen(items.size());
+  return items;
 }
 
 std::vector<FoundItem> SecretServiceClient::search(const ItemAttributes& attributes, Wanted wanted) {
@@ -406,28 +415,50 @@ std::optional<Data> SecretServiceClient::secret(const FoundItem& item) {
 BusAnswer SecretServiceClient::write(const BusCall& call) {
   const bool before = std::exchange(isCommitted_, true);
   auto answer = std::move(answers(loop_, peer_, {call}).front());
-  if (answer.error && tellsOfStranger(*answer.error)) isCommitted_ = before;
+  if (answer.error && (tellsOfStranger(*answer.error) || tellsOfClosedDoor(*answer.error)))
+    isCommitted_ = before;
   return answer;
 }
 
-void SecretServiceClient::create(const std::string& label, const ItemAttributes& attributes,
-                                 const Data& secret) {
+BusAnswer SecretServiceClient::writeItem(const std::string& collection, const NewItem& item) {
   ensureSession();
-  const SecretValuePointer value(secret_value_new(reinterpret_cast<const char*>(secret.data()),
-                                                  static_cast<gssize>(secret.size()),
+  const SecretValuePointer value(secret_value_new(reinterpret_cast<const char*>(item.secret.data()),
+                                                  static_cast<gssize>(item.secret.size()),
                                                   "application/octet-stream"));
   const GVariantPointer encrypted(
       g_variant_ref_sink(secret_service_encode_dbus_secret(service_.get(), value.get())));
   constexpr gboolean replace = FALSE;
-  const auto answer = valueOf(
-      write({collection_, collectionInterface, "CreateItem",
-             g_variant_new("(@a{sv}@(oayays)b)", itemProperties(label, attributes), encrypted.get(), replace),
-             "(oo)"}));
+  Vacancy::adds();
+  auto answer = write({collection, collectionInterface, "CreateItem",
+                       g_variant_new("(@a{sv}@(oayays)b)", itemProperties(item.label, item.attributes),
+                                     encrypted.get(), replace),
+                       "(oo)"});
+  Vacancy::adds();
+  return answer;
+}
+
+void SecretServiceClient::finishCreation(BusAnswer answer) {
+  const auto value = valueOf(std::move(answer));
   const char* path = nullptr;
   const char* prompt = nullptr;
-  g_variant_get(answer.get(), "(&o&o)", &path, &prompt);
+  g_variant_get(value.get(), "(&o&o)", &path, &prompt);
   lastPath_ = prompt == noPrompt ? path : "";
-  answerOf(prompt);
+  if (answerOf(prompt)) Vacancy::adds();
+}
+
+void SecretServiceClient::create(const NewItem& item) {
+  finishCreation(writeItem(collection_, item));
+}
+
+bool SecretServiceClient::createAtOnce(const ItemAttributes& identity, const NewItem& item) {
+  if (!vacancy_.isKnown() || identity != searched_) return false;
+  auto answer = writeItem(defaultAlias, item);
+  if (answer.error && tellsOfClosedDoor(*answer.error)) return false;
+  finishCreation(std::move(answer));
+  if (lastPath_.empty() || isInCollection(lastPath_)) return true;
+  // Another keyring is the default one by now, and may have such an item.
+  remove({lastPath_, {}, std::nullopt});
+  return false;
 }
 
 bool SecretServiceClient::remove(const FoundItem& item) {
@@ -438,7 +469,7 @@ bool SecretServiceClient::remove(const FoundItem& item) {
   }
   const char* prompt = nullptr;
   g_variant_get(answer.get(), "(&o)", &prompt);
-  answerOf(prompt);
+  if (!answerOf(prompt)) vacancy_.removedItem();
   return true;
 }
 

@@ -4,6 +4,7 @@
 #include "ItemAttributes.hpp"
 #include "Prompt.hpp"
 #include "SecretServiceLimits.hpp"
+#include "Vacancy.hpp"
 
 #include <Corvane/Data.hpp>
 
@@ -20,6 +21,13 @@ struct FoundItem {
   std::string path;
   ItemAttributes attributes;
   std::optional<Data> secret;  // when it came along
+};
+
+/// An item to be made.
+struct NewItem {
+  std::string label;
+  ItemAttributes attributes;
+  const Data& secret;
 };
 
 /// A conversation with the Secret Service, over a connection of its own. When it ends the service forgets its session and
@@ -56,7 +64,11 @@ class SecretServiceClient {
   std::optional<Data> secret(const FoundItem& item);
 
   /// Makes an item in the collection that was searched.
-  void create(const std::string& label, const ItemAttributes& attributes, const Data& secret);
+  void create(const NewItem& item);
+
+  /// Makes an item in the default collection without a search, if the call before this one has just found the collection
+  /// open and removed all that has the identity. False when this is not known, or is so no more: nothing was made then.
+  bool createAtOnce(const ItemAttributes& identity, const NewItem& item);
 
   /// False when the item is gone already.
   bool remove(const FoundItem& item);
@@ -72,6 +84,7 @@ class SecretServiceClient {
   std::vector<FoundItem> searchAlias(const ItemAttributes& attributes, Wanted wanted);
   std::vector<BusCall> itemCalls(const std::vector<std::string>& paths, Wanted wanted);
   std::vector<FoundItem> unlockedItems(const std::vector<std::string>& paths, std::vector<BusAnswer> found);
+  bool isInCollection(const std::string& path) const { return path.starts_with(collection_ + "/"); }
   /// The search in any case.
   std::vector<FoundItem> searchCollection(const ItemAttributes& attributes, Wanted wanted);
   /// Which collection is the default one, whether the known one is locked, and what it has.
@@ -83,6 +96,8 @@ class SecretServiceClient {
   /// Whether the item is locked, or nothing when it is gone.
   std::optional<bool> isLocked(const std::string& item);
   BusAnswer write(const BusCall& call);
+  BusAnswer writeItem(const std::string& collection, const NewItem& item);
+  void finishCreation(BusAnswer answer);
   /// Shows the prompt that a call ended with, if it is one.
   GVariantPointer answerOf(const char* prompt);
 
@@ -95,6 +110,7 @@ class SecretServiceClient {
   std::string collection_;  // the default one's path, when last heard
   ItemAttributes searched_;
   std::string lastPath_;  // of the one item that has or was given them, if there is one
+  Vacancy vacancy_;       // of what was searched
   bool hasAlias_ = true;  // until the service says that it knows none
   bool isCommitted_ = false;
 };

@@ -62,13 +62,21 @@ std::vector<KeychainItem> itemsOf(const std::vector<Match>& all) {
   return items;
 }
 
-bool contains(SecretServiceClient& client, const KeychainItem& item) {
+KeychainQuery queryForIdentity(const KeychainItem& item) {
   KeychainQuery query;
   query.item = item;
   query.item.accessible.reset();
   query.synchronizable = item.synchronizable;
-  return std::ranges::any_of(matches(client, query, Wanted::absence),
+  return query;
+}
+
+bool contains(SecretServiceClient& client, const KeychainItem& item) {
+  return std::ranges::any_of(matches(client, queryForIdentity(item), Wanted::absence),
                              [&](const Match& match) { return areTheSame(match.item, item); });
+}
+
+NewItem newItem(const KeychainQuery& addition) {
+  return {labelOf(addition.item), newItemAttributes(addition), addition.value};
 }
 
 // Whoever waited in the meantime need not go through the same.
@@ -163,8 +171,10 @@ OSStatus SecretServiceKeychain::SecItemAdd(const KeychainDictionary& attributes,
   return perform([&](auto inTurn) {
     const auto query = KeychainQuery::forAddition(attributes);
     return inTurn([&](SecretServiceClient& client) -> OSStatus {
-      if (contains(client, query.item)) return errSecDuplicateItem;
-      client.create(labelOf(query.item), newItemAttributes(query), query.value);
+      if (!client.createAtOnce(searchAttributes(queryForIdentity(query.item)), newItem(query))) {
+        if (contains(client, query.item)) return errSecDuplicateItem;
+        client.create(newItem(query));
+      }
       query.fill(result, {query.item}, query.value);
       return errSecSuccess;
     });
