@@ -24,11 +24,12 @@ class GnomeKeyring : public testing::Test {
             {std::string(kSecUseDataProtectionKeychain), kCFBooleanTrue},
             {std::string(kSecAttrAccount), "ada@example.com"}};
   }
-  OSStatus add(const std::string& secret) {
+  static OSStatus add(Keychain& keychain, const std::string& secret) {
     auto item = ada();
     item.insert_or_assign(std::string(kSecValueData), dataFromText(secret));
     return keychain.SecItemAdd(item, nullptr);
   }
+  OSStatus add(const std::string& secret) { return add(keychain, secret); }
   OSStatus read(std::string* secret = nullptr) {
     auto query = ada();
     query.insert_or_assign(std::string(kSecReturnData), true);
@@ -55,7 +56,8 @@ class GnomeKeyring : public testing::Test {
 
   KeyringSession session;
   std::vector<std::string> problems;
-  SecretServiceKeychain keychain{[this](const std::string& sentence) { problems.push_back(sentence); }};
+  SecretServiceKeychain keychain{[this](const std::string& sentence) { problems.push_back(sentence); },
+                                 {.look = std::chrono::hours(1)}};
 };
 
 TEST_F(GnomeKeyring, ShowsTheItemWithItsLabelAndAttributesUntilItIsRemoved) {
@@ -90,6 +92,19 @@ TEST_F(GnomeKeyring, GetsAndGivesSecretsEncrypted) {
   EXPECT_THAT(traffic, Not(HasSubstr("a secret in the clear")));
 }
 
+TEST_F(GnomeKeyring, TakesASaveUnderItsAliasWithoutASecondLook) {
+  ASSERT_EQ(add("old"), errSecSuccess);
+  startMonitor();
+  EXPECT_EQ(keychain.SecItemDelete(ada()), errSecSuccess);
+  EXPECT_EQ(add("new"), errSecSuccess);
+  const auto traffic = seenUntil("member=CreateItem");
+  for (const auto* call : {"member=ReadAlias", "member=Get\n"}) EXPECT_THAT(traffic, Not(HasSubstr(call)));
+  std::string secret;
+  EXPECT_EQ(read(&secret), errSecSuccess);
+  EXPECT_EQ(secret, "new");
+  EXPECT_EQ(add("again"), errSecDuplicateItem);
+}
+
 // There is no display in the test's session, so that the keyring's own prompt ends as if it were dismissed.
 TEST_F(GnomeKeyring, LockedIsNotMissingAndUnlockedItGoesOn) {
   ASSERT_EQ(add("secret"), errSecSuccess);
@@ -101,6 +116,40 @@ TEST_F(GnomeKeyring, LockedIsNotMissingAndUnlockedItGoesOn) {
   std::string secret;
   EXPECT_EQ(read(&secret), errSecSuccess);
   EXPECT_EQ(secret, "secret");
+}
+
+TEST_F(GnomeKeyring, LockedBetweenADeletionAndTheAdditionAsksForItsPassword) {
+  ASSERT_EQ(add("old"), errSecSuccess);
+  ASSERT_EQ(keychain.SecItemDelete(ada()), errSecSuccess);
+  session.lockKeyring();
+  EXPECT_EQ(add("new"), errSecUserCanceled);
+  session.unlockKeyring();
+  EXPECT_EQ(read(), errSecItemNotFound);
+  EXPECT_EQ(add("new"), errSecSuccess);
+}
+
+TEST_F(GnomeKeyring, ReplacedAsTheDefaultBetweenADeletionAndTheAdditionMayHaveTheItemAlready) {
+  ASSERT_EQ(add("old"), errSecSuccess);
+  const auto becomesDefault = [this](const std::string& name) {
+    session.run(
+        "dbus-send --session --print-reply --dest=org.freedesktop.secrets /org/freedesktop/secrets "
+        "org.freedesktop.Secret.Service.SetAlias string:default "
+        "objpath:/org/freedesktop/secrets/collection/" +
+        name);
+  };
+  session.run("switch-keyring");
+  {
+    SecretServiceKeychain others;
+    ASSERT_EQ(add(others, "theirs"), errSecSuccess);
+  }
+  becomesDefault("login");
+  ASSERT_EQ(keychain.SecItemDelete(ada()), errSecSuccess);
+  becomesDefault("other");
+  EXPECT_EQ(add("new"), errSecDuplicateItem);
+  EXPECT_THAT(search(), Not(HasSubstr("secret = new")));
+  std::string secret;
+  EXPECT_EQ(read(&secret), errSecSuccess);
+  EXPECT_EQ(secret, "theirs");
 }
 
 TEST_F(GnomeKeyring, LeavesOtherProgramsItemsAlone) {

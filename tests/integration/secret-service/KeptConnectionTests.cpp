@@ -32,8 +32,8 @@ class KeptConnection : public FaultyKeyringTest {
   }
 };
 
-TEST_F(KeptConnection, CarriesAReadInThreeCallsAndASaveInSeven) {
-  auto& same = connected();
+TEST_F(KeptConnection, CarriesAReadInThreeCallsASaveInFourAndAnAdditionAloneInFourToo) {
+  auto& same = connected({}, unhurried());
   EXPECT_EQ(read(same, "ada"), errSecSuccess);
   for (const auto* call : {"SearchAlias", "ItemProperties", "GetSecrets"}) EXPECT_EQ(calls(call), 1) << call;
   EXPECT_EQ(allCalls(), 3);
@@ -43,6 +43,10 @@ TEST_F(KeptConnection, CarriesAReadInThreeCallsAndASaveInSeven) {
   EXPECT_EQ(allCalls(), 3);
   forgetCalls();
   EXPECT_EQ(add(same, "ada"), errSecSuccess);
+  EXPECT_EQ(calls("CreateAtAlias"), 1);
+  EXPECT_EQ(allCalls(), 1);
+  forgetCalls();
+  EXPECT_EQ(add(same, "bob"), errSecSuccess);
   for (const auto* call : {"ReadAlias", "CollectionProperties", "SearchItems", "CreateItem"})
     EXPECT_EQ(calls(call), 1) << call;
   EXPECT_EQ(allCalls(), 4);
@@ -178,6 +182,10 @@ class ReplacedBus : public testing::Test {
                                 {std::string(kSecValueData), dataFromText("secret")}},
                                nullptr);
   }
+  static OSStatus remove(Keychain& keychain) {
+    return keychain.SecItemDelete(
+        {{std::string(kSecClass), kSecClassGenericPassword}, {std::string(kSecAttrAccount), "ada"}});
+  }
   static OSStatus read(Keychain& keychain) {
     return keychain.SecItemCopyMatching({{std::string(kSecClass), kSecClassGenericPassword},
                                          {std::string(kSecAttrAccount), "ada"},
@@ -196,6 +204,19 @@ TEST_F(ReplacedBus, TheConnectionThatTheBusClosedIsMadeAnewOnTheNextOne) {
   KeyringSession second;
   EXPECT_EQ(read(same), errSecItemNotFound);
   EXPECT_EQ(add(same), errSecSuccess);
+}
+
+TEST_F(ReplacedBus, AnAdditionLosesNothingByAnotherBusSinceTheDeletionBeforeIt) {
+  SecretServiceKeychain same({}, {.look = std::chrono::hours(1)});
+  {
+    KeyringSession first;
+    ASSERT_EQ(add(same), errSecSuccess);
+    ASSERT_EQ(remove(same), errSecSuccess);
+  }
+  KeyringSession second;
+  EXPECT_EQ(add(same), errSecSuccess);
+  EXPECT_EQ(read(same), errSecSuccess);
+  EXPECT_EQ(add(same), errSecDuplicateItem);
 }
 
 TEST_F(ReplacedBus, AnotherAddressIsFollowedAlthoughTheFirstBusStillRuns) {
