@@ -1,13 +1,19 @@
-// Usage: bench-about-floor URL CA-FILE TOKEN-FILE REQUESTS FURTHER-CONNECTIONS
+// Usage: bench-about-floor URL CA-FILE TOKEN-FILE REQUESTS FURTHER-CONNECTIONS [worker]
 // The same request with libcurl's easy interface and nothing else: the answer lands in a buffer and is not read.
-// CA-FILE holds all authorities, so that libcurl's cache of them works.
+// CA-FILE holds all authorities, so that libcurl's cache of them works. With `worker` the requests are made by another
+// thread, which the caller wakes and waits for, as whoever must not block its caller does at least.
 #include "Operations.hpp"
 
 #include <curl/curl.h>
 
 #include <cstdlib>
 #include <fstream>
+#include <functional>
+#include <optional>
+#include <semaphore>
 #include <string>
+#include <string_view>
+#include <thread>
 #include <utility>
 
 namespace {
@@ -76,18 +82,50 @@ class Client {
   std::string body_;
 };
 
+/// One thread that does one thing at a time for another, by the cheapest means the library has.
+class Worker {
+ public:
+  void run(const std::function<void()>& task) {
+    task_ = &task;
+    begin_.release();
+    done_.acquire();
+  }
+  ~Worker() {
+    task_ = nullptr;
+    begin_.release();
+  }
+
+ private:
+  void work() {
+    for (begin_.acquire(); task_; begin_.acquire()) {
+      (*task_)();
+      done_.release();
+    }
+  }
+
+  const std::function<void()>* task_ = nullptr;
+  std::binary_semaphore begin_{0}, done_{0};
+  std::jthread thread_{[this] { work(); }};
+};
+
 }  // namespace
 
 int main(int count, char** arguments) {
   const auto start = bench::Usage::now();
-  if (count != 6) die("usage: bench-about-floor URL CA-FILE TOKEN-FILE REQUESTS FURTHER-CONNECTIONS");
+  const bool onWorker = count == 7 && std::string_view(arguments[6]) == "worker";
+  if (count != 6 && !onWorker)
+    die("usage: bench-about-floor URL CA-FILE TOKEN-FILE REQUESTS FURTHER-CONNECTIONS [worker]");
   curl_global_init(CURL_GLOBAL_DEFAULT);
   std::string token;
   std::getline(std::ifstream(arguments[3]), token);
   Client client(arguments[1], arguments[2], token);
+  std::optional<Worker> worker;
+  if (onWorker) worker.emplace();
+  const std::function<void()> request = [&] { client.request(); };
   bool forgetful = false;
   bench::measureOperations(
-      {std::stoul(arguments[4]), std::stoul(arguments[5])}, start, [&] { client.request(); },
+      {std::stoul(arguments[4]), std::stoul(arguments[5])}, start,
+      [&] { onWorker ? worker->run(request) : request(); },
       [&] {
         if (!std::exchange(forgetful, true)) client.forgetConnections();
         client.request();

@@ -10,7 +10,7 @@ FILES = 5_000
 
 def run(bench):
     objects, alone, idle = (20, 5, 1) if bench.brief else (1_000, 100, 10)
-    early = min(idle, 5)  # the platform's limit where many objects are idle
+    early = min(idle, 1)  # the platform's limit where many objects are idle
     with Server(bench, {EMAIL: FILES}) as server, Home() as home:
         home.sign_in(bench, server, EMAIL)
 

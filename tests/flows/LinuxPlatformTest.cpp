@@ -125,7 +125,7 @@ TEST_F(LinuxPlatformTest, DefaultsAreGoogleAndPatienceForABadNetwork) {
   EXPECT_EQ(options.limits.stallBytesPerSecond, 64);
   EXPECT_EQ(options.limits.idleConnection, 60s);
   EXPECT_EQ(options.limits.idleClients, 64u);
-  EXPECT_EQ(options.limits.idleConnectionBeyond, 5s);
+  EXPECT_EQ(options.limits.idleConnectionBeyond, 1s);
   EXPECT_EQ(options.limits.body, std::size_t{16} << 20);
   EXPECT_EQ(options.limits.headers, std::size_t{300} << 10);
 }

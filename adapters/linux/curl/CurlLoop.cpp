@@ -167,7 +167,7 @@ CurlLoop::Transfers::node_type CurlLoop::end(Transfers::iterator transfer) noexc
   curl_multi_remove_handle(multi_.get(), transfer->first);
   exchange->forgetRequest();
   auto& pool = pools_.find(exchange->client().get())->second;
-  if (--pool.running == 0) pool.idleSince = std::chrono::steady_clock::now();
+  --pool.running;
   return transfers_.extract(transfer);
 }
 
@@ -212,7 +212,7 @@ void CurlLoop::handOver() noexcept {
   }
 }
 
-/// Closes the connections of clients that have long sent nothing: libcurl would not use them again, but close them only
+/// Closes the connections of clients that have long had nothing to send and nothing to take: libcurl would not use them again, but close them only
 /// with the next request. Handles that have rested for long go too. Gives the time until there may be more of them.
 std::chrono::milliseconds CurlLoop::closeIdle() noexcept {
   const auto now = std::chrono::steady_clock::now();
@@ -223,9 +223,12 @@ std::chrono::milliseconds CurlLoop::closeIdle() noexcept {
     return left.count() <= 0;
   };
   for (;;) {
-    const auto [pool, count] = longestIdle();
-    if (!pool || !isOver(pool->idleSince, mayIdle(settings_.limits, count))) break;
-    pool->share.reset();
+    const auto idle = longestIdle();
+    const auto limit = mayIdle(settings_.limits, idle.count);
+    if (idle.hasUntaken)
+      sleep = std::min(sleep, std::max<std::chrono::milliseconds>(limit, untilPoolTakesIt));
+    if (!idle.longest || !isOver(idle.since, limit)) break;
+    idle.longest->share.reset();
   }
   if (!rested_.empty() && isOver(restedSince_, mayIdle(settings_.limits, 0))) rested_.clear();
   return sleep;
@@ -236,7 +239,13 @@ CurlLoop::Idle CurlLoop::longestIdle() noexcept {
   for (auto& [client, pool] : pools_) {
     if (!pool.share || pool.running > 0) continue;
     ++idle.count;
-    if (!idle.longest || pool.idleSince < idle.longest->idleSince) idle.longest = &pool;
+    const auto since = pool.client->nothingWaitsSince();
+    if (!since) {
+      idle.hasUntaken = true;
+    } else if (!idle.longest || *since < idle.since) {
+      idle.longest = &pool;
+      idle.since = *since;
+    }
   }
   return idle;
 }

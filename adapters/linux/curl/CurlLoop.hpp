@@ -40,13 +40,14 @@ class CurlLoop {
     std::shared_ptr<CurlShare> share;
     unsigned generation = 0;
     unsigned running = 0;
-    std::chrono::steady_clock::time_point idleSince;  // while nothing is running
     ExchangeQueue waiting;
   };
-  /// Clients that have connections and no request under way.
+  /// Clients that have connections and no request under way, or no answer that waits to be taken.
   struct Idle {
     Pool* longest = nullptr;
+    std::chrono::steady_clock::time_point since;  // of the longest
     std::size_t count = 0;
+    bool hasUntaken = false;  // others will be idle once the pool has taken their answers
   };
   using Transfers = std::unordered_map<CURL*, std::unique_ptr<CurlTransfer>>;
 

@@ -5,11 +5,18 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <array>
 #include <atomic>
 #include <charconv>
+#include <condition_variable>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
 
 namespace corvane::test {
 namespace {
@@ -297,6 +304,50 @@ TEST(Connection, OfAClientThatWasJustUsedIsKeptAlsoWhereManyAreIdle) {
   for (const auto& client : clients)
     EXPECT_THAT(HTTPFixture::perform(*client, makeRequest("GET", server.url())), IsAnswer(200, "ok"));
   EXPECT_EQ(server.connections(), 3);
+}
+
+/// A pool that comes to nothing before it is told to.
+class HeldQueue final : public Queue {
+ public:
+  void async(Block block) override {
+    const std::lock_guard lock(mutex_);
+    blocks_.push_back(std::move(block));
+    changed_.notify_all();
+  }
+  std::shared_ptr<Cancellable> asyncAfter(std::chrono::microseconds, Block) override { std::abort(); }
+
+  bool waitFor(std::size_t count) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, 30s, [&] { return blocks_.size() >= count; });
+  }
+  void runAll() {
+    for (const auto& block : std::exchange(blocks_, {})) block();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<Block> blocks_;
+};
+
+TEST(Connection, IsNotIdleWhileAnAnswerWaitsForThePool) {
+  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
+  HTTPLimits limits;
+  limits.idleConnection = 0s;
+  const auto pool = std::make_shared<HeldQueue>();
+  CurlNetwork network({limits, {}, "Corvane/test (gzip)", pool});
+  const auto client = network.makeClient();
+  const auto other = network.makeClient();
+  std::array<AwaitedAnswer, 3> answers;
+  std::vector<std::shared_ptr<Cancellable>> tickets;
+  std::size_t sent = 0;
+  for (const auto& sender : {client, other, client}) {
+    tickets.push_back(sender->send(makeRequest("GET", server.url()), answers.at(sent++).handler()));
+    ASSERT_TRUE(pool->waitFor(sent));
+  }
+  EXPECT_EQ(server.connections(), 2);
+  pool->runAll();
+  for (auto& answer : answers) EXPECT_THAT(answer.wait(), IsAnswer(200, "ok"));
 }
 
 TEST(Connection, IsNotInheritedByProgramsThatTheHostStarts) {

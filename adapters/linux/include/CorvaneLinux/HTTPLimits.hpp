@@ -17,7 +17,7 @@ struct HTTPLimits {
   /// So many idle clients may keep their connections for as long as that.
   std::size_t idleClients = 64;
   /// Where more are idle, those that were so the longest keep theirs only for this long.
-  std::chrono::seconds idleConnectionBeyond{5};
+  std::chrono::seconds idleConnectionBeyond{1};
   /// Of a body after inflating, in bytes.
   std::size_t body = 16u << 20;
   /// Of all header lines of an answer together, in bytes.
