@@ -118,10 +118,6 @@ NSError transferError(const TransferFailure& failure) {
     case CURLE_SSL_ISSUER_ERROR:
     case CURLE_SSL_INVALIDCERTSTATUS:
       return untrusted(failure);
-    case CURLE_SSL_CACERT_BADFILE:
-      return urlError::make(
-          urlError::serverCertificateUntrusted, "The certificate of " + failure.host + " cannot be checked",
-          "this machine has no certificate authorities", "Install the package ca-certificates.");
     case CURLE_SSL_CONNECT_ERROR:
     case CURLE_SSL_CIPHER:
     case CURLE_SSL_CERTPROBLEM:

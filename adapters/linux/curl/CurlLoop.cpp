@@ -119,20 +119,14 @@ void CurlLoop::startWaiting() noexcept {
 void CurlLoop::start(Pool& pool, std::shared_ptr<Exchange> exchange) noexcept {
   try {
     if (!pool.share) pool.share = std::make_shared<CurlShare>();
-    std::string authoritiesFile;
     if (exchange->target().origin->secure) {
-      if (!authorities_) {
-        auto opened = CertificateBundle::open(extraCAFile_);
-        if (!opened) {
-          exchange->setOutcome(Result<HTTPResponse, NSError>::failure(std::move(opened).error()));
-          return answer(std::move(exchange));
-        }
-        authorities_ = std::move(opened).value();
+      if (auto error = openAuthorities()) {
+        exchange->setOutcome(Result<HTTPResponse, NSError>::failure(*std::move(error)));
+        return answer(std::move(exchange));
       }
-      authoritiesFile = authorities_->path();
     }
     auto transfer = takeRested();
-    transfer.mapped()->begin(exchange, pool.share, authoritiesFile);
+    transfer.mapped()->begin(exchange, pool.share, authorities_ ? &*authorities_ : nullptr);
     const auto added = transfers_.insert(std::move(transfer)).position;
     if (curl_multi_add_handle(multi_.get(), added->first) != CURLM_OK) {
       transfers_.erase(added);
@@ -142,6 +136,14 @@ void CurlLoop::start(Pool& pool, std::shared_ptr<Exchange> exchange) noexcept {
   } catch (const std::bad_alloc&) {
     answer(std::move(exchange));
   }
+}
+
+std::optional<NSError> CurlLoop::openAuthorities() {
+  if (authorities_ && authorities_->isFresh(std::chrono::steady_clock::now())) return std::nullopt;
+  auto opened = Authorities::open(extraCAFile_);
+  if (!opened) return std::move(opened).error();
+  authorities_ = std::move(opened).value();
+  return std::nullopt;
 }
 
 void CurlLoop::collectFinished() noexcept {

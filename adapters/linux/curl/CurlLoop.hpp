@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Authorities.hpp"
 #include "Bell.hpp"
-#include "CertificateBundle.hpp"
 #include "CurlTransfer.hpp"
 #include "Mailbox.hpp"
 
@@ -55,6 +55,7 @@ class CurlLoop {
   void sweep() noexcept;
   void startWaiting() noexcept;
   void start(Pool& pool, std::shared_ptr<Exchange> exchange) noexcept;
+  std::optional<NSError> openAuthorities();
   void collectFinished() noexcept;
   void handOver() noexcept;
   std::chrono::milliseconds closeIdle() noexcept;
@@ -72,7 +73,7 @@ class CurlLoop {
   const std::shared_ptr<Queue> pool_;
   const std::shared_ptr<Mailbox> mailbox_;
   const Bell bell_;
-  std::optional<CertificateBundle> authorities_;
+  std::optional<Authorities> authorities_;
   std::unique_ptr<CURLM, MultiDeleter> multi_;
   std::unordered_map<const ClientState*, Pool> pools_;
   Transfers transfers_;

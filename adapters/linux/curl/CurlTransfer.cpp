@@ -67,11 +67,11 @@ void CurlTransfer::set(CURLoption option, Value value) {
 }
 
 void CurlTransfer::begin(std::shared_ptr<Exchange> exchange, std::shared_ptr<CurlShare> share,
-                         const std::string& authoritiesFile) {
+                         const Authorities* authorities) {
   exchange_ = std::move(exchange);
   share_ = std::move(share);
   set(CURLOPT_SHARE, share_->handle());
-  setTarget(authoritiesFile);
+  setTarget(authorities);
   setMethod();
   setHeaders();
 }
@@ -108,21 +108,19 @@ void CurlTransfer::setSecurity() {
   set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
   set(CURLOPT_SSL_VERIFYPEER, 1L);
   set(CURLOPT_SSL_VERIFYHOST, 2L);
-  // libcurl keeps parsed authorities between connections only without a folder of them.
-  set(CURLOPT_CAPATH, static_cast<char*>(nullptr));
-  set(CURLOPT_PROXY_CAPATH, static_cast<char*>(nullptr));
+  // Not libcurl's way to load authorities, which takes the whole bundle.
+  for (const auto option : {CURLOPT_CAINFO, CURLOPT_CAPATH, CURLOPT_PROXY_CAINFO, CURLOPT_PROXY_CAPATH})
+    set(option, static_cast<char*>(nullptr));
+  set(CURLOPT_SSL_CTX_FUNCTION, &Authorities::install);
 }
 
-void CurlTransfer::setTarget(const std::string& authoritiesFile) {
+void CurlTransfer::setTarget(const Authorities* authorities) {
   const RequestTarget& target = exchange_->target();
   set(CURLOPT_CURLU, target.origin->url.get());
   set(CURLOPT_URL, target.origin->text.c_str());  // only spares libcurl to put it together again
   set(CURLOPT_REQUEST_TARGET, target.path.c_str());
   set(CURLOPT_PROXY, target.origin->loopback ? "" : static_cast<const char*>(nullptr));
-  if (authoritiesFile.empty() || authoritiesFile == authoritiesFile_) return;
-  set(CURLOPT_CAINFO, authoritiesFile.c_str());
-  set(CURLOPT_PROXY_CAINFO, authoritiesFile.c_str());
-  authoritiesFile_ = authoritiesFile;
+  set(CURLOPT_SSL_CTX_DATA, authorities);
 }
 
 void CurlTransfer::setMethod() {

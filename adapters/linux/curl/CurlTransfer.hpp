@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Authorities.hpp"
 #include "CurlShare.hpp"
 #include "Exchange.hpp"
 #include "HeaderLines.hpp"
@@ -35,7 +36,7 @@ class CurlTransfer {
 
   /// Takes an exchange on; the handle can be given to libcurl. One that throws std::bad_alloc is of no further use.
   void begin(std::shared_ptr<Exchange> exchange, std::shared_ptr<CurlShare> share,
-             const std::string& authoritiesFile);
+             const Authorities* authorities);
   /// Whether the handle, now that it is done with an exchange, can take another one on. It cannot when libcurl had to
   /// repeat the request: it allows so many repeats for the whole life of a handle. Nor when an address failed before
   /// another one worked: the handle would tell that error again for a later request.
@@ -59,7 +60,7 @@ class CurlTransfer {
   void set(CURLoption option, Value value);
   void setSecurity();
   void setLimits();
-  void setTarget(const std::string& authoritiesFile);
+  void setTarget(const Authorities* authorities);
   void setMethod();
   void setHeaders();
 
@@ -79,7 +80,6 @@ class CurlTransfer {
   HeaderLines headers_;
   std::array<char, CURL_ERROR_SIZE> libraryText_{};
   std::unique_ptr<CURL, HandleDeleter> handle_;
-  std::string authoritiesFile_;  // as the handle knows it
 
   HTTPResponse response_;
   int socketError_ = 0;

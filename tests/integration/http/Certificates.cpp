@@ -16,9 +16,9 @@ void require(bool good) {
   if (!good) throw std::runtime_error("OpenSSL could not make a certificate");
 }
 
-void addExtension(X509* certificate, int kind, const std::string& value) {
+void addExtension(X509* certificate, X509* issuer, int kind, const std::string& value) {
   X509V3_CTX context;
-  X509V3_set_ctx(&context, certificate, certificate, nullptr, nullptr, 0);
+  X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
   X509_EXTENSION* extension = X509V3_EXT_conf_nid(nullptr, &context, kind, value.c_str());
   require(extension && X509_add_ext(certificate, extension, -1) == 1);
   X509_EXTENSION_free(extension);
@@ -41,10 +41,25 @@ Identity unsignedIdentity(const std::string& name, Validity validity) {
   return identity;
 }
 
+void addExtension(X509* certificate, int kind, const std::string& value) {
+  addExtension(certificate, certificate, kind, value);
+}
+
 void sign(Identity& identity, const Identity& issuer) {
   X509* certificate = identity.certificate.get();
+  if (certificate != issuer.certificate.get())
+    addExtension(certificate, issuer.certificate.get(), NID_authority_key_identifier, "keyid");
   X509_set_issuer_name(certificate, X509_get_subject_name(issuer.certificate.get()));
   require(X509_sign(certificate, issuer.key.get(), EVP_sha256()) > 0);
+}
+
+Identity unsignedAuthority(const std::string& name) {
+  Identity authority = unsignedIdentity(name, Validity::now);
+  X509* certificate = authority.certificate.get();
+  addExtension(certificate, NID_basic_constraints, "critical,CA:TRUE");
+  addExtension(certificate, NID_key_usage, "critical,keyCertSign,cRLSign");
+  addExtension(certificate, NID_subject_key_identifier, "hash");
+  return authority;
 }
 
 std::string alternativeName(const std::string& host) {
@@ -62,11 +77,15 @@ std::string Identity::pem() const {
 }
 
 Identity makeAuthority(const std::string& name) {
-  Identity authority = unsignedIdentity(name, Validity::now);
-  addExtension(authority.certificate.get(), NID_basic_constraints, "critical,CA:TRUE");
-  addExtension(authority.certificate.get(), NID_key_usage, "critical,keyCertSign,cRLSign");
+  Identity authority = unsignedAuthority(name);
   sign(authority, authority);
   return authority;
+}
+
+Identity makeIntermediate(const Identity& authority, const std::string& name) {
+  Identity intermediate = unsignedAuthority(name);
+  sign(intermediate, authority);
+  return intermediate;
 }
 
 Identity makeServerIdentity(const Identity& authority, const std::string& host, Validity validity) {

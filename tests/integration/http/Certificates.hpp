@@ -26,6 +26,8 @@ struct Identity {
 enum class Validity { now, past };
 
 Identity makeAuthority(const std::string& name);
+/// An authority that another one vouches for.
+Identity makeIntermediate(const Identity& authority, const std::string& name);
 /// For a DNS name, or "127.0.0.1".
 Identity makeServerIdentity(const Identity& authority, const std::string& host,
                             Validity validity = Validity::now);

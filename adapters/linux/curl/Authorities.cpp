@@ -1,0 +1,160 @@
+#include "Authorities.hpp"
+
+#include "URLErrors.hpp"
+
+#include <openssl/bio.h>
+#include <openssl/err.h>
+#include <openssl/pem.h>
+#include <openssl/ssl.h>
+#include <openssl/x509.h>
+#include <openssl/x509v3.h>
+
+#include <filesystem>
+#include <fstream>
+#include <new>
+#include <optional>
+#include <sstream>
+#include <utility>
+
+namespace corvane {
+namespace {
+
+struct BIODeleter {
+  void operator()(BIO* bio) const { BIO_free(bio); }
+};
+struct InfosDeleter {
+  void operator()(STACK_OF(X509_INFO) * infos) const { sk_X509_INFO_pop_free(infos, X509_INFO_free); }
+};
+using Infos = std::unique_ptr<STACK_OF(X509_INFO), InfosDeleter>;
+
+// The bundle that has not been read yet, kept by the store.
+
+void releaseBundle(void*, void* bundle, CRYPTO_EX_DATA*, int, long, void*) {
+  delete static_cast<std::string*>(bundle);
+}
+
+int bundleIndex() {
+  static const int index = X509_STORE_get_ex_new_index(0, nullptr, nullptr, nullptr, releaseBundle);
+  return index;
+}
+
+/// Whether there was one still to be read.
+bool readBundle(X509_STORE& store) noexcept {
+  const std::unique_ptr<std::string> bundle(
+      static_cast<std::string*>(X509_STORE_get_ex_data(&store, bundleIndex())));
+  if (!bundle) return false;
+  X509_STORE_set_ex_data(&store, bundleIndex(), nullptr);
+  X509_STORE_load_file(&store, bundle->c_str());  // one that cannot be read knows nobody
+  ERR_clear_error();
+  return true;
+}
+
+bool serverSentIssuer(X509_STORE_CTX& context, X509& certificate) noexcept {
+  auto* const sent = X509_STORE_CTX_get0_untrusted(&context);
+  for (int i = 0; i < sk_X509_num(sent); ++i) {
+    X509* const other = sk_X509_value(sent, i);
+    if (X509_check_issued(other, &certificate) == X509_V_OK && X509_cmp(other, &certificate) != 0)
+      return true;
+  }
+  return false;
+}
+
+// OpenSSL looks for each issuer among the authorities first, and then among what the server sent.
+int findIssuer(X509** issuer, X509_STORE_CTX* context, X509* certificate) noexcept {
+  const int found = X509_STORE_CTX_get1_issuer(issuer, context, certificate);
+  if (found != 0 || serverSentIssuer(*context, *certificate)) return found;
+  if (!readBundle(*X509_STORE_CTX_get0_store(context))) return found;
+  return X509_STORE_CTX_get1_issuer(issuer, context, certificate);
+}
+
+std::optional<std::string> contents(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) return std::nullopt;
+  std::ostringstream text;
+  text << file.rdbuf();
+  if (file.bad()) return std::nullopt;
+  return std::move(text).str();
+}
+
+Infos parsed(const std::string& pem) {
+  const std::unique_ptr<BIO, BIODeleter> bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
+  if (!bio) throw std::bad_alloc();
+  Infos infos(PEM_X509_INFO_read_bio(bio.get(), nullptr, nullptr, nullptr));
+  ERR_clear_error();
+  return infos;
+}
+
+/// How many certificates were among them.
+int add(STACK_OF(X509_INFO) & infos, X509_STORE& store) {
+  int count = 0;
+  for (int i = 0; i < sk_X509_INFO_num(&infos); ++i) {
+    X509* const certificate = sk_X509_INFO_value(&infos, i)->x509;
+    if (!certificate) continue;
+    if (X509_STORE_add_cert(&store, certificate) != 1) throw std::bad_alloc();
+    ++count;
+  }
+  return count;
+}
+
+bool exists(const SystemAuthorities& system) {
+  std::error_code ignored;
+  return std::filesystem::is_directory(system.folder, ignored) || std::ifstream(system.bundle).good();
+}
+
+}  // namespace
+
+SystemAuthorities SystemAuthorities::known() {
+  const auto* info = curl_version_info(CURLVERSION_NOW);
+  return {info->capath ? info->capath : "",
+          info->cainfo ? info->cainfo : "/etc/ssl/certs/ca-certificates.crt"};
+}
+
+Authorities::Authorities(const SystemAuthorities& system) : store_(X509_STORE_new()) {
+  if (!store_) throw std::bad_alloc();
+  // As libcurl sets them for a store of its own: an intermediate authority may be trusted without its root.
+  X509_STORE_set_flags(store_.get(), X509_V_FLAG_TRUSTED_FIRST | X509_V_FLAG_PARTIAL_CHAIN);
+  X509_STORE_set_get_issuer(store_.get(), findIssuer);
+  auto bundle = std::make_unique<std::string>(system.bundle);
+  if (X509_STORE_set_ex_data(store_.get(), bundleIndex(), bundle.get()) != 1) throw std::bad_alloc();
+  bundle.release();
+  if (system.folder.empty()) return;
+  auto* const lookup = X509_STORE_add_lookup(store_.get(), X509_LOOKUP_hash_dir());
+  if (!lookup || X509_LOOKUP_add_dir(lookup, system.folder.c_str(), X509_FILETYPE_PEM) != 1)
+    throw std::bad_alloc();
+}
+
+Result<Authorities, NSError> Authorities::open(const std::string& extraFile,
+                                               const SystemAuthorities& system) {
+  using Opened = Result<Authorities, NSError>;
+  // Not a handshake's failure, which would be tried again.
+  const auto refuse = [](std::string_view what, std::string_view why, std::string_view remedy) {
+    return Opened::failure(urlError::make(urlError::serverCertificateUntrusted, what, why, remedy));
+  };
+  Authorities authorities(system);
+  if (extraFile.empty()) {
+    if (!exists(system))
+      return refuse("The certificates of servers cannot be checked",
+                    "this machine has no certificate authorities", "Install the package ca-certificates.");
+    return Opened::success(std::move(authorities));
+  }
+  const auto refuseFile = [&](std::string_view why) {
+    return refuse("The certificate authorities in " + extraFile + " cannot be used", why,
+                  "Name a readable PEM file, or none.");
+  };
+  const auto extra = contents(extraFile);
+  if (!extra) return refuseFile("the file cannot be read");
+  const auto infos = parsed(*extra);
+  if (!infos) return refuseFile("it holds something that is no certificate");
+  if (add(*infos, *authorities.store_) == 0) return refuseFile("it holds no PEM certificate");
+  return Opened::success(std::move(authorities));
+}
+
+CURLcode Authorities::install(CURL*, void* context, void* authorities) noexcept {
+  // Without them nobody is trusted.
+  if (authorities)
+    SSL_CTX_set1_cert_store(static_cast<SSL_CTX*>(context),
+                            static_cast<const Authorities*>(authorities)->store());
+  return CURLE_OK;
+}
+
+}  // namespace corvane
