@@ -158,6 +158,30 @@ TEST_F(Save, AnAliasGoneInBetweenIsNotNeeded) {
   }
 }
 
+TEST_F(Save, AnItemThatCameIntoAnotherKeyringIsTakenOutAgainAndTheDefaultOneLookedAt) {
+  for (const auto* options : {"--moved-alias", "--moved-alias --prompt-for CreateAtAlias"}) {
+    auto& same = afterDeletion(options);
+    EXPECT_EQ(add(same, "ada", "new"), errSecSuccess) << options;
+    for (const auto* call : {"CreateAtAlias", "Delete", "ReadAlias", "CreateItem"})
+      EXPECT_EQ(calls(call), 1) << call << options;
+    EXPECT_EQ(secretOf(same, "ada"), "new") << options;
+  }
+}
+
+TEST_F(Save, AnItemThatCannotBeTakenOutOfAnotherKeyringFailsTheAddition) {
+  EXPECT_EQ(add(afterDeletion("--moved-alias --die-at Delete --die-after 1"), "ada"), errSecNotAvailable);
+  EXPECT_EQ(calls("CreateItem"), 0);
+}
+
+TEST_F(Save, AnItemIsMadeEvenIfTheServiceDoesNotSayWhere) {
+  for (const auto* options : {"--nameless", "--nameless --prompt-for CreateAtAlias"}) {
+    auto& same = afterDeletion(options);
+    EXPECT_EQ(add(same, "ada", "new"), errSecSuccess) << options;
+    EXPECT_EQ(calls("Delete"), 0) << options;
+    EXPECT_EQ(secretOf(same, "ada"), "new") << options;
+  }
+}
+
 TEST_F(Save, RefusedAccessIsToldAsSuch) {
   EXPECT_EQ(add(afterDeletion("--deny-at CreateAtAlias"), "ada"), errSecAuthFailed);
   EXPECT_EQ(calls("CreateItem"), 0);
