@@ -437,13 +437,10 @@ BusAnswer SecretServiceClient::writeItem(const std::string& collection, const Ne
   const GVariantPointer encrypted(
       g_variant_ref_sink(secret_service_encode_dbus_secret(service_.get(), value.get())));
   constexpr gboolean replace = FALSE;
-  Vacancy::adds();
-  auto answer = write({collection, collectionInterface, "CreateItem",
-                       g_variant_new("(@a{sv}@(oayays)b)", itemProperties(item.label, item.attributes),
-                                     encrypted.get(), replace),
-                       "(oo)"});
-  Vacancy::adds();
-  return answer;
+  return write({collection, collectionInterface, "CreateItem",
+                g_variant_new("(@a{sv}@(oayays)b)", itemProperties(item.label, item.attributes),
+                              encrypted.get(), replace),
+                "(oo)"});
 }
 
 void SecretServiceClient::finishCreation(BusAnswer answer) {
@@ -452,19 +449,18 @@ void SecretServiceClient::finishCreation(BusAnswer answer) {
   const char* prompt = nullptr;
   g_variant_get(value.get(), "(&o&o)", &path, &prompt);
   lastPath_ = path;
-  if (const auto outcome = answerOf(prompt)) {
-    lastPath_ = pathIn(outcome);
-    Vacancy::adds();
-  }
+  if (const auto outcome = answerOf(prompt)) lastPath_ = pathIn(outcome);
   if (lastPath_ == noItem) lastPath_.clear();
 }
 
 void SecretServiceClient::create(const NewItem& item) {
+  const Vacancy::Addition addition;
   finishCreation(writeItem(collection_, item));
 }
 
 bool SecretServiceClient::createAtOnce(const ItemAttributes& identity, const NewItem& item) {
   if (!vacancy_.isKnown() || identity != searched_) return false;
+  const Vacancy::Addition addition;
   auto answer = writeItem(defaultAlias, item);
   if (answer.error && tellsOfClosedDoor(*answer.error)) return false;
   finishCreation(std::move(answer));

@@ -49,7 +49,7 @@ class SecretServiceClient;
 /// Queries: as EncryptedFileKeychain. Of several items with the same identity, which other programs or a race of two
 /// processes may leave, the newest counts; a deletion removes them all. An addition right after the deletion of the same
 /// item, within a second, does not look once more whether it is there: another process that adds it in between is such a
-/// race, but nothing that this one adds.
+/// race, but nothing that this one was adding or has added by then.
 class SecretServiceKeychain : public Keychain {
  public:
   using ProblemHandler = std::function<void(const std::string& sentence)>;

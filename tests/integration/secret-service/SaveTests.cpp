@@ -1,5 +1,7 @@
 #include "FaultyKeyring.hpp"
 
+#include <future>
+
 // A deletion and the addition right after it, which is how a session is saved. The addition relies on what the deletion
 // saw, but on nothing older, and on nothing that may have changed.
 
@@ -103,6 +105,25 @@ TEST_F(Save, AnAdditionOfThisProcessOverAnotherConnectionIsFound) {
   EXPECT_EQ(add(other, "ada", "theirs"), errSecSuccess);
   EXPECT_EQ(add(same, "ada", "new"), errSecDuplicateItem);
   EXPECT_EQ(secretOf(same, "ada"), "theirs");
+}
+
+TEST_F(Save, ADeletionWhileThisProcessAddsOverAnotherConnectionDoesNotCount) {
+  start("--prompt-for CreateAtAlias --prompt wait");
+  auto limits = unhurried();
+  limits.prompt = impatientForPrompts().prompt;
+  auto& same = keychain(limits);
+  ASSERT_EQ(add(same, "ada"), errSecSuccess);
+  SecretServiceKeychain other({}, unhurried());
+  ASSERT_EQ(add(other, "bob"), errSecSuccess);
+  ASSERT_EQ(remove(other, "bob"), errSecSuccess);
+  auto adding = std::async(std::launch::async, [&other] { return add(other, "bob"); });
+  waitFor("Prompt");  // which nobody answers
+  EXPECT_EQ(remove(same, "ada"), errSecSuccess);
+  forgetCalls();
+  EXPECT_EQ(add(same, "ada"), errSecSuccess);
+  expectLook();
+  stop();
+  EXPECT_EQ(adding.get(), errSecNotAvailable);
 }
 
 TEST_F(Save, WhatWasSeenTooLongAgoDoesNotCount) {
