@@ -29,6 +29,7 @@ constexpr const char* defaultAlias = "/org/freedesktop/secrets/aliases/default";
 
 // Stands where there is no prompt (Secret Service API, "Prompts and Prompting").
 constexpr std::string_view noPrompt = "/";
+constexpr std::string_view noItem = "/";
 constexpr std::string_view noCollection = "/";
 
 // Without a builder, which reads a format for each of them.
@@ -138,6 +139,12 @@ bool mentions(GVariant* paths, const std::string& path) {
 /// Whether the error says that a collection takes nothing, being locked or not there: nothing was done.
 bool tellsOfClosedDoor(const GError& error) {
   return tellsOfLock(error) || tellsOfMissingObject(error);
+}
+
+/// Where a prompt says that the item was made, or nothing.
+std::string pathIn(const GVariantPointer& outcome) {
+  if (!g_variant_is_of_type(outcome.get(), G_VARIANT_TYPE_OBJECT_PATH)) return {};
+  return g_variant_get_string(outcome.get(), nullptr);
 }
 
 KeychainProblem stillLocked() {
@@ -430,13 +437,10 @@ BusAnswer SecretServiceClient::writeItem(const std::string& collection, const Ne
   const GVariantPointer encrypted(
       g_variant_ref_sink(secret_service_encode_dbus_secret(service_.get(), value.get())));
   constexpr gboolean replace = FALSE;
-  Vacancy::adds();
-  auto answer = write({collection, collectionInterface, "CreateItem",
-                       g_variant_new("(@a{sv}@(oayays)b)", itemProperties(item.label, item.attributes),
-                                     encrypted.get(), replace),
-                       "(oo)"});
-  Vacancy::adds();
-  return answer;
+  return write({collection, collectionInterface, "CreateItem",
+                g_variant_new("(@a{sv}@(oayays)b)", itemProperties(item.label, item.attributes),
+                              encrypted.get(), replace),
+                "(oo)"});
 }
 
 void SecretServiceClient::finishCreation(BusAnswer answer) {
@@ -444,16 +448,19 @@ void SecretServiceClient::finishCreation(BusAnswer answer) {
   const char* path = nullptr;
   const char* prompt = nullptr;
   g_variant_get(value.get(), "(&o&o)", &path, &prompt);
-  lastPath_ = prompt == noPrompt ? path : "";
-  if (answerOf(prompt)) Vacancy::adds();
+  lastPath_ = path;
+  if (const auto outcome = answerOf(prompt)) lastPath_ = pathIn(outcome);
+  if (lastPath_ == noItem) lastPath_.clear();
 }
 
 void SecretServiceClient::create(const NewItem& item) {
+  const Vacancy::Addition addition;
   finishCreation(writeItem(collection_, item));
 }
 
 bool SecretServiceClient::createAtOnce(const ItemAttributes& identity, const NewItem& item) {
   if (!vacancy_.isKnown() || identity != searched_) return false;
+  const Vacancy::Addition addition;
   auto answer = writeItem(defaultAlias, item);
   if (answer.error && tellsOfClosedDoor(*answer.error)) return false;
   finishCreation(std::move(answer));

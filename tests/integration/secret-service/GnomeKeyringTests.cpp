@@ -97,11 +97,11 @@ TEST_F(GnomeKeyring, TakesASaveUnderItsAliasWithoutASecondLook) {
   startMonitor();
   EXPECT_EQ(keychain.SecItemDelete(ada()), errSecSuccess);
   EXPECT_EQ(add("new"), errSecSuccess);
-  const auto traffic = seenUntil("member=CreateItem");
-  for (const auto* call : {"member=ReadAlias", "member=Get\n"}) EXPECT_THAT(traffic, Not(HasSubstr(call)));
   std::string secret;
   EXPECT_EQ(read(&secret), errSecSuccess);
   EXPECT_EQ(secret, "new");
+  const auto traffic = seenUntil("member=GetSecrets");
+  for (const auto* call : {"member=ReadAlias", "member=Get\n"}) EXPECT_THAT(traffic, Not(HasSubstr(call)));
   EXPECT_EQ(add("again"), errSecDuplicateItem);
 }
 

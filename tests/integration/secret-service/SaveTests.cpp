@@ -1,5 +1,7 @@
 #include "FaultyKeyring.hpp"
 
+#include <future>
+
 // A deletion and the addition right after it, which is how a session is saved. The addition relies on what the deletion
 // saw, but on nothing older, and on nothing that may have changed.
 
@@ -105,6 +107,25 @@ TEST_F(Save, AnAdditionOfThisProcessOverAnotherConnectionIsFound) {
   EXPECT_EQ(secretOf(same, "ada"), "theirs");
 }
 
+TEST_F(Save, ADeletionWhileThisProcessAddsOverAnotherConnectionDoesNotCount) {
+  start("--prompt-for CreateAtAlias --prompt wait");
+  auto limits = unhurried();
+  limits.prompt = impatientForPrompts().prompt;
+  auto& same = keychain(limits);
+  ASSERT_EQ(add(same, "ada"), errSecSuccess);
+  SecretServiceKeychain other({}, unhurried());
+  ASSERT_EQ(add(other, "bob"), errSecSuccess);
+  ASSERT_EQ(remove(other, "bob"), errSecSuccess);
+  auto adding = std::async(std::launch::async, [&other] { return add(other, "bob"); });
+  waitFor("Prompt");  // which nobody answers
+  EXPECT_EQ(remove(same, "ada"), errSecSuccess);
+  forgetCalls();
+  EXPECT_EQ(add(same, "ada"), errSecSuccess);
+  expectLook();
+  stop();
+  EXPECT_EQ(adding.get(), errSecNotAvailable);
+}
+
 TEST_F(Save, WhatWasSeenTooLongAgoDoesNotCount) {
   EXPECT_EQ(add(afterDeletion({}, {.look = std::chrono::milliseconds(0)}), "ada"), errSecSuccess);
   expectLook();
@@ -155,6 +176,30 @@ TEST_F(Save, AnAliasGoneInBetweenIsNotNeeded) {
     EXPECT_EQ(add(same, "ada", "new"), errSecSuccess) << name;
     EXPECT_EQ(calls("CreateItem"), 1) << name;
     EXPECT_EQ(secretOf(same, "ada"), "new") << name;
+  }
+}
+
+TEST_F(Save, AnItemThatCameIntoAnotherKeyringIsTakenOutAgainAndTheDefaultOneLookedAt) {
+  for (const auto* options : {"--moved-alias", "--moved-alias --prompt-for CreateAtAlias"}) {
+    auto& same = afterDeletion(options);
+    EXPECT_EQ(add(same, "ada", "new"), errSecSuccess) << options;
+    for (const auto* call : {"CreateAtAlias", "Delete", "ReadAlias", "CreateItem"})
+      EXPECT_EQ(calls(call), 1) << call << options;
+    EXPECT_EQ(secretOf(same, "ada"), "new") << options;
+  }
+}
+
+TEST_F(Save, AnItemThatCannotBeTakenOutOfAnotherKeyringFailsTheAddition) {
+  EXPECT_EQ(add(afterDeletion("--moved-alias --die-at Delete --die-after 1"), "ada"), errSecNotAvailable);
+  EXPECT_EQ(calls("CreateItem"), 0);
+}
+
+TEST_F(Save, AnItemIsMadeEvenIfTheServiceDoesNotSayWhere) {
+  for (const auto* options : {"--nameless", "--nameless --prompt-for CreateAtAlias"}) {
+    auto& same = afterDeletion(options);
+    EXPECT_EQ(add(same, "ada", "new"), errSecSuccess) << options;
+    EXPECT_EQ(calls("Delete"), 0) << options;
+    EXPECT_EQ(secretOf(same, "ada"), "new") << options;
   }
 }
 
