@@ -288,7 +288,7 @@ TEST(Connection, OfTheClientThatIsIdleTheLongestIsClosedEarlierWhereManyAre) {
   HTTPFixture http(limits);
   const auto clients = idleClients(http, 4, server.url());
   EXPECT_TRUE(departure.waitFor(2));
-  for (const std::size_t client : {2, 3})
+  for (const auto client : {2u, 3u})
     EXPECT_THAT(HTTPFixture::perform(*clients.at(client), makeRequest("GET", server.url())),
                 IsAnswer(200, "ok"));
   EXPECT_EQ(server.connections(), 4);

@@ -130,7 +130,7 @@ TEST_F(ProgramOutputs, HoldNoSecretInAnyCommandNorInWhatTheBrowserIsStartedWith)
 
 TEST_F(ProgramOutputs, GoToFilesThatNobodyElseMayReadUnderAnyUmask) {
   namespace fs = std::filesystem;
-  for (const mode_t mask : {0000, 0022, 0077, 0777}) {
+  for (const mode_t mask : {0000U, 0022U, 0077U, 0777U}) {
     SCOPED_TRACE(mask);
     // Nothing of this test itself is made while the mask holds: 0777 would lock it out of its own files.
     auto started =
