@@ -333,7 +333,8 @@ class HeldQueue final : public Queue {
 TEST(Connection, IsNotIdleWhileAnAnswerWaitsForThePool) {
   const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
   HTTPLimits limits;
-  limits.idleConnection = 0s;
+  limits.idleClients = 0;
+  limits.idleConnectionBeyond = 0s;
   const auto pool = std::make_shared<HeldQueue>();
   CurlNetwork network({limits, {}, "Corvane/test (gzip)", pool});
   const auto client = network.makeClient();
