@@ -2,10 +2,14 @@
 
 #include "Certificates.hpp"
 #include "HTTPFixture.hpp"
+#include "ScriptedServer.hpp"
+#include "curl/CurlLibrary.hpp"
+#include "curl/CurlTransfer.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gmock/gmock.h>
 #include <openssl/err.h>
+#include <openssl/pem.h>
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
 
@@ -194,6 +198,37 @@ TEST_F(AuthoritiesTest, OfABundleThatCouldNotBeReadAreFoundOnceItCan) {
 TEST_F(AuthoritiesTest, OfTheBundleDoNotMakeAnExpiredServerTrusted) {
   putIntoBundle(root);
   EXPECT_FALSE(trusts(open(), makeServerIdentity(root, leafName(), Validity::past)));
+}
+
+/// A request on a new connection.
+CURLcode request(CURLM* multi, const Authorities& authorities, const std::string& url) {
+  Origins origins;
+  const auto exchange = std::make_shared<Exchange>(
+      makeRequest("GET", url), 1000, std::make_shared<ClientState>(), std::make_shared<Mailbox>());
+  exchange->setTarget(RequestTarget::vet(exchange->request(), origins).value());
+  CurlTransfer transfer(TransferSettings{});
+  transfer.begin(exchange, std::make_shared<CurlShare>(), &authorities);
+  curl_multi_add_handle(multi, transfer.handle());
+  int running = 0;
+  while (curl_multi_perform(multi, &running) == CURLM_OK && running > 0)
+    curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
+  int left = 0;
+  const CURLMsg* message = curl_multi_info_read(multi, &left);
+  const auto code = message ? message->data.result : CURLE_GOT_NOTHING;
+  curl_multi_remove_handle(multi, transfer.handle());
+  return code;
+}
+
+TEST_F(AuthoritiesTest, ThatAreOpenedLaterReplaceTheFormer) {
+  ASSERT_TRUE(prepareCurlLibrary());
+  const ScriptedServer server({makeServerIdentity(root, leafName())}, alwaysAnswer(httpAnswer("ok")));
+  const std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi(curl_multi_init(), &curl_multi_cleanup);
+  auto authorities = open(TemporaryFile(root.pem()).path());
+  EXPECT_EQ(request(multi.get(), authorities, server.url(leafName(), "/")), CURLE_OK);
+  authorities = open();
+  EXPECT_EQ(request(multi.get(), authorities, server.url(leafName(), "/")), CURLE_PEER_FAILED_VERIFICATION);
+  authorities = open(TemporaryFile(root.pem()).path());
+  EXPECT_EQ(request(multi.get(), authorities, server.url(leafName(), "/")), CURLE_OK);
 }
 
 TEST_F(AuthoritiesTest, OutliveWhatTheyWereOpenedAs) {
