@@ -87,9 +87,10 @@ std::optional<std::string> contents(const std::string& path) {
 }
 
 Infos parsed(const std::string& pem) {
+  char noPassword[] = "";  // instead of a question in the terminal
   const std::unique_ptr<BIO, BIODeleter> bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
   if (!bio) throw std::bad_alloc();
-  Infos infos(PEM_X509_INFO_read_bio(bio.get(), nullptr, nullptr, nullptr));
+  Infos infos(PEM_X509_INFO_read_bio(bio.get(), nullptr, nullptr, noPassword));
   ERR_clear_error();
   return infos;
 }

@@ -276,6 +276,26 @@ TEST_F(AuthoritiesTest, InADamagedFileOfTheHostsAreRefusedByName) {
   EXPECT_THAT(refused.error().localizedDescription(), HasSubstr("no certificate"));
 }
 
+/// A certificate in a PEM file that asks for a password.
+std::string encryptedPEM(const Identity& identity, const std::string& password) {
+  const std::unique_ptr<BIO, decltype(&BIO_free)> memory(BIO_new(BIO_s_mem()), &BIO_free);
+  const auto* key = reinterpret_cast<const unsigned char*>(password.c_str());
+  EXPECT_EQ(PEM_ASN1_write_bio(reinterpret_cast<i2d_of_void*>(&i2d_X509), PEM_STRING_X509, memory.get(),
+                               identity.certificate.get(), EVP_aes_128_cbc(), key,
+                               static_cast<int>(password.size()), nullptr, nullptr),
+            1);
+  char* text = nullptr;
+  const long size = BIO_get_mem_data(memory.get(), &text);
+  return {text, static_cast<std::size_t>(size)};
+}
+
+TEST_F(AuthoritiesTest, OfTheHostNeverHaveAPasswordAskedFor) {
+  const TemporaryFile open(encryptedPEM(root, ""));
+  EXPECT_TRUE(Authorities::open(open.path(), system).isSuccess());
+  const TemporaryFile locked(encryptedPEM(root, "password"));
+  EXPECT_FALSE(Authorities::open(locked.path(), system).isSuccess());
+}
+
 // What most users have.
 TEST(SystemsAuthorities, OfThisMachineAreThere) {
   EXPECT_TRUE(Authorities::open({}).isSuccess());
