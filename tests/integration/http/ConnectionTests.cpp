@@ -351,6 +351,23 @@ TEST(Connection, IsNotIdleWhileAnAnswerWaitsForThePool) {
   for (auto& answer : answers) EXPECT_THAT(answer.wait(), IsAnswer(200, "ok"));
 }
 
+TEST(Connection, IsClosedOnceThePoolHasTakenTheAnswerItWaitedFor) {
+  Departure departure;
+  const ScriptedServer server(departure.script());
+  HTTPLimits limits;
+  limits.idleClients = 0;
+  limits.idleConnectionBeyond = 0s;
+  const auto pool = std::make_shared<HeldQueue>();
+  CurlNetwork network({limits, {}, "Corvane/test (gzip)", pool});
+  const auto client = network.makeClient();
+  AwaitedAnswer answer;
+  const auto ticket = client->send(makeRequest("GET", server.url()), answer.handler());
+  ASSERT_TRUE(pool->waitFor(1));
+  pool->runAll();
+  EXPECT_THAT(answer.wait(), IsAnswer(200, "ok"));
+  EXPECT_TRUE(departure.waitFor(1));
+}
+
 TEST(Connection, IsNotInheritedByProgramsThatTheHostStarts) {
   const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
   HTTPFixture http;
