@@ -109,7 +109,9 @@ int add(STACK_OF(X509_INFO) & infos, X509_STORE& store) {
 
 bool exists(const SystemAuthorities& system) {
   std::error_code ignored;
-  return std::filesystem::is_directory(system.folder, ignored) || std::ifstream(system.bundle).good();
+  const bool isInFolder = std::filesystem::is_directory(system.folder, ignored) &&
+                          !std::filesystem::is_empty(system.folder, ignored);
+  return isInFolder || std::ifstream(system.bundle).good();
 }
 
 }  // namespace

@@ -188,6 +188,7 @@ TEST_F(AuthoritiesTest, ThatHaveExpiredAreNotTrusted) {
 }
 
 TEST_F(AuthoritiesTest, OfABundleThatCouldNotBeReadAreFoundOnceItCan) {
+  putIntoFolder(makeAuthority("Other"));
   auto authorities = open();
   const auto server = makeServerIdentity(root, leafName());
   EXPECT_FALSE(trusts(authorities, server));
@@ -221,6 +222,7 @@ CURLcode request(CURLM* multi, const Authorities& authorities, const std::string
 
 TEST_F(AuthoritiesTest, ThatAreOpenedLaterReplaceTheFormer) {
   ASSERT_TRUE(prepareCurlLibrary());
+  putIntoFolder(makeAuthority("Other"));
   const ScriptedServer server({makeServerIdentity(root, leafName())}, alwaysAnswer(httpAnswer("ok")));
   const std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi(curl_multi_init(), &curl_multi_cleanup);
   auto authorities = open(TemporaryFile(root.pem()).path());
@@ -251,12 +253,14 @@ TEST_F(AuthoritiesTest, AreReadAnewAfterADay) {
 }
 
 TEST_F(AuthoritiesTest, OfASystemThatHasNoneAreRefusedByName) {
-  system.folder = (place.path() / "none").string();
-  const auto refused = Authorities::open({}, system);
-  ASSERT_FALSE(refused.isSuccess());
-  EXPECT_EQ(refused.error().code(), -1202);
-  EXPECT_THAT(refused.error().localizedDescription(), HasSubstr("no certificate authorities"));
-  EXPECT_THAT(refused.error().localizedDescription(), HasSubstr("ca-certificates"));
+  for (const auto& folder : {system.folder, (place.path() / "none").string()}) {  // an empty one, and none
+    system.folder = folder;
+    const auto refused = Authorities::open({}, system);
+    ASSERT_FALSE(refused.isSuccess()) << folder;
+    EXPECT_EQ(refused.error().code(), -1202);
+    EXPECT_THAT(refused.error().localizedDescription(), HasSubstr("no certificate authorities"));
+    EXPECT_THAT(refused.error().localizedDescription(), HasSubstr("ca-certificates"));
+  }
 }
 
 TEST_F(AuthoritiesTest, OfTheHostAreEnoughWithoutASystems) {
