@@ -7,7 +7,7 @@
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
-#include <openssl/x509v3.h>
+#include <openssl/x509_vfy.h>
 
 #include <filesystem>
 #include <fstream>
@@ -21,6 +21,9 @@ namespace {
 
 struct BIODeleter {
   void operator()(BIO* bio) const { BIO_free(bio); }
+};
+struct ContextDeleter {
+  void operator()(X509_STORE_CTX* context) const { X509_STORE_CTX_free(context); }
 };
 struct InfosDeleter {
   void operator()(STACK_OF(X509_INFO) * infos) const { sk_X509_INFO_pop_free(infos, X509_INFO_free); }
@@ -38,33 +41,40 @@ int bundleIndex() {
   return index;
 }
 
-/// Whether there was one still to be read.
+/// Whether there was one still to be read, and it could be. One that could not, such as for want of descriptors, is
+/// tried again for the next server that is not trusted.
 bool readBundle(X509_STORE& store) noexcept {
-  const std::unique_ptr<std::string> bundle(
-      static_cast<std::string*>(X509_STORE_get_ex_data(&store, bundleIndex())));
+  auto* const bundle = static_cast<std::string*>(X509_STORE_get_ex_data(&store, bundleIndex()));
   if (!bundle) return false;
-  X509_STORE_set_ex_data(&store, bundleIndex(), nullptr);
-  X509_STORE_load_file(&store, bundle->c_str());  // one that cannot be read knows nobody
+  const bool isRead = X509_STORE_load_file(&store, bundle->c_str()) == 1;
   ERR_clear_error();
+  if (!isRead) return false;
+  X509_STORE_set_ex_data(&store, bundleIndex(), nullptr);
+  delete bundle;
   return true;
 }
 
-bool serverSentIssuer(X509_STORE_CTX& context, X509& certificate) noexcept {
-  auto* const sent = X509_STORE_CTX_get0_untrusted(&context);
-  for (int i = 0; i < sk_X509_num(sent); ++i) {
-    X509* const other = sk_X509_value(sent, i);
-    if (X509_check_issued(other, &certificate) == X509_V_OK && X509_cmp(other, &certificate) != 0)
-      return true;
-  }
-  return false;
+/// A context serves for one check only, so this one takes a second, with the same wishes and the store as it is now.
+bool verifyAgain(X509_STORE_CTX& context) noexcept {
+  const std::unique_ptr<X509_STORE_CTX, ContextDeleter> again(X509_STORE_CTX_new());
+  if (!again ||
+      X509_STORE_CTX_init(again.get(), X509_STORE_CTX_get0_store(&context),
+                          X509_STORE_CTX_get0_cert(&context), X509_STORE_CTX_get0_untrusted(&context)) != 1 ||
+      X509_VERIFY_PARAM_set1(X509_STORE_CTX_get0_param(again.get()), X509_STORE_CTX_get0_param(&context)) !=
+          1)
+    return false;
+  const bool trusted = X509_verify_cert(again.get()) == 1;
+  X509_STORE_CTX_set_error(&context, X509_STORE_CTX_get_error(again.get()));
+  X509_STORE_CTX_set_error_depth(&context, X509_STORE_CTX_get_error_depth(again.get()));
+  X509_STORE_CTX_set0_verified_chain(&context, X509_STORE_CTX_get1_chain(again.get()));
+  return trusted;
 }
 
-// OpenSSL looks for each issuer among the authorities first, and then among what the server sent.
-int findIssuer(X509** issuer, X509_STORE_CTX* context, X509* certificate) noexcept {
-  const int found = X509_STORE_CTX_get1_issuer(issuer, context, certificate);
-  if (found != 0 || serverSentIssuer(*context, *certificate)) return found;
-  if (!readBundle(*X509_STORE_CTX_get0_store(context))) return found;
-  return X509_STORE_CTX_get1_issuer(issuer, context, certificate);
+// Which issuers are missing shows only when a whole chain has failed: a server may send one that leads to an authority
+// nobody knows any more, beside which the bundle has a newer one.
+int verify(X509_STORE_CTX* context, void*) noexcept {
+  if (X509_verify_cert(context) == 1) return 1;
+  return readBundle(*X509_STORE_CTX_get0_store(context)) && verifyAgain(*context) ? 1 : 0;
 }
 
 std::optional<std::string> contents(const std::string& path) {
@@ -77,9 +87,10 @@ std::optional<std::string> contents(const std::string& path) {
 }
 
 Infos parsed(const std::string& pem) {
+  char noPassword[] = "";  // instead of a question in the terminal
   const std::unique_ptr<BIO, BIODeleter> bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
   if (!bio) throw std::bad_alloc();
-  Infos infos(PEM_X509_INFO_read_bio(bio.get(), nullptr, nullptr, nullptr));
+  Infos infos(PEM_X509_INFO_read_bio(bio.get(), nullptr, nullptr, noPassword));
   ERR_clear_error();
   return infos;
 }
@@ -98,7 +109,9 @@ int add(STACK_OF(X509_INFO) & infos, X509_STORE& store) {
 
 bool exists(const SystemAuthorities& system) {
   std::error_code ignored;
-  return std::filesystem::is_directory(system.folder, ignored) || std::ifstream(system.bundle).good();
+  const bool isInFolder = std::filesystem::is_directory(system.folder, ignored) &&
+                          !std::filesystem::is_empty(system.folder, ignored);
+  return isInFolder || std::ifstream(system.bundle).good();
 }
 
 }  // namespace
@@ -113,7 +126,6 @@ Authorities::Authorities(const SystemAuthorities& system) : store_(X509_STORE_ne
   if (!store_) throw std::bad_alloc();
   // As libcurl sets them for a store of its own: an intermediate authority may be trusted without its root.
   X509_STORE_set_flags(store_.get(), X509_V_FLAG_TRUSTED_FIRST | X509_V_FLAG_PARTIAL_CHAIN);
-  X509_STORE_set_get_issuer(store_.get(), findIssuer);
   auto bundle = std::make_unique<std::string>(system.bundle);
   if (X509_STORE_set_ex_data(store_.get(), bundleIndex(), bundle.get()) != 1) throw std::bad_alloc();
   bundle.release();
@@ -150,10 +162,10 @@ Result<Authorities, NSError> Authorities::open(const std::string& extraFile,
 }
 
 CURLcode Authorities::install(CURL*, void* context, void* authorities) noexcept {
-  // Without them nobody is trusted.
-  if (authorities)
-    SSL_CTX_set1_cert_store(static_cast<SSL_CTX*>(context),
-                            static_cast<const Authorities*>(authorities)->store());
+  if (!authorities) return CURLE_OK;  // without them nobody is trusted
+  auto* const tls = static_cast<SSL_CTX*>(context);
+  SSL_CTX_set1_cert_store(tls, static_cast<const Authorities*>(authorities)->store());
+  SSL_CTX_set_cert_verify_callback(tls, verify, nullptr);
   return CURLE_OK;
 }
 

@@ -25,7 +25,7 @@ struct SystemAuthorities {
 ///
 /// The problem: a system has some 140 of them, and parsing them all takes as long as twenty requests, for the one or two that
 /// a process meets. The idea: OpenSSL asks for one at a time. The host's own are read at once; the system's are looked up
-/// in its folder, and only an issuer that neither knows has the system's bundle read, once.
+/// in its folder, and only a server that both do not make trusted has the system's bundle read, once, and is checked again.
 ///
 /// Lifetime: the connections made with it share the store.
 /// Threads: one, as the store changes while it is used.

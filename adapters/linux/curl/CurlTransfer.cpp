@@ -111,6 +111,8 @@ void CurlTransfer::setSecurity() {
   // Not libcurl's way to load authorities, which takes the whole bundle.
   for (const auto option : {CURLOPT_CAINFO, CURLOPT_CAPATH, CURLOPT_PROXY_CAINFO, CURLOPT_PROXY_CAPATH})
     set(option, static_cast<char*>(nullptr));
+  // Before 8.3 it would put the store of its cache, which is the first one of ours, in the place of a later one.
+  set(CURLOPT_CA_CACHE_TIMEOUT, 0L);
   set(CURLOPT_SSL_CTX_FUNCTION, &Authorities::install);
 }
 

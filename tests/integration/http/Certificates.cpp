@@ -24,6 +24,11 @@ void addExtension(X509* certificate, X509* issuer, int kind, const std::string& 
   X509_EXTENSION_free(extension);
 }
 
+void setValidity(X509* certificate, Validity validity) {
+  X509_gmtime_adj(X509_getm_notBefore(certificate), -10 * day);
+  X509_gmtime_adj(X509_getm_notAfter(certificate), validity == Validity::now ? day : -day);
+}
+
 Identity unsignedIdentity(const std::string& name, Validity validity) {
   Identity identity{std::unique_ptr<X509, CertificateDeleter>(X509_new()),
                     std::unique_ptr<EVP_PKEY, KeyDeleter>(EVP_EC_gen("P-256"))};
@@ -33,8 +38,7 @@ Identity unsignedIdentity(const std::string& name, Validity validity) {
   require(RAND_bytes(reinterpret_cast<unsigned char*>(&serial), sizeof serial) == 1);
   X509_set_version(certificate, X509_VERSION_3);
   ASN1_INTEGER_set_uint64(X509_get_serialNumber(certificate), serial >> 1);
-  X509_gmtime_adj(X509_getm_notBefore(certificate), -10 * day);
-  X509_gmtime_adj(X509_getm_notAfter(certificate), validity == Validity::now ? day : -day);
+  setValidity(certificate, validity);
   X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_UTF8,
                              reinterpret_cast<const unsigned char*>(name.c_str()), -1, -1, 0);
   X509_set_pubkey(certificate, identity.key.get());
@@ -86,6 +90,15 @@ Identity makeIntermediate(const Identity& authority, const std::string& name) {
   Identity intermediate = unsignedAuthority(name);
   sign(intermediate, authority);
   return intermediate;
+}
+
+Identity makeReissued(const Identity& authority, const Identity& issuer, Validity validity) {
+  Identity reissued{std::unique_ptr<X509, CertificateDeleter>(X509_dup(authority.certificate.get())),
+                    std::unique_ptr<EVP_PKEY, KeyDeleter>(EVP_PKEY_dup(authority.key.get()))};
+  require(reissued.certificate && reissued.key);
+  setValidity(reissued.certificate.get(), validity);
+  sign(reissued, issuer);
+  return reissued;
 }
 
 Identity makeServerIdentity(const Identity& authority, const std::string& host, Validity validity) {

@@ -28,6 +28,8 @@ enum class Validity { now, past };
 Identity makeAuthority(const std::string& name);
 /// An authority that another one vouches for.
 Identity makeIntermediate(const Identity& authority, const std::string& name);
+/// The same authority, name and key, in another certificate that `issuer` signs.
+Identity makeReissued(const Identity& authority, const Identity& issuer, Validity validity = Validity::now);
 /// For a DNS name, or "127.0.0.1".
 Identity makeServerIdentity(const Identity& authority, const std::string& host,
                             Validity validity = Validity::now);

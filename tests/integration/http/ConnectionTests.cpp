@@ -333,7 +333,8 @@ class HeldQueue final : public Queue {
 TEST(Connection, IsNotIdleWhileAnAnswerWaitsForThePool) {
   const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
   HTTPLimits limits;
-  limits.idleConnection = 0s;
+  limits.idleClients = 0;
+  limits.idleConnectionBeyond = 0s;
   const auto pool = std::make_shared<HeldQueue>();
   CurlNetwork network({limits, {}, "Corvane/test (gzip)", pool});
   const auto client = network.makeClient();
@@ -348,6 +349,23 @@ TEST(Connection, IsNotIdleWhileAnAnswerWaitsForThePool) {
   EXPECT_EQ(server.connections(), 2);
   pool->runAll();
   for (auto& answer : answers) EXPECT_THAT(answer.wait(), IsAnswer(200, "ok"));
+}
+
+TEST(Connection, IsClosedOnceThePoolHasTakenTheAnswerItWaitedFor) {
+  Departure departure;
+  const ScriptedServer server(departure.script());
+  HTTPLimits limits;
+  limits.idleClients = 0;
+  limits.idleConnectionBeyond = 0s;
+  const auto pool = std::make_shared<HeldQueue>();
+  CurlNetwork network({limits, {}, "Corvane/test (gzip)", pool});
+  const auto client = network.makeClient();
+  AwaitedAnswer answer;
+  const auto ticket = client->send(makeRequest("GET", server.url()), answer.handler());
+  ASSERT_TRUE(pool->waitFor(1));
+  pool->runAll();
+  EXPECT_THAT(answer.wait(), IsAnswer(200, "ok"));
+  EXPECT_TRUE(departure.waitFor(1));
 }
 
 TEST(Connection, IsNotInheritedByProgramsThatTheHostStarts) {

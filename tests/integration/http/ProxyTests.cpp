@@ -55,6 +55,21 @@ TEST(Proxy, OfTheEnvironmentIsAskedForATunnel) {
   EXPECT_THAT(asked, testing::StartsWith("CONNECT drive.example.com:443 HTTP/1.1\r\n"));
 }
 
+TEST(Proxy, OverTLSIsAskedOnlyIfItIsTrusted) {
+  const auto authority = makeAuthority("Corvane test authority");
+  const TemporaryFile authorityFile(authority.pem());
+  const auto askWith = [&](Identity identity) {
+    const ScriptedServer proxy({std::move(identity)},
+                               alwaysAnswer("HTTP/1.1 403 No\r\nContent-Length: 0\r\n\r\n"));
+    const ScopedVariable environment("https_proxy", proxy.url("localhost", ""));
+    HTTPFixture http({}, authorityFile.path());
+    return http.get("https://drive.example.com/");
+  };
+  EXPECT_THAT(askWith(makeServerIdentity(authority, "localhost")), IsURLError(-1004));
+  EXPECT_THAT(askWith(makeServerIdentity(authority, "drive.example.com")), IsURLError(-1202));
+  EXPECT_THAT(askWith(makeServerIdentity(makeAuthority("Unknown"), "localhost")), IsURLError(-1202));
+}
+
 TEST(Proxy, ThatWantsAnotherPasswordShowsNone) {
   const ScriptedServer proxy(answerAndClose(
       "HTTP/1.1 407 No\r\nProxy-Authenticate: Basic realm=\"hunter2\"\r\nContent-Length: 0\r\n\r\n"));
