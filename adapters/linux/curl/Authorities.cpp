@@ -14,6 +14,7 @@
 #include <new>
 #include <optional>
 #include <sstream>
+#include <string_view>
 #include <utility>
 
 namespace corvane {
@@ -114,12 +115,19 @@ bool exists(const SystemAuthorities& system) {
   return isInFolder || std::ifstream(system.bundle).good();
 }
 
+// A libcurl with several libraries names those that are not in use in brackets.
+bool isOpenSSL(std::string_view reader) {
+  const auto found = reader.find("OpenSSL");
+  return found == 0 || (found != reader.npos && reader[found - 1] != '(');
+}
+
 }  // namespace
 
 SystemAuthorities SystemAuthorities::known() {
   const auto* info = curl_version_info(CURLVERSION_NOW);
   return {info->capath ? info->capath : "",
-          info->cainfo ? info->cainfo : "/etc/ssl/certs/ca-certificates.crt"};
+          info->cainfo ? info->cainfo : "/etc/ssl/certs/ca-certificates.crt",
+          info->ssl_version ? info->ssl_version : "none"};
 }
 
 Authorities::Authorities(const SystemAuthorities& system) : store_(X509_STORE_new()) {
@@ -142,6 +150,9 @@ Result<Authorities, NSError> Authorities::open(const std::string& extraFile,
   const auto refuse = [](std::string_view what, std::string_view why, std::string_view remedy) {
     return Opened::failure(urlError::make(urlError::serverCertificateUntrusted, what, why, remedy));
   };
+  if (!isOpenSSL(system.reader))
+    return refuse("The certificates of servers cannot be checked",
+                  "this libcurl's TLS library is " + system.reader, "Use a libcurl with OpenSSL.");
   Authorities authorities(system);
   if (extraFile.empty()) {
     if (!exists(system))

@@ -42,7 +42,8 @@ class CurlLoop {
     unsigned running = 0;
     ExchangeQueue waiting;
   };
-  /// Clients that have connections and no request under way, or no answer that waits to be taken.
+  /// Clients that have connections and no request under way. One whose answer waits for the pool is none that has been so
+  /// the longest.
   struct Idle {
     Pool* longest = nullptr;
     std::chrono::steady_clock::time_point since;  // of the longest

@@ -113,7 +113,6 @@ void CurlTransfer::setSecurity() {
     set(option, static_cast<char*>(nullptr));
   // Before 8.3 it would put the store of its cache, which is the first one of ours, in the place of a later one.
   set(CURLOPT_CA_CACHE_TIMEOUT, 0L);
-  set(CURLOPT_SSL_CTX_FUNCTION, &Authorities::install);
 }
 
 void CurlTransfer::setTarget(const Authorities* authorities) {
@@ -122,6 +121,8 @@ void CurlTransfer::setTarget(const Authorities* authorities) {
   set(CURLOPT_URL, target.origin->text.c_str());  // only spares libcurl to put it together again
   set(CURLOPT_REQUEST_TARGET, target.path.c_str());
   set(CURLOPT_PROXY, target.origin->loopback ? "" : static_cast<const char*>(nullptr));
+  // Known to a libcurl with OpenSSL only, which is what they were opened for.
+  if (authorities) set(CURLOPT_SSL_CTX_FUNCTION, &Authorities::install);
   set(CURLOPT_SSL_CTX_DATA, authorities);
 }
 

@@ -263,6 +263,19 @@ TEST_F(AuthoritiesTest, OfASystemThatHasNoneAreRefusedByName) {
   }
 }
 
+TEST_F(AuthoritiesTest, AreRefusedWhereLibcurlsTLSLibraryIsAnother) {
+  putIntoBundle(root);
+  for (const auto* other : {"GnuTLS/3.7.9", "(OpenSSL/3.0.19) wolfSSL/5.5", "none"}) {
+    system.reader = other;
+    const auto refused = Authorities::open({}, system);
+    ASSERT_FALSE(refused.isSuccess());
+    EXPECT_EQ(refused.error().code(), -1202);
+    EXPECT_THAT(refused.error().localizedDescription(), HasSubstr(other));
+  }
+  system.reader = "(GnuTLS/3.7.9) OpenSSL/3.0.19";
+  EXPECT_TRUE(Authorities::open({}, system).isSuccess());
+}
+
 TEST_F(AuthoritiesTest, OfTheHostAreEnoughWithoutASystems) {
   system.folder.clear();
   const TemporaryFile file(root.pem());
