@@ -191,7 +191,8 @@ TEST(LinuxQueues, LeaveNoThreadBehind) {
     LinuxQueues queues = makeLinuxQueues();
     queues.taskPool->async([] {});
     queues = {};
-    ASSERT_EQ(queueThreads(), 0);
+    // The kernel lists a thread for a moment after whoever waited for its end goes on.
+    ASSERT_TRUE(eventually([] { return queueThreads() == 0; }));
   }
 }
 
