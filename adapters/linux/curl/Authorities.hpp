@@ -24,8 +24,8 @@ struct SystemAuthorities {
 
 /// The certificate authorities that servers are checked against: the system's and the host's own.
 ///
-/// The problem: a system has some 140 of them, and parsing them all takes as long as twenty requests, for the one or two that
-/// a process meets. The idea: OpenSSL asks for one at a time. The host's own are read at once; the system's are looked up
+/// The problem: a system has some 140 of them, and parsing them all takes 20 ms, for the one or two that a process
+/// meets. The idea: OpenSSL asks for one at a time. The host's own are read at once; the system's are looked up
 /// in its folder, and only a server that both do not make trusted has the system's bundle read, once, and is checked again.
 ///
 /// Lifetime: the connections made with it share the store.

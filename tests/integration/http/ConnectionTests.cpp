@@ -330,13 +330,18 @@ class HeldQueue final : public Queue {
   std::vector<Block> blocks_;
 };
 
-TEST(Connection, IsNotIdleWhileAnAnswerWaitsForThePool) {
-  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
+/// A network that closes a client's connections as soon as it is idle.
+CurlNetwork impatientNetwork(std::shared_ptr<Queue> pool) {
   HTTPLimits limits;
   limits.idleClients = 0;
   limits.idleConnectionBeyond = 0s;
+  return CurlNetwork({limits, {}, "Corvane/test (gzip)", std::move(pool)});
+}
+
+TEST(Connection, IsNotIdleWhileAnAnswerWaitsForThePool) {
+  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
   const auto pool = std::make_shared<HeldQueue>();
-  CurlNetwork network({limits, {}, "Corvane/test (gzip)", pool});
+  auto network = impatientNetwork(pool);
   const auto client = network.makeClient();
   const auto other = network.makeClient();
   std::array<AwaitedAnswer, 3> answers;
@@ -354,11 +359,8 @@ TEST(Connection, IsNotIdleWhileAnAnswerWaitsForThePool) {
 TEST(Connection, IsClosedOnceThePoolHasTakenTheAnswerItWaitedFor) {
   Departure departure;
   const ScriptedServer server(departure.script());
-  HTTPLimits limits;
-  limits.idleClients = 0;
-  limits.idleConnectionBeyond = 0s;
   const auto pool = std::make_shared<HeldQueue>();
-  CurlNetwork network({limits, {}, "Corvane/test (gzip)", pool});
+  auto network = impatientNetwork(pool);
   const auto client = network.makeClient();
   AwaitedAnswer answer;
   const auto ticket = client->send(makeRequest("GET", server.url()), answer.handler());
