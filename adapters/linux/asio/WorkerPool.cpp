@@ -82,18 +82,61 @@ void WorkerPool::enqueue(Block block) {
 
 void WorkerPool::run(Block block) noexcept {
   Block next;
+  std::shared_ptr<SideJob> job;
   while (block) {
     waiting_.fetch_sub(1);
     busy_.fetch_add(1);
     watchIfStarved();
     blockAtEnd = &next;
+    SideJob::tray() = &job;
     block();
     block = Block();  // what it held is dropped while this worker still counts as busy
+    SideJob::tray() = nullptr;
     blockAtEnd = nullptr;
+    if (job && next)
+      std::exchange(job, nullptr)->decline();
+    else if (job)
+      next = doJob(std::exchange(job, nullptr));
     busy_.fetch_sub(1);
     finished_.fetch_add(1);
     block = std::exchange(next, Block());
   }
+}
+
+// Side jobs
+
+// The worker counts as busy meanwhile. Of a post that finds all workers busy and a job that is about to begin, at least
+// one sees the other: each makes itself known before it looks.
+Block WorkerPool::doJob(std::shared_ptr<SideJob> job) noexcept {
+  bool isTheOnly = false;
+  {
+    const std::lock_guard lock(jobMutex_);
+    isTheOnly = !job_;
+    if (isTheOnly) {
+      job_ = job;
+      jobIsOver_.store(false);
+    }
+  }
+  if (!isTheOnly) {
+    job->decline();
+    return {};
+  }
+  Block next;
+  if (isStarved())
+    job->decline();
+  else
+    next = job->work(jobIsOver_);
+  if (next) waiting_.fetch_add(1);
+  const std::lock_guard lock(jobMutex_);
+  job_ = nullptr;
+  return next;
+}
+
+/// False if nobody can be called back.
+bool WorkerPool::callBackJob() noexcept {
+  const std::lock_guard lock(jobMutex_);
+  if (job_ && !jobIsOver_.exchange(true)) job_->callBack();
+  return job_ != nullptr;
 }
 
 // Timers
@@ -183,7 +226,7 @@ void WorkerPool::dropTimers() noexcept {
 // Supervision
 
 void WorkerPool::watchIfStarved() noexcept {
-  if (waiting_.load() <= 0 || busy_.load() < workers_.load()) return;
+  if (!isStarved() || callBackJob()) return;
   if (watched_.load() || watched_.exchange(true)) return;
   try {
     boost::asio::post(clockContext_, [this] {
@@ -209,7 +252,7 @@ void WorkerPool::superviseSoon() {
 }
 
 void WorkerPool::supervise() {
-  if (waiting_.load() <= 0 || busy_.load() < workers_.load()) {
+  if (!isStarved()) {
     watched_.store(false);
     watchIfStarved();  // it may have starved again before anyone could see that nobody watches
     return;

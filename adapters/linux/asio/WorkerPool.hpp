@@ -2,6 +2,7 @@
 
 #include "asio/QueueTuning.hpp"
 #include "asio/Timer.hpp"
+#include "SideJob.hpp"
 
 #include <CorvanePlatform/Queue.hpp>
 
@@ -63,6 +64,9 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
 
   void enqueue(Block block);
   void run(Block block) noexcept;
+  Block doJob(std::shared_ptr<SideJob> job) noexcept;
+  bool callBackJob() noexcept;
+  bool isStarved() const noexcept { return waiting_.load() > 0 && busy_.load() >= workers_.load(); }
   void watchIfStarved() noexcept;
   void superviseSoon();
   void supervise();
@@ -91,6 +95,10 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
   std::atomic<int> workers_{0};
   std::atomic<unsigned> finished_{0};  // blocks, wrapping around
   std::atomic<bool> watched_{false};   // the supervisor is awake
+
+  std::mutex jobMutex_;
+  std::shared_ptr<SideJob> job_;  // what a worker does now that can be called back; at most one does
+  std::atomic<bool> jobIsOver_{false};
 
   // The supervisor's own, on the clock's thread.
   boost::asio::steady_timer supervisor_;

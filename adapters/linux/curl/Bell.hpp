@@ -8,7 +8,7 @@
 
 namespace corvane {
 
-/// What wakes the network thread from its sockets. libcurl's own wake-up is a pair of sockets, which costs three times
+/// What wakes the thread that drives the loop from its sockets. libcurl's own wake-up is a pair of sockets, which costs three times
 /// as much.
 class Bell {
  public:
@@ -21,6 +21,9 @@ class Bell {
   Bell& operator=(const Bell&) = delete;
 
   int descriptor() const noexcept { return descriptor_; }
+  void ring() const noexcept {
+    ::eventfd_write(descriptor_, 1);  // fails only when it has been rung 2^64 times
+  }
   /// Makes it silent again.
   void silence() const noexcept {
     eventfd_t rung = 0;

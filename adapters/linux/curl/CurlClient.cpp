@@ -11,7 +11,7 @@ CurlClient::~CurlClient() {
 
 std::shared_ptr<Cancellable> CurlClient::send(HTTPRequest request, HTTPHandler handler) {
   auto exchange =
-      std::make_shared<Exchange>(std::move(request), core_->limits().body, state_, core_->mailbox());
+      std::make_shared<Exchange>(std::move(request), core_->limits().body, state_, core_->driver());
   state_->add(exchange, std::move(handler));
   try {
     core_->submit(exchange);
@@ -25,12 +25,12 @@ std::shared_ptr<Cancellable> CurlClient::send(HTTPRequest request, HTTPHandler h
 void CurlClient::cancelAll() {
   const auto cancelled = state_->takeAll();
   for (const auto& [key, entry] : cancelled) entry.exchange->markCancelled();
-  core_->mailbox()->poke();
+  core_->driver()->poke();
 }
 
 void CurlClient::resetSession() {
   ++state_->generation;
-  core_->mailbox()->poke();
+  core_->driver()->poke();
 }
 
 }  // namespace corvane

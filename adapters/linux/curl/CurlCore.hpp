@@ -1,8 +1,8 @@
 #pragma once
 
+#include "CurlDriver.hpp"
 #include "CurlNetwork.hpp"
 #include "Exchange.hpp"
-#include "Mailbox.hpp"
 
 #include <memory>
 #include <mutex>
@@ -20,16 +20,16 @@ class CurlCore {
   CurlCore& operator=(const CurlCore&) = delete;
 
   const HTTPLimits& limits() const { return options_.limits; }
-  const std::shared_ptr<Mailbox>& mailbox() const { return mailbox_; }
+  const std::shared_ptr<CurlDriver>& driver() const { return driver_; }
 
-  /// Vets the request and gives it to the network thread, or has the pool deliver what is wrong with it.
+  /// Vets the request and gives it to the loop, or has the pool deliver what is wrong with it.
   void submit(const std::shared_ptr<Exchange>& exchange);
 
  private:
   void startOnce();
 
   const CurlNetwork::Options options_;
-  const std::shared_ptr<Mailbox> mailbox_ = std::make_shared<Mailbox>();
+  const std::shared_ptr<CurlDriver> driver_ = std::make_shared<CurlDriver>();
   Origins origins_;
   std::mutex starting_;
   std::thread thread_;

@@ -30,46 +30,35 @@ std::chrono::seconds mayIdle(const HTTPLimits& limits, std::size_t clients) {
 
 }  // namespace
 
-CurlLoop::CurlLoop(TransferSettings settings, std::string extraCAFile, std::shared_ptr<Queue> pool,
-                   std::shared_ptr<Mailbox> mailbox)
+CurlLoop::CurlLoop(TransferSettings settings, std::string extraCAFile, std::shared_ptr<Queue> pool)
     : settings_(std::move(settings)),
       extraCAFile_(std::move(extraCAFile)),
       pool_(std::move(pool)),
-      mailbox_(std::move(mailbox)),
       multi_(curl_multi_init()) {
   if (!multi_) throw std::system_error(ENOMEM, std::generic_category());
   rested_.reserve(mostRested);
   curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, long{maxRunningPerClient});
-  mailbox_->setBell(bell_.descriptor());
 }
 
 CurlLoop::~CurlLoop() {
-  mailbox_->setBell(-1);
   for (auto each = transfers_.begin(); each != transfers_.end();) each = drop(each);
   pools_.clear();
 }
 
-void CurlLoop::run() noexcept {
-  for (;;) {
-    auto mail = mailbox_->take();
-    if (mail.stop) return;
-    admit(std::move(mail.requests));
-    if (mail.sweep) sweep();
-    startWaiting();
-    int running = 0;
-    curl_multi_perform(multi_.get(), &running);
-    collectFinished();
-    startWaiting();
-    const auto sleep = closeIdle();
-    handOver();
-    waitFor(answered_.empty() ? sleep : std::min(sleep, untilPoolTakesIt));
-  }
+void CurlLoop::work(Mail mail) noexcept {
+  admit(std::move(mail.requests));
+  if (mail.sweep) sweep();
+  startWaiting();
+  int running = 0;
+  curl_multi_perform(multi_.get(), &running);
+  collectFinished();
+  startWaiting();
 }
 
-void CurlLoop::waitFor(std::chrono::milliseconds sleep) noexcept {
-  curl_waitfd bell{bell_.descriptor(), CURL_WAIT_POLLIN, 0};
-  curl_multi_poll(multi_.get(), &bell, 1, static_cast<int>(sleep.count()), nullptr);
-  if (bell.revents) bell_.silence();
+void CurlLoop::wait(std::chrono::milliseconds longest, const Bell& bell) noexcept {
+  curl_waitfd listening{bell.descriptor(), CURL_WAIT_POLLIN, 0};
+  curl_multi_poll(multi_.get(), &listening, 1, static_cast<int>(longest.count()), nullptr);
+  if (listening.revents) bell.silence();
 }
 
 void CurlLoop::admit(ExchangeQueue requests) noexcept {
@@ -203,19 +192,29 @@ void CurlLoop::answer(std::shared_ptr<Exchange> exchange) noexcept {
   answered_.push(std::move(exchange));
 }
 
-void CurlLoop::handOver() noexcept {
-  while (!answered_.empty()) {
-    try {
-      answered_.front()->post(*pool_);
-    } catch (const std::exception&) {
-      return;  // out of memory or threads; tried again soon
-    }
+Block CurlLoop::takeAnswer() noexcept {
+  if (answered_.empty()) return {};
+  try {
+    auto block = answered_.front()->answering();
     answered_.pop();
+    return block;
+  } catch (const std::bad_alloc&) {
+    return {};
   }
 }
 
-/// Closes the connections of clients that have long had nothing to send and nothing to take: libcurl would not use them again, but close them only
-/// with the next request. Handles that have rested for long go too. Gives the time until there may be more of them.
+bool CurlLoop::handOver() noexcept {
+  while (!answered_.empty()) {
+    try {
+      pool_->async(answered_.front()->answering());
+    } catch (const std::exception&) {
+      return false;  // out of memory or threads
+    }
+    answered_.pop();
+  }
+  return true;
+}
+
 std::chrono::milliseconds CurlLoop::closeIdle() noexcept {
   const auto now = std::chrono::steady_clock::now();
   auto sleep = untilWoken;

@@ -3,7 +3,7 @@
 #include "Authorities.hpp"
 #include "Bell.hpp"
 #include "CurlTransfer.hpp"
-#include "Mailbox.hpp"
+#include "ExchangeQueue.hpp"
 
 #include <CorvanePlatform/Queue.hpp>
 
@@ -17,19 +17,44 @@
 
 namespace corvane {
 
-/// What the network thread does: takes mail, lets libcurl work, and hands answers to the pool. It never runs
-/// any of the host's code, and never waits for anything but its sockets and its mail.
+/// What is done for the requests of a network: takes mail, lets libcurl work, and hands answers to the pool. It never runs
+/// any of the host's code, and never waits for anything but its sockets and the bell.
+///
+/// Threads: one at a time, whichever drives it (`CurlDriver`).
 class CurlLoop {
  public:
+  struct Mail {
+    ExchangeQueue requests;
+    /// Something was cancelled, reset or closed.
+    bool sweep = false;
+
+    bool isEmpty() const noexcept { return requests.empty() && !sweep; }
+  };
+
   /// Throws std::system_error when the machine gives no multi handle or no descriptor.
-  CurlLoop(TransferSettings settings, std::string extraCAFile, std::shared_ptr<Queue> pool,
-           std::shared_ptr<Mailbox> mailbox);
+  CurlLoop(TransferSettings settings, std::string extraCAFile, std::shared_ptr<Queue> pool);
   ~CurlLoop();
   CurlLoop(const CurlLoop&) = delete;
   CurlLoop& operator=(const CurlLoop&) = delete;
 
-  /// Until the mailbox says stop.
-  void run() noexcept;
+  /// Does all that can be done without waiting.
+  void work(Mail mail) noexcept;
+  /// Whether requests are under way.
+  bool isRunning() const noexcept { return !transfers_.empty(); }
+
+  bool hasAnswers() const noexcept { return !answered_.empty(); }
+  /// The first answer, for the caller to run instead of the pool; none when there is no memory for it.
+  Block takeAnswer() noexcept;
+  /// Posts the answers to the pool. False if it cannot take them now.
+  bool handOver() noexcept;
+
+  /// Closes the connections of clients that have long had nothing to send and nothing to take: libcurl would not use
+  /// them again, but close them only with the next request. Handles that have rested for long go too. Gives the time
+  /// until there may be more of them.
+  std::chrono::milliseconds closeIdle() noexcept;
+
+  /// Until there is something to do, or the bell rings.
+  void wait(std::chrono::milliseconds longest, const Bell& bell) noexcept;
 
  private:
   struct MultiDeleter {
@@ -58,9 +83,6 @@ class CurlLoop {
   void start(Pool& pool, std::shared_ptr<Exchange> exchange) noexcept;
   std::optional<NSError> openAuthorities();
   void collectFinished() noexcept;
-  void handOver() noexcept;
-  std::chrono::milliseconds closeIdle() noexcept;
-  void waitFor(std::chrono::milliseconds sleep) noexcept;
   Idle longestIdle() noexcept;
 
   Transfers::node_type end(Transfers::iterator transfer) noexcept;
@@ -72,8 +94,6 @@ class CurlLoop {
   const TransferSettings settings_;
   const std::string extraCAFile_;
   const std::shared_ptr<Queue> pool_;
-  const std::shared_ptr<Mailbox> mailbox_;
-  const Bell bell_;
   std::optional<Authorities> authorities_;
   std::unique_ptr<CURLM, MultiDeleter> multi_;
   std::unordered_map<const ClientState*, Pool> pools_;

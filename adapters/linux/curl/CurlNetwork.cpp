@@ -4,7 +4,6 @@
 #include "CurlCore.hpp"
 #include "CurlErrors.hpp"
 #include "CurlLibrary.hpp"
-#include "CurlLoop.hpp"
 #include "SignalsBlocked.hpp"
 
 #include <pthread.h>
@@ -22,7 +21,7 @@ CurlCore::CurlCore(CurlNetwork::Options options) : options_(std::move(options)) 
 
 CurlCore::~CurlCore() {
   if (!thread_.joinable()) return;
-  mailbox_->stop();
+  driver_->stop();
   if (thread_.get_id() == std::this_thread::get_id())
     thread_.detach();  // a pool that runs its blocks at once; the loop ends by itself
   else
@@ -33,7 +32,7 @@ void CurlCore::submit(const std::shared_ptr<Exchange>& exchange) {
   const auto fail = [&](NSError error) {
     exchange->forgetRequest();
     exchange->setOutcome(Result<HTTPResponse, NSError>::failure(std::move(error)));
-    exchange->post(*options_.pool);
+    options_.pool->async(exchange->answering());
   };
   auto target = RequestTarget::vet(exchange->request(), origins_);
   if (!target) return fail(std::move(target).error());
@@ -43,17 +42,17 @@ void CurlCore::submit(const std::shared_ptr<Exchange>& exchange) {
   } catch (const std::system_error& error) {
     return fail(noNetworkThreadError(exchange->target().display(), error.code().message()));
   }
-  mailbox_->post(exchange);
+  driver_->post(exchange);
 }
 
 void CurlCore::startOnce() {
   const std::lock_guard lock(starting_);
   if (thread_.joinable()) return;
   if (!prepareCurlLibrary()) throw std::system_error(ENOMEM, std::generic_category());
-  auto loop = std::make_unique<CurlLoop>(TransferSettings{options_.limits, options_.userAgent},
-                                         options_.extraCAFile, options_.pool, mailbox_);
+  driver_->adopt(std::make_unique<CurlLoop>(TransferSettings{options_.limits, options_.userAgent},
+                                            options_.extraCAFile, options_.pool));
   const SignalsBlocked masked;  // SIGPIPE too: OpenSSL writes to broken connections
-  thread_ = std::thread([loop = std::move(loop)] { loop->run(); });
+  thread_ = std::thread([driver = driver_] { driver->runThread(); });
   pthread_setname_np(thread_.native_handle(), "corvane-http");
 }
 

@@ -1,5 +1,6 @@
 #include "Exchange.hpp"
 
+#include "CurlDriver.hpp"
 #include "CurlErrors.hpp"
 #include "GzipInflater.hpp"
 
@@ -32,21 +33,21 @@ void dropHeader(HTTPResponse& response, std::string_view name) {
 }  // namespace
 
 Exchange::Exchange(HTTPRequest request, std::size_t bodyLimit, std::shared_ptr<ClientState> client,
-                   std::shared_ptr<Mailbox> mailbox)
+                   std::shared_ptr<CurlDriver> driver)
     : request_(std::move(request)),
       bodyLimit_(bodyLimit),
       client_(std::move(client)),
-      mailbox_(std::move(mailbox)) {}
+      driver_(std::move(driver)) {}
 
 void Exchange::cancel() noexcept {
   const HTTPHandler handler = client_->take(*this);
   if (!handler) return;
   markCancelled();
-  mailbox_->poke();
+  driver_->poke();
 }
 
-void Exchange::post(Queue& pool) {
-  pool.async([self = shared_from_this()] { self->answer(); });
+Block Exchange::answering() {
+  return [self = shared_from_this()] { self->answer(); };
 }
 
 void Exchange::answer() {

@@ -2,7 +2,6 @@
 
 #include "ClientState.hpp"
 #include "HTTPClient.hpp"
-#include "Mailbox.hpp"
 #include "RequestTarget.hpp"
 
 #include <CorvanePlatform/Queue.hpp>
@@ -13,18 +12,20 @@
 
 namespace corvane {
 
-/// One request and its answer, on the way from the caller's thread over the network thread to the pool.
+class CurlDriver;
+
+/// One request and its answer, on the way from the caller's thread over the loop to the pool.
 ///
-/// It is in one place at a time, so its parts need no lock: the network thread owns them from `Mailbox::post`
-/// to `post`, the pool afterwards. Only `cancel` comes from anywhere. The handler lies in the client's book
+/// It is in one place at a time, so its parts need no lock: whoever drives the loop owns them from
+/// `CurlDriver::post` to `answering`, the pool afterwards. Only `cancel` comes from anywhere. The handler lies in the client's book
 /// meanwhile.
 class Exchange final : public Cancellable, public std::enable_shared_from_this<Exchange> {
  public:
   Exchange(HTTPRequest request, std::size_t bodyLimit, std::shared_ptr<ClientState> client,
-           std::shared_ptr<Mailbox> mailbox);
+           std::shared_ptr<CurlDriver> driver);
 
-  /// Releases the handler on the calling thread, outside every lock, and has the network thread drop the
-  /// transfer.
+  /// Releases the handler on the calling thread, outside every lock, and has the transfer
+  /// dropped.
   void cancel() noexcept override;
   void markCancelled() noexcept { cancelled_ = true; }
   bool isCancelled() const noexcept { return cancelled_; }
@@ -40,9 +41,9 @@ class Exchange final : public Cancellable, public std::enable_shared_from_this<E
   /// The answer as it came, or what kept it from coming. One that has neither ran out of memory.
   void setOutcome(Result<HTTPResponse, NSError> outcome) { outcome_.emplace(std::move(outcome)); }
 
-  /// Has the pool inflate the body and call the handler. Throws, and may be called again, when memory is
+  /// Inflates the body and calls the handler; for a worker of the pool. Throws, and may be called again, when memory is
   /// short.
-  void post(Queue& pool);
+  Block answering();
 
  private:
   friend class ExchangeQueue;
@@ -55,7 +56,7 @@ class Exchange final : public Cancellable, public std::enable_shared_from_this<E
   RequestTarget target_;
   std::size_t bodyLimit_;
   std::shared_ptr<ClientState> client_;
-  std::shared_ptr<Mailbox> mailbox_;
+  std::shared_ptr<CurlDriver> driver_;
   std::optional<Result<HTTPResponse, NSError>> outcome_;
   std::atomic<bool> cancelled_{false};
   std::shared_ptr<Exchange> next_;  // in an ExchangeQueue

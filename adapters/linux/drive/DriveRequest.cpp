@@ -62,6 +62,7 @@ void DriveRequest::send(Attempt attempt, Secret token) {
   request.body = call.body;
 
   const auto phase = beginPhase();
+  const EndOfBlock end;  // of the one that signed the request, or of the one that brought its token
   phase->set(client->send(std::move(request), [weak = weak_from_this(), attempt, token = std::move(token)](
                                                   Result<HTTPResponse, NSError> result) {
     if (const auto self = weak.lock()) self->responseArrived(attempt, token, std::move(result));

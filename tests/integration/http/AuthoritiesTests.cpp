@@ -205,7 +205,7 @@ TEST_F(AuthoritiesTest, OfTheBundleDoNotMakeAnExpiredServerTrusted) {
 CURLcode request(CURLM* multi, const Authorities& authorities, const std::string& url) {
   Origins origins;
   const auto exchange = std::make_shared<Exchange>(
-      makeRequest("GET", url), 1000, std::make_shared<ClientState>(), std::make_shared<Mailbox>());
+      makeRequest("GET", url), 1000, std::make_shared<ClientState>(), std::make_shared<CurlDriver>());
   exchange->setTarget(RequestTarget::vet(exchange->request(), origins).value());
   CurlTransfer transfer(TransferSettings{});
   transfer.begin(exchange, std::make_shared<CurlShare>(), &authorities);
