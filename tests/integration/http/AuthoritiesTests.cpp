@@ -3,6 +3,7 @@
 #include "Certificates.hpp"
 #include "HTTPFixture.hpp"
 #include "ScriptedServer.hpp"
+#include "curl/CurlDriver.hpp"
 #include "curl/CurlLibrary.hpp"
 #include "curl/CurlTransfer.hpp"
 #include "support/TemporaryFolder.hpp"
