@@ -27,18 +27,16 @@ CorvaneProvider::MakeService defaultBuilder(std::string userEmail,
 }
 
 template <class Value>
-AnyPublisher<Value> onceOnly(DriveOperation<Value> steps, const std::shared_ptr<CorvaneProvider>& provider,
+AnyPublisher<Value> onceOnly(const DriveOperationPointer<Value>& request, const std::shared_ptr<CorvaneProvider>& provider,
                              const std::shared_ptr<Queue>& callbackQueue) {
-  auto request = std::make_shared<const DriveOperation<Value>>(std::move(steps));
   return deferred<Value>([request, provider, callbackQueue] {
     return drive::attempt(request, std::make_shared<ProviderHold>(provider), callbackQueue);
   });
 }
 
 template <class Value>
-AnyPublisher<Value> retried(DriveOperation<Value> steps, const std::shared_ptr<CorvaneProvider>& provider,
+AnyPublisher<Value> retried(const DriveOperationPointer<Value>& request, const std::shared_ptr<CorvaneProvider>& provider,
                             const std::shared_ptr<Queue>& callbackQueue) {
-  auto request = std::make_shared<const DriveOperation<Value>>(std::move(steps));
   return deferred<Value>([request, provider, callbackQueue] {
     auto hold = std::make_shared<ProviderHold>(provider);
     return retry(drive::attempt(request, hold, callbackQueue), driveRetryBehavior, callbackQueue,

@@ -3,6 +3,8 @@
 #include "Conversions.hpp"
 #include "DriveOperations.hpp"
 
+#include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <variant>
@@ -11,44 +13,54 @@ namespace corvane {
 
 namespace {
 
-GTLRDriveQuery makeQuery() {
-  auto query = GTLRDriveQuery_AboutGet::query();
-  query.fields = About::apiFields();
-  return query;
-}
+class AboutOperation final : public DriveOperation<About> {
+ public:
+  explicit AboutOperation(DriveLog log) : log_(std::move(log)) {}
 
-Result<About, AnyError> convert(const DriveLog& log, GTLRObject object) {
-  std::optional<About> about;
-  if (auto* resource = std::get_if<GTLRDrive_About>(&object)) about = convertAbout(std::move(*resource));
-  if (!about) {
-    log.error([] { return "about.get returned an unconvertible or empty result"; });
-    return Result<About, AnyError>::failure(GoogleDriveAPIError::convertAbout);
+  void serviceUnavailable(const AnyError& error) const override {
+    log_.error([&error] { return "failed to build Drive service for about.get: " + logDescription(error); });
   }
-  log.extended([&about] {
-    return "about.get succeeded (limit=" + std::to_string(about->storageQuota.limit) +
-           ", usageInDrive=" + std::to_string(about->storageQuota.usageInDrive) + ")";
-  });
-  return Result<About, AnyError>::success(*std::move(about));
-}
 
-}  // namespace
+  GTLRDriveQuery makeQuery() const override {
+    auto query = GTLRDriveQuery_AboutGet::query();
+    query.fields = About::apiFields();
+    return query;
+  }
 
-DriveOperation<About> aboutOperation(DriveLog log) {
-  DriveOperation<About> operation;
-  operation.serviceUnavailable = [log](const AnyError& error) {
-    log.error([&error] { return "failed to build Drive service for about.get: " + logDescription(error); });
-  };
-  operation.makeQuery = makeQuery;
-  operation.starting = [log] { log.extended([] { return "about.get request started"; }); };
-  operation.failed = [log](const AnyError& error) {
-    log.error([&error] {
+  void starting() const override {
+    log_.extended([] { return "about.get request started"; });
+  }
+
+  void failed(const AnyError& error) const override {
+    log_.error([&error] {
       const NSError bridged = error.nsError();
       return "about.get failed (domain=" + bridged.domain() + ", code=" + std::to_string(bridged.code()) +
              "): " + logDescription(error);
     });
-  };
-  operation.convert = [log](GTLRObject object) { return convert(log, std::move(object)); };
-  return operation;
+  }
+
+  Result<About, AnyError> convert(GTLRObject object) const override {
+    std::optional<About> about;
+    if (auto* resource = std::get_if<GTLRDrive_About>(&object)) about = convertAbout(std::move(*resource));
+    if (!about) {
+      log_.error([] { return "about.get returned an unconvertible or empty result"; });
+      return Result<About, AnyError>::failure(GoogleDriveAPIError::convertAbout);
+    }
+    log_.extended([&about] {
+      return "about.get succeeded (limit=" + std::to_string(about->storageQuota.limit) +
+             ", usageInDrive=" + std::to_string(about->storageQuota.usageInDrive) + ")";
+    });
+    return Result<About, AnyError>::success(*std::move(about));
+  }
+
+ private:
+  const DriveLog log_;
+};
+
+}  // namespace
+
+DriveOperationPointer<About> aboutOperation(DriveLog log) {
+  return std::make_shared<const AboutOperation>(std::move(log));
 }
 
 }  // namespace corvane

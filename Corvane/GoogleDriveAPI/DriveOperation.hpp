@@ -19,7 +19,8 @@
 /// One Drive operation as a publisher: what the four operations have in common.
 ///
 /// At subscription the work moves to the callback queue, asks the provider for the service, issues a query,
-/// and has the answer handled on the callback queue again. Each operation supplies the steps that differ.
+/// and has the answer handled on the callback queue again. Each operation supplies the steps that differ; its object
+/// is shared by all its attempts, on any thread.
 ///
 /// Memory that runs out over the work ends the operation in one error, made beforehand. What the host's own
 /// code throws still ends the program: its callbacks and its log are called through functions that may not
@@ -27,19 +28,29 @@
 namespace corvane {
 
 template <class Value>
-struct DriveOperation {
+class DriveOperation {
+ public:
+  virtual ~DriveOperation() = default;
+
   /// Called when the service cannot be built, before the subscriber fails.
-  std::function<void(const AnyError&)> serviceUnavailable = [](const AnyError&) {};
-  std::function<GTLRDriveQuery()> makeQuery;
+  virtual void serviceUnavailable(const AnyError&) const {}
+  virtual GTLRDriveQuery makeQuery() const = 0;
   /// Called between making the query and issuing it.
-  std::function<void()> starting = [] {};
+  virtual void starting() const {}
   /// Called before the subscriber fails with a request's error.
-  std::function<void(const AnyError&)> failed = [](const AnyError&) {};
+  virtual void failed(const AnyError&) const {}
   /// Turns the response object into the value, or says what is wrong with it.
-  std::function<Result<Value, AnyError>(GTLRObject)> convert;
+  virtual Result<Value, AnyError> convert(GTLRObject object) const = 0;
+
   /// Told when an answer cannot be handled for want of memory.
-  AnyError outOfMemory = outOfMemoryFailure();
+  const AnyError& outOfMemory() const { return outOfMemory_; }
+
+ private:
+  const AnyError outOfMemory_ = outOfMemoryFailure();
 };
+
+template <class Value>
+using DriveOperationPointer = std::shared_ptr<const DriveOperation<Value>>;
 
 namespace drive {
 
@@ -65,7 +76,7 @@ Result<Value, AnyError> read(const DriveOperation<Value>& request, ProviderHold&
     hold.remember(error);
     return Result<Value, AnyError>::failure(error);
   } catch (const std::bad_alloc&) {
-    return Result<Value, AnyError>::failure(request.outOfMemory);
+    return Result<Value, AnyError>::failure(request.outOfMemory());
   }
 }
 
@@ -84,7 +95,7 @@ void handle(const DriveOperation<Value>& request, ProviderHold& hold,
 /// The completion handler of a request: has the answer handled on the callback queue, or here and now when the
 /// queue cannot take it.
 template <class Value>
-GTLRDriveService::CompletionHandler handler(const std::shared_ptr<const DriveOperation<Value>>& request,
+GTLRDriveService::CompletionHandler handler(const DriveOperationPointer<Value>& request,
                                             const std::shared_ptr<ProviderHold>& hold,
                                             const std::shared_ptr<Queue>& callbackQueue,
                                             const Subscriber<Value, AnyError>& subscriber) {
@@ -96,13 +107,13 @@ GTLRDriveService::CompletionHandler handler(const std::shared_ptr<const DriveOpe
             handle(*request, *hold, subscriber, std::move(object), error);
           });
     } catch (const std::exception&) {
-      subscriber.fail(request->outOfMemory);
+      subscriber.fail(request->outOfMemory());
     }
   };
 }
 
 template <class Value>
-AnyCancellable issue(const std::shared_ptr<const DriveOperation<Value>>& request,
+AnyCancellable issue(const DriveOperationPointer<Value>& request,
                      const std::shared_ptr<ProviderHold>& hold, const std::shared_ptr<Queue>& callbackQueue,
                      const Subscriber<Value, AnyError>& subscriber) {
   const auto provider = hold->provider();
@@ -129,21 +140,21 @@ AnyCancellable issue(const std::shared_ptr<const DriveOperation<Value>>& request
 }
 
 template <class Value>
-AnyCancellable issueOrFail(const std::shared_ptr<const DriveOperation<Value>>& request,
+AnyCancellable issueOrFail(const DriveOperationPointer<Value>& request,
                            const std::shared_ptr<ProviderHold>& hold,
                            const std::shared_ptr<Queue>& callbackQueue,
                            const Subscriber<Value, AnyError>& subscriber) {
   try {
     return issue(request, hold, callbackQueue, subscriber);
   } catch (const std::bad_alloc&) {
-    subscriber.fail(request->outOfMemory);
+    subscriber.fail(request->outOfMemory());
     return {};
   }
 }
 
 /// One attempt: cold, started on the callback queue.
 template <class Value>
-AnyPublisher<Value> attempt(std::shared_ptr<const DriveOperation<Value>> request,
+AnyPublisher<Value> attempt(DriveOperationPointer<Value> request,
                             std::shared_ptr<ProviderHold> hold, const std::shared_ptr<Queue>& callbackQueue) {
   auto work = [request = std::move(request), hold = std::move(hold),
                callbackQueue](const Subscriber<Value, AnyError>& subscriber) {

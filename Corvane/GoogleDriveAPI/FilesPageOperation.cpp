@@ -4,6 +4,8 @@
 #include "DriveOperations.hpp"
 #include "RetryPolicy.hpp"
 
+#include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <variant>
@@ -26,56 +28,66 @@ const char* text(bool flag) {
   return flag ? "true" : "false";
 }
 
-GTLRDriveQuery makeQuery(const std::optional<std::string>& pageToken) {
-  auto query = GTLRDriveQuery_FilesList::query();
-  query.fields = listFields();
-  query.q = ownedFilesQuery;
-  query.pageToken = pageToken;
-  query.pageSize = filesPerPage;
-  query.corpora = "user";
-  return query;
-}
+class FilesPageOperation final : public DriveOperation<FilesPage> {
+ public:
+  FilesPageOperation(DriveLog log, std::optional<std::string> pageToken)
+      : log_(std::move(log)), pageToken_(std::move(pageToken)), label_(pageToken_ ? "next" : "initial") {}
 
-Result<FilesPage, AnyError> convert(const DriveLog& log, const std::string& label, GTLRObject object) {
-  auto* list = std::get_if<GTLRDrive_FileList>(&object);
-  if (!list || !list->files) {
-    log.error([&label] { return "files.list returned unexpected or empty result (page: " + label + ")"; });
-    return Result<FilesPage, AnyError>::failure(GoogleDriveAPIError::convertFilesList);
+  void serviceUnavailable(const AnyError& error) const override {
+    log_.error(
+        [&] { return "failed to build Drive service (page: " + label_ + "): " + logDescription(error); });
   }
-  const auto raw = list->files->size();
-  auto files = convertFiles(*list->files);
-  log.extended([&] {
-    return "files.list page received (page: " + label + ", raw=" + std::to_string(raw) +
-           ", converted=" + std::to_string(files.size()) +
-           ", hasNextPage=" + text(list->nextPageToken.has_value()) + ")";
-  });
-  return Result<FilesPage, AnyError>::success(FilesPage(std::move(files), std::move(list->nextPageToken)));
-}
 
-}  // namespace
+  GTLRDriveQuery makeQuery() const override {
+    auto query = GTLRDriveQuery_FilesList::query();
+    query.fields = listFields();
+    query.q = ownedFilesQuery;
+    query.pageToken = pageToken_;
+    query.pageSize = filesPerPage;
+    query.corpora = "user";
+    return query;
+  }
 
-DriveOperation<FilesPage> filesPageOperation(DriveLog log, std::optional<std::string> pageToken) {
-  const std::string label = pageToken ? "next" : "initial";
+  void starting() const override {
+    log_.extended([this] { return "files.list request started (page: " + label_ + ")"; });
+  }
 
-  DriveOperation<FilesPage> operation;
-  operation.serviceUnavailable = [log, label](const AnyError& error) {
-    log.error(
-        [&] { return "failed to build Drive service (page: " + label + "): " + logDescription(error); });
-  };
-  operation.makeQuery = [pageToken = std::move(pageToken)] { return makeQuery(pageToken); };
-  operation.starting = [log, label] {
-    log.extended([&label] { return "files.list request started (page: " + label + ")"; });
-  };
-  operation.failed = [log, label](const AnyError& error) {
-    log.warning([&] {
+  void failed(const AnyError& error) const override {
+    log_.warning([&] {
       const NSError bridged = error.nsError();
-      return "files.list attempt failed (page: " + label + ", retryable=" + text(isRetryable(error)) +
+      return "files.list attempt failed (page: " + label_ + ", retryable=" + text(isRetryable(error)) +
              ", domain=" + bridged.domain() + ", code=" + std::to_string(bridged.code()) +
              "): " + logDescription(error);
     });
-  };
-  operation.convert = [log, label](GTLRObject object) { return convert(log, label, std::move(object)); };
-  return operation;
+  }
+
+  Result<FilesPage, AnyError> convert(GTLRObject object) const override {
+    auto* list = std::get_if<GTLRDrive_FileList>(&object);
+    if (!list || !list->files) {
+      log_.error(
+          [this] { return "files.list returned unexpected or empty result (page: " + label_ + ")"; });
+      return Result<FilesPage, AnyError>::failure(GoogleDriveAPIError::convertFilesList);
+    }
+    const auto raw = list->files->size();
+    auto files = convertFiles(*list->files);
+    log_.extended([&] {
+      return "files.list page received (page: " + label_ + ", raw=" + std::to_string(raw) +
+             ", converted=" + std::to_string(files.size()) +
+             ", hasNextPage=" + text(list->nextPageToken.has_value()) + ")";
+    });
+    return Result<FilesPage, AnyError>::success(FilesPage(std::move(files), std::move(list->nextPageToken)));
+  }
+
+ private:
+  const DriveLog log_;
+  const std::optional<std::string> pageToken_;
+  const std::string label_;
+};
+
+}  // namespace
+
+DriveOperationPointer<FilesPage> filesPageOperation(DriveLog log, std::optional<std::string> pageToken) {
+  return std::make_shared<const FilesPageOperation>(std::move(log), std::move(pageToken));
 }
 
 }  // namespace corvane

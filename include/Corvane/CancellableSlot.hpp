@@ -14,8 +14,8 @@ namespace corvane {
 ///
 /// Each `set` replaces the former content without cancelling it. `cancel` cancels the content and whatever is
 /// set later; `close` drops the content and whatever is set later. Any thread may call any of them at any
-/// time, none waits: the content is owned by whoever exchanged it out. Content that there is no memory to keep
-/// is cancelled, since nobody could do so later, and `set` throws std::bad_alloc.
+/// time, none waits: the content is owned by whoever exchanged it out. The first content needs no memory. Later content
+/// that there is none for is cancelled, since nobody could do so later, and `set` throws std::bad_alloc.
 class CancellableSlot final : public Cancellable {
  public:
   CancellableSlot() = default;
@@ -24,7 +24,7 @@ class CancellableSlot final : public Cancellable {
   ~CancellableSlot() override { close(); }
 
   void set(std::shared_ptr<Cancellable> content) {
-    auto* entry = new (std::nothrow) Entry;
+    Owned entry(newEntry());
     if (!entry) {
       if (content) content->cancel();
       throw std::bad_alloc();
@@ -32,17 +32,17 @@ class CancellableSlot final : public Cancellable {
     entry->content = std::move(content);
     Entry* current = entry_.load(std::memory_order_acquire);
     while (current != closed() && current != cancelled()) {
-      if (entry_.compare_exchange_weak(current, entry, std::memory_order_acq_rel)) {
-        delete current;
+      if (entry_.compare_exchange_weak(current, entry.get(), std::memory_order_acq_rel)) {
+        entry.release();
+        Owned(current).reset();
         return;
       }
     }
-    const std::unique_ptr<Entry> late(entry);
-    if (current == cancelled() && late->content) late->content->cancel();
+    if (current == cancelled() && entry->content) entry->content->cancel();
   }
 
   void cancel() noexcept override {
-    const std::unique_ptr<Entry> entry = take(cancelled());
+    const Owned entry = take(cancelled());
     if (entry && entry->content) entry->content->cancel();
   }
 
@@ -53,24 +53,40 @@ class CancellableSlot final : public Cancellable {
  private:
   struct Entry {
     std::shared_ptr<Cancellable> content;
+    bool isFirst;  // within the slot, used once
   };
+  struct Disposal {
+    void operator()(Entry* entry) const noexcept {
+      if (entry->isFirst)
+        entry->content.reset();
+      else
+        delete entry;
+    }
+  };
+  using Owned = std::unique_ptr<Entry, Disposal>;
+
+  Entry* newEntry() noexcept {
+    return firstIsUsed_.exchange(true, std::memory_order_relaxed) ? new (std::nothrow) Entry{nullptr, false} : &first_;
+  }
 
   static Entry* closed() noexcept { return &closedMark; }
   static Entry* cancelled() noexcept { return &cancelledMark; }
 
   // The first end wins: a slot that was cancelled stays cancelled when it is closed, and the other way round.
-  std::unique_ptr<Entry> take(Entry* end) noexcept {
+  Owned take(Entry* end) noexcept {
     Entry* current = entry_.load(std::memory_order_acquire);
     while (current != closed() && current != cancelled()) {
       if (entry_.compare_exchange_weak(current, end, std::memory_order_acq_rel))
-        return std::unique_ptr<Entry>(current);
+        return Owned(current);
     }
     return nullptr;
   }
 
-  inline static Entry closedMark{};
-  inline static Entry cancelledMark{};
+  inline static Entry closedMark{nullptr, false};
+  inline static Entry cancelledMark{nullptr, false};
 
+  Entry first_{nullptr, true};
+  std::atomic<bool> firstIsUsed_{false};
   std::atomic<Entry*> entry_{nullptr};
 };
 

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <Corvane/AnyError.hpp>
 #include <Corvane/AnyPublisher.hpp>
 #include <Corvane/Result.hpp>
 
+#include <condition_variable>
 #include <future>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -35,9 +38,24 @@ std::future<Result<Value, Failure>> toFuture(const AnyPublisher<Value, Failure>&
 /// Errors: throws the failure as an AnyError, on the waiting thread.
 template <class Value, class Failure>
 Value get(const AnyPublisher<Value, Failure>& publisher) {
-  auto result = toFuture(publisher).get();
-  if (!result) throw AnyError(std::move(result).error());
-  return std::move(result).value();
+  std::optional<Value> result;
+  std::optional<Failure> error;
+  std::mutex mutex;
+  std::condition_variable ended;
+  bool isOver = false;
+  auto subscription = publisher.sink(
+      [&](Completion<Failure> completion) {
+        if (completion.isFailure()) error.emplace(std::move(completion).error());
+        const std::lock_guard lock(mutex);
+        isOver = true;
+        ended.notify_one();  // under the lock, as all of this is gone once the waiting thread has seen it
+      },
+      [&result](Value value) { result.emplace(std::move(value)); });
+  subscription.release();
+  std::unique_lock lock(mutex);
+  ended.wait(lock, [&isOver] { return isOver; });
+  if (error) throw AnyError(*std::move(error));
+  return *std::move(result);
 }
 
 }  // namespace corvane

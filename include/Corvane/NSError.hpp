@@ -24,20 +24,26 @@ inline constexpr std::string_view NSOSStatusErrorDomain = "NSOSStatusErrorDomain
 
 /// An error as a domain, an integer code and a user info: the form in which every error can be seen.
 ///
-/// An immutable value, usable from any thread. One that was made from a typed error remembers it, so that
-/// turning it back into an `AnyError` loses nothing.
+/// An immutable value, usable from any thread; copies share one storage and never throw. One that was made from a typed
+/// error remembers it, so that turning it back into an `AnyError` loses nothing.
 class NSError {
  public:
   NSError(std::string domain, std::int64_t code, UserInfo userInfo = {})
-      : domain_(std::move(domain)), code_(code), userInfo_(std::move(userInfo)) {}
+      : storage_(std::make_shared<const Storage>(Storage{std::move(domain), code, std::move(userInfo)})) {}
   NSError(std::string_view domain, std::int64_t code, UserInfo userInfo = {})
       : NSError(std::string(domain), code, std::move(userInfo)) {}
   NSError(const char* domain, std::int64_t code, UserInfo userInfo = {})
       : NSError(std::string(domain), code, std::move(userInfo)) {}
 
-  const std::string& domain() const noexcept { return domain_; }
-  std::int64_t code() const noexcept { return code_; }
-  const UserInfo& userInfo() const noexcept { return userInfo_; }
+  // Nothing to move, which would leave an error without its storage.
+  NSError(const NSError&) noexcept = default;
+  NSError& operator=(const NSError&) noexcept = default;
+  ~NSError() = default;
+
+  /// The references are valid as long as any copy of this error lives.
+  const std::string& domain() const noexcept { return storage_->domain; }
+  std::int64_t code() const noexcept { return storage_->code; }
+  const UserInfo& userInfo() const noexcept { return storage_->userInfo; }
 
   /// The description under its key, or else "The operation couldn’t be completed. (DOMAIN error CODE.)".
   std::string localizedDescription() const;
@@ -53,9 +59,12 @@ class NSError {
   friend class AnyError;
   std::optional<std::string> text(std::string_view key) const;
 
-  std::string domain_;
-  std::int64_t code_;
-  UserInfo userInfo_;
+  struct Storage {
+    std::string domain;
+    std::int64_t code;
+    UserInfo userInfo;
+  };
+  std::shared_ptr<const Storage> storage_;
   std::shared_ptr<const AnyError> origin_;  // the typed error that this is a view of, if any
 };
 

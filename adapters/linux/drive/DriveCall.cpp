@@ -10,13 +10,17 @@ namespace {
 /// A URL that grows by one parameter at a time, in the order in which they are added.
 class URLWriter {
  public:
-  URLWriter(std::string_view baseURL, std::string_view path) : url_(baseURL) { url_ += path; }
+  URLWriter(std::string_view baseURL, std::string_view path) {
+    url_.reserve(usualLength);
+    url_ += baseURL;
+    url_ += path;
+  }
 
   void parameter(std::string_view name, std::string_view value) {
     url_ += separator_;
     url_ += name;
     url_ += '=';
-    url_ += encodedParameter(value);
+    appendParameter(url_, value);
     separator_ = '&';
   }
   void parameterUnlessEmpty(std::string_view name, std::string_view value) {
@@ -30,6 +34,8 @@ class URLWriter {
   }
 
  private:
+  static constexpr std::size_t usualLength = 512;  // a page token may need more
+
   std::string url_;
   char separator_ = '?';
 };

@@ -85,9 +85,11 @@ NSError missingAuthorizerError() {
                         "the Drive service has no session to sign its requests with", "Sign in first.");
 }
 
-NSError outOfMemoryError() {
-  return {posixErrorDomain, ENOMEM,
-          described("There is not enough memory to read the answer of Google Drive.")};
+const NSError& outOfMemoryError() {
+  // Never destroyed: a worker may read it while the process ends.
+  static const auto& error = *new const NSError(
+      posixErrorDomain, ENOMEM, described("There is not enough memory to read the answer of Google Drive."));
+  return error;
 }
 
 }  // namespace corvane

@@ -28,7 +28,7 @@ NSError refusedQuery(std::string_view reason);
 /// No session to sign the request with; nothing was sent.
 NSError missingAuthorizerError();
 
-/// Memory ran out while an answer was read.
-NSError outOfMemoryError();
+/// Memory ran out while an answer was read. Made by the first call, which may throw std::bad_alloc itself.
+const NSError& outOfMemoryError();
 
 }  // namespace corvane

@@ -129,7 +129,7 @@ void DriveRequest::finishWithoutMemory() {
   const auto handler = end();
   if (!handler) return;
   current_.cancel();
-  (*handler)(shared_from_this(), {}, std::move(outOfMemory_));
+  (*handler)(shared_from_this(), {}, outOfMemory_);
 }
 
 void DriveRequest::cancelTicket() {

@@ -74,7 +74,7 @@ class DriveRequest final : public GTLRServiceTicket, public std::enable_shared_f
   GTLRDriveService::CompletionHandler handler_;  // belongs to whoever sets ended_
   std::atomic<bool> ended_{false};
   CancellableSlot current_;
-  NSError outOfMemory_;  // made while there is memory to make it; belongs to whoever sets ended_
+  const NSError outOfMemory_;  // had while there is memory to make it
 };
 
 }  // namespace corvane

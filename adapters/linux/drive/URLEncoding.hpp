@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -15,20 +17,24 @@ inline constexpr std::array<bool, 256> unreservedBytes = [] {
 }();
 
 /// RFC 3986, section 2.3: everything but letters, digits and "-._~" is written as %XX, byte by byte.
-inline std::string encodedParameter(std::string_view text) {
+inline void appendParameter(std::string& url, std::string_view text) {
   constexpr std::string_view digits = "0123456789ABCDEF";
-  std::string encoded;
-  encoded.reserve(text.size() + text.size() / 2);  // a list of fields is an eighth of punctuation
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (unreservedBytes[byte]) {
-      encoded += c;
-      continue;
-    }
-    encoded += '%';
-    encoded += digits[byte >> 4U];
-    encoded += digits[byte & 0xFU];
+  while (!text.empty()) {
+    const auto reserved = std::find_if(text.begin(), text.end(), [](char c) {
+      return !unreservedBytes[static_cast<unsigned char>(c)];
+    });
+    url.append(text.begin(), reserved);
+    if (reserved == text.end()) return;
+    const auto byte = static_cast<unsigned char>(*reserved);
+    const std::array<char, 3> code{'%', digits[byte >> 4U], digits[byte & 0xFU]};
+    url.append(code.data(), code.size());
+    text.remove_prefix(static_cast<std::size_t>(reserved - text.begin()) + 1);
   }
+}
+
+inline std::string encodedParameter(std::string_view text) {
+  std::string encoded;
+  appendParameter(encoded, text);
   return encoded;
 }
 
