@@ -27,7 +27,8 @@ CorvaneProvider::MakeService defaultBuilder(std::string userEmail,
 }
 
 template <class Value>
-AnyPublisher<Value> onceOnly(const DriveOperationPointer<Value>& request, const std::shared_ptr<CorvaneProvider>& provider,
+AnyPublisher<Value> onceOnly(const DriveOperationPointer<Value>& request,
+                             const std::shared_ptr<CorvaneProvider>& provider,
                              const std::shared_ptr<Queue>& callbackQueue) {
   return deferred<Value>([request, provider, callbackQueue] {
     return drive::attempt(request, std::make_shared<ProviderHold>(provider), callbackQueue);
@@ -35,7 +36,8 @@ AnyPublisher<Value> onceOnly(const DriveOperationPointer<Value>& request, const 
 }
 
 template <class Value>
-AnyPublisher<Value> retried(const DriveOperationPointer<Value>& request, const std::shared_ptr<CorvaneProvider>& provider,
+AnyPublisher<Value> retried(const DriveOperationPointer<Value>& request,
+                            const std::shared_ptr<CorvaneProvider>& provider,
                             const std::shared_ptr<Queue>& callbackQueue) {
   return deferred<Value>([request, provider, callbackQueue] {
     auto hold = std::make_shared<ProviderHold>(provider);

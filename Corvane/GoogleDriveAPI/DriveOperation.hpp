@@ -113,8 +113,8 @@ GTLRDriveService::CompletionHandler handler(const DriveOperationPointer<Value>& 
 }
 
 template <class Value>
-AnyCancellable issue(const DriveOperationPointer<Value>& request,
-                     const std::shared_ptr<ProviderHold>& hold, const std::shared_ptr<Queue>& callbackQueue,
+AnyCancellable issue(const DriveOperationPointer<Value>& request, const std::shared_ptr<ProviderHold>& hold,
+                     const std::shared_ptr<Queue>& callbackQueue,
                      const Subscriber<Value, AnyError>& subscriber) {
   const auto provider = hold->provider();
   if (!provider) {
@@ -154,8 +154,8 @@ AnyCancellable issueOrFail(const DriveOperationPointer<Value>& request,
 
 /// One attempt: cold, started on the callback queue.
 template <class Value>
-AnyPublisher<Value> attempt(DriveOperationPointer<Value> request,
-                            std::shared_ptr<ProviderHold> hold, const std::shared_ptr<Queue>& callbackQueue) {
+AnyPublisher<Value> attempt(DriveOperationPointer<Value> request, std::shared_ptr<ProviderHold> hold,
+                            const std::shared_ptr<Queue>& callbackQueue) {
   auto work = [request = std::move(request), hold = std::move(hold),
                callbackQueue](const Subscriber<Value, AnyError>& subscriber) {
     return issueOrFail(request, hold, callbackQueue, subscriber);

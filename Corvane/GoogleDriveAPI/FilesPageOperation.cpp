@@ -64,8 +64,7 @@ class FilesPageOperation final : public DriveOperation<FilesPage> {
   Result<FilesPage, AnyError> convert(GTLRObject object) const override {
     auto* list = std::get_if<GTLRDrive_FileList>(&object);
     if (!list || !list->files) {
-      log_.error(
-          [this] { return "files.list returned unexpected or empty result (page: " + label_ + ")"; });
+      log_.error([this] { return "files.list returned unexpected or empty result (page: " + label_ + ")"; });
       return Result<FilesPage, AnyError>::failure(GoogleDriveAPIError::convertFilesList);
     }
     const auto raw = list->files->size();

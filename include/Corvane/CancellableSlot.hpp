@@ -66,7 +66,8 @@ class CancellableSlot final : public Cancellable {
   using Owned = std::unique_ptr<Entry, Disposal>;
 
   Entry* newEntry() noexcept {
-    return firstIsUsed_.exchange(true, std::memory_order_relaxed) ? new (std::nothrow) Entry{nullptr, false} : &first_;
+    return firstIsUsed_.exchange(true, std::memory_order_relaxed) ? new (std::nothrow) Entry{nullptr, false}
+                                                                  : &first_;
   }
 
   static Entry* closed() noexcept { return &closedMark; }
@@ -76,8 +77,7 @@ class CancellableSlot final : public Cancellable {
   Owned take(Entry* end) noexcept {
     Entry* current = entry_.load(std::memory_order_acquire);
     while (current != closed() && current != cancelled()) {
-      if (entry_.compare_exchange_weak(current, end, std::memory_order_acq_rel))
-        return Owned(current);
+      if (entry_.compare_exchange_weak(current, end, std::memory_order_acq_rel)) return Owned(current);
     }
     return nullptr;
   }

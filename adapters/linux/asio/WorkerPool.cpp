@@ -3,14 +3,19 @@
 // Problem: blocks parse a megabyte, and they also wait for a person who is asked to unlock a keychain. As many threads
 // as blocks would waste memory for the first kind; as many as cores would let the second kind stop everything.
 //
-// Idea: a few workers run the library's scheduler. A post or a start that leaves work waiting with every worker busy
-// wakes the supervisor, a timer on the clock's thread. When no block ends while it looks on, and the kernel says that
-// fewer workers than the first ones compute or wait for a core, it adds one worker and looks again, sooner each time,
-// until something moves. Surplus workers leave after some idle seconds. The clock has a thread and a scheduler of its
-// own: timers fire while all workers are blocked, and the workers' scheduler needs no epoll, which makes a hop cheaper.
+// Idea: a few workers run the library's scheduler. One of those that are idle waits for the next post, the others are in
+// reserve: whoever is told of a result posts the next request while the worker that told is about to end its block,
+// and to wake another one for it costs more than all else that the pool does. A post or a start that leaves work
+// waiting and nobody to wait for it wakes the supervisor, a timer on the clock's thread. If it finds the same a
+// millisecond later, it calls a worker from the reserve. When there is none, no block ends while it looks on, and the
+// kernel says that fewer workers than the first ones compute or wait for a core, it adds one worker and looks again,
+// sooner each time, until something moves. Surplus workers leave after some seconds in reserve. The clock has a thread
+// and a scheduler of its own: timers fire while all workers are blocked, and the workers' scheduler needs no epoll,
+// which makes a hop cheaper.
 //
-// Cost: three atomic counters per block and a mostly sleeping thread. Blocks wait for long computations that fill all
-// workers, also for one that only spins until another block has run. An idle pool sleeps altogether.
+// Cost: three atomic counters per block and a mostly sleeping thread. A block that finds one worker busy and the others
+// in reserve may wait a millisecond. Blocks wait for long computations that fill all workers, also for one that only
+// spins until another block has run. An idle pool sleeps altogether.
 //
 // Threads leave in a chain: each leaving worker keeps its own handle in `lastToLeave_` and joins the one it found
 // there, so that at most one handle waits to be joined. The last worker stops the clock.
@@ -37,6 +42,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto leastPatience = 2ms;
+constexpr auto untilReserveIsCalled = 1ms;
 constexpr int looksAtBlocked = 2;
 constexpr int looksWhileOneCanWork = 10;
 constexpr auto untilMemoryIsBack = 20ms;
@@ -50,6 +56,7 @@ thread_local const WorkerPool* poolOfThisThread = nullptr;
 // Where the block that runs here leaves what it posts as its last act. Not the block itself: a thread would need memory
 // to destroy it at its end.
 thread_local Block* blockAtEnd = nullptr;
+thread_local bool isTheOneThatWaits = false;
 
 }  // namespace
 
@@ -85,19 +92,18 @@ void WorkerPool::run(Block block) noexcept {
   std::shared_ptr<SideJob> job;
   while (block) {
     waiting_.fetch_sub(1);
-    busy_.fetch_add(1);
+    if (std::exchange(isTheOneThatWaits, false)) isAwaited_.store(false);
     watchIfStarved();
     blockAtEnd = &next;
     SideJob::tray() = &job;
     block();
-    block = Block();  // what it held is dropped while this worker still counts as busy
+    block = Block();
     SideJob::tray() = nullptr;
     blockAtEnd = nullptr;
     if (job && next)
       std::exchange(job, nullptr)->decline();
     else if (job)
       next = doJob(std::exchange(job, nullptr));
-    busy_.fetch_sub(1);
     finished_.fetch_add(1);
     block = std::exchange(next, Block());
   }
@@ -105,8 +111,8 @@ void WorkerPool::run(Block block) noexcept {
 
 // Side jobs
 
-// The worker counts as busy meanwhile. Of a post that finds all workers busy and a job that is about to begin, at least
-// one sees the other: each makes itself known before it looks.
+// The worker does not wait for posts meanwhile. Of a post that nobody waits for and a job that is about to begin, at
+// least one sees the other: each makes itself known before it looks.
 Block WorkerPool::doJob(std::shared_ptr<SideJob> job) noexcept {
   bool isTheOnly = false;
   {
@@ -230,13 +236,17 @@ void WorkerPool::watchIfStarved() noexcept {
   if (watched_.load() || watched_.exchange(true)) return;
   try {
     boost::asio::post(clockContext_, [this] {
-      looks_ = 0;
-      patience_ = tuning_.patience;
+      expectReserve();
       superviseSoon();
     });
   } catch (const std::bad_alloc&) {
     watched_.store(false);  // whoever finds the pool starved next tries again
   }
+}
+
+void WorkerPool::expectReserve() noexcept {
+  expectsReserve_ = true;
+  patience_ = untilReserveIsCalled;
 }
 
 void WorkerPool::superviseSoon() {
@@ -252,18 +262,21 @@ void WorkerPool::superviseSoon() {
 }
 
 void WorkerPool::supervise() {
-  if (!isStarved()) {
+  const bool somethingMoved = finished_.load() != finishedBefore_;
+  if (!isStarved() && !somethingMoved) {
     watched_.store(false);
     watchIfStarved();  // it may have starved again before anyone could see that nobody watches
     return;
   }
-  if (finished_.load() != finishedBefore_) {
+  if (!isStarved() || wakeReserve()) {
+    expectReserve();  // while blocks come and go: to look on is cheaper than to be woken
+  } else if (std::exchange(expectsReserve_, false) || somethingMoved) {
     looks_ = 0;
     patience_ = tuning_.patience;
   } else if (needsWorker()) {
     looks_ = 0;
     const auto shorter = std::max<std::chrono::milliseconds>(patience_ / 2, leastPatience);
-    patience_ = addWorker(true) ? shorter : tuning_.patience;
+    patience_ = addWorker() ? shorter : tuning_.patience;
   } else if (looks_ == 0) {
     patience_ = tuning_.patience;
   }
@@ -298,14 +311,14 @@ void WorkerPool::start() {
     const SignalsBlocked signals;
     clock_ = std::thread([self = shared_from_this()] { self->keepTime(); });
   }
-  for (int i = 0; i < coreWorkers(); ++i) addWorker(false);
+  for (int i = 0; i < coreWorkers(); ++i) addWorker();
   if (workers_.load() == 0)
     throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again),
                             "no worker thread could be started");
   started_.store(true, std::memory_order_release);
 }
 
-bool WorkerPool::addWorker(bool surplus) noexcept {
+bool WorkerPool::addWorker() noexcept {
   const std::lock_guard lock(threadsMutex_);
   if (ended_ || workers_.load() >= tuning_.mostWorkers) return false;
   workers_.fetch_add(1);
@@ -316,7 +329,7 @@ bool WorkerPool::addWorker(bool surplus) noexcept {
     auto place = fresh.extract(fresh.begin());
     threads_.reserve(threads_.size() + 1);
     const SignalsBlocked signals;
-    place.mapped().thread = std::thread([self = shared_from_this(), surplus] { self->work(surplus); });
+    place.mapped().thread = std::thread([self = shared_from_this()] { self->work(); });
     place.key() = place.mapped().thread.get_id();
     threads_.insert(std::move(place));
     return true;
@@ -326,20 +339,56 @@ bool WorkerPool::addWorker(bool surplus) noexcept {
   }
 }
 
-void WorkerPool::work(bool surplus) noexcept {
+void WorkerPool::work() noexcept {
   poolOfThisThread = this;
   pthread_setname_np(pthread_self(), "corvane-worker");
   {
     const std::lock_guard lock(threadsMutex_);
     threads_.at(std::this_thread::get_id()).id = ::gettid();
   }
-  if (surplus) {
-    while (workContext_.run_one_for(tuning_.idleBeforeLeaving) > 0) {
-    }
-  } else {
-    workContext_.run();
-  }
+  do {
+    workContext_.poll();
+  } while (awaitBlock() || rest());
   leave();
+}
+
+/// Runs the next block that is posted, if nobody else waits for it.
+bool WorkerPool::awaitBlock() noexcept {
+  if (isAwaited_.exchange(true)) return false;
+  isTheOneThatWaits = true;
+  const bool hasRun = workContext_.run_one() > 0;
+  if (std::exchange(isTheOneThatWaits, false)) isAwaited_.store(false);
+  return hasRun;
+}
+
+/// Waits to be called. False if the worker is to leave.
+bool WorkerPool::rest() noexcept {
+  std::unique_lock lock(reserveMutex_);
+  const auto isWanted = [this] { return called_ > 0 || closing_; };
+  const auto isSurplus = [this] { return workers_.load() > coreWorkers(); };
+  ++resting_;
+  if (!isSurplus()) forReserve_.wait(lock, isWanted);
+  while (!forReserve_.wait_for(lock, tuning_.idleBeforeLeaving, isWanted) && !isSurplus()) {
+  }
+  --resting_;
+  if (called_ > 0) {
+    --called_;
+    return true;
+  }
+  workers_.fetch_sub(1);
+  const bool isEnd = closing_;
+  lock.unlock();
+  if (isEnd) workContext_.run();  // what the last blocks of others still post
+  return false;
+}
+
+/// False if nobody is in reserve.
+bool WorkerPool::wakeReserve() noexcept {
+  const std::lock_guard lock(reserveMutex_);
+  if (called_ == resting_) return false;
+  ++called_;
+  forReserve_.notify_one();
+  return true;
 }
 
 void WorkerPool::leave() noexcept {
@@ -348,13 +397,12 @@ void WorkerPool::leave() noexcept {
   {
     const std::lock_guard lock(threadsMutex_);
     auto own = std::move(threads_.extract(std::this_thread::get_id()).mapped().thread);
-    last = workers_.fetch_sub(1) == 1;
+    last = threads_.empty();
     ended_ = ended_ || last;
     if (last && orphaned_) own.detach();
     before = std::exchange(lastToLeave_, std::move(own));
   }
   if (before.joinable()) before.join();
-  watchIfStarved();  // a block posted meanwhile may have counted on this worker
   if (last) clockContext_.stop();
 }
 
@@ -372,8 +420,13 @@ void WorkerPool::close() noexcept {
     const std::lock_guard lock(threadsMutex_);
     orphaned_ = ownThread;
     clock = std::move(clock_);
-    if (workers_.load() == 0) clockContext_.stop();  // no worker could be started that would stop it
+    if (threads_.empty()) clockContext_.stop();  // no worker could be started that would stop it
   }
+  {
+    const std::lock_guard lock(reserveMutex_);
+    closing_ = true;
+  }
+  forReserve_.notify_all();
   workGuard_.reset();
   if (ownThread) {
     clock.detach();

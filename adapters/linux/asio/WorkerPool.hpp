@@ -1,8 +1,8 @@
 #pragma once
 
+#include "SideJob.hpp"
 #include "asio/QueueTuning.hpp"
 #include "asio/Timer.hpp"
-#include "SideJob.hpp"
 
 #include <CorvanePlatform/Queue.hpp>
 
@@ -14,6 +14,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -57,8 +58,11 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
 
   void ensureStarted();
   void start();
-  bool addWorker(bool surplus) noexcept;
-  void work(bool surplus) noexcept;
+  bool addWorker() noexcept;
+  void work() noexcept;
+  bool awaitBlock() noexcept;
+  bool rest() noexcept;
+  bool wakeReserve() noexcept;
   void leave() noexcept;
   void keepTime() noexcept;
 
@@ -66,8 +70,9 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
   void run(Block block) noexcept;
   Block doJob(std::shared_ptr<SideJob> job) noexcept;
   bool callBackJob() noexcept;
-  bool isStarved() const noexcept { return waiting_.load() > 0 && busy_.load() >= workers_.load(); }
+  bool isStarved() const noexcept { return waiting_.load() > 0 && !isAwaited_.load(); }
   void watchIfStarved() noexcept;
+  void expectReserve() noexcept;
   void superviseSoon();
   void supervise();
   bool needsWorker();
@@ -90,8 +95,8 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
   // Each is changed by one atomic step and read after it, so that of two threads that make the pool starve together
   // at least one sees it.
   std::atomic<int> waiting_{
-      0};                     // posted and not begun; below zero for the moment in which a post is overtaken
-  std::atomic<int> busy_{0};  // workers within a block
+      0};  // posted and not begun; below zero for the moment in which a post is overtaken
+  std::atomic<bool> isAwaited_{false};  // a worker waits for the next post
   std::atomic<int> workers_{0};
   std::atomic<unsigned> finished_{0};  // blocks, wrapping around
   std::atomic<bool> watched_{false};   // the supervisor is awake
@@ -103,8 +108,15 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
   // The supervisor's own, on the clock's thread.
   boost::asio::steady_timer supervisor_;
   std::chrono::milliseconds patience_{};
+  bool expectsReserve_ = false;
   unsigned finishedBefore_ = 0;
   int looks_ = 0;  // in a row that found workers blocked
+
+  std::mutex reserveMutex_;
+  std::condition_variable forReserve_;
+  int resting_ = 0;  // workers in reserve
+  int called_ = 0;   // of these, to come back
+  bool closing_ = false;
 
   std::mutex timersMutex_;
   std::unordered_set<std::shared_ptr<Timer>> timers_;

@@ -20,9 +20,8 @@ inline constexpr std::array<bool, 256> unreservedBytes = [] {
 inline void appendParameter(std::string& url, std::string_view text) {
   constexpr std::string_view digits = "0123456789ABCDEF";
   while (!text.empty()) {
-    const auto reserved = std::find_if(text.begin(), text.end(), [](char c) {
-      return !unreservedBytes[static_cast<unsigned char>(c)];
-    });
+    const auto reserved = std::find_if(
+        text.begin(), text.end(), [](char c) { return !unreservedBytes[static_cast<unsigned char>(c)]; });
     url.append(text.begin(), reserved);
     if (reserved == text.end()) return;
     const auto byte = static_cast<unsigned char>(*reserved);
