@@ -61,11 +61,12 @@ void CurlDriver::wakeThread(Lock lock) noexcept {
 
 void CurlDriver::runThread() noexcept {
   Lock lock(mutex_);
-  while (!stopped_) {
-    awaitNeed(lock);
+  for (;;) {
+    awaitNeed(lock);  // also when there is nothing to do but to end: a worker may still drive
     driver_ = Driver::thread;
     driveUntilQuiet(lock);
-    if (!stopped_) driver_ = Driver::none;
+    if (stopped_) break;
+    driver_ = Driver::none;
   }
   lock.unlock();
   loop_.reset();
