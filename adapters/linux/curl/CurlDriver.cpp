@@ -68,6 +68,7 @@ void CurlDriver::runThread() noexcept {
     if (stopped_) break;
     driver_ = Driver::none;
   }
+  const auto unread = std::exchange(mail_, {});  // it holds its requests, and they hold this
   lock.unlock();
   loop_.reset();
 }
