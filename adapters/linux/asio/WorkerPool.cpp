@@ -105,8 +105,8 @@ void WorkerPool::run(Block block) noexcept {
 
 // Side jobs
 
-// The worker counts as busy meanwhile. Of a post that finds all workers busy and a job that is about to begin, at least
-// one sees the other: each makes itself known before it looks.
+// The worker counts as busy meanwhile. Of a post that finds all workers busy, or the pool's end, and a job that is about
+// to begin, at least one sees the other: each makes itself known before it looks.
 Block WorkerPool::doJob(std::shared_ptr<SideJob> job) noexcept {
   bool isTheOnly = false;
   {
@@ -122,7 +122,7 @@ Block WorkerPool::doJob(std::shared_ptr<SideJob> job) noexcept {
     return {};
   }
   Block next;
-  if (isStarved())
+  if (isStarved() || closed_)
     job->decline();
   else
     next = job->work(jobIsOver_);
@@ -374,6 +374,8 @@ void WorkerPool::close() noexcept {
     clock = std::move(clock_);
     if (workers_.load() == 0) clockContext_.stop();  // no worker could be started that would stop it
   }
+  closed_ = true;
+  callBackJob();
   workGuard_.reset();
   if (ownThread) {
     clock.detach();

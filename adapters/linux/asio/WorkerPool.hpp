@@ -1,8 +1,8 @@
 #pragma once
 
+#include "SideJob.hpp"
 #include "asio/QueueTuning.hpp"
 #include "asio/Timer.hpp"
-#include "SideJob.hpp"
 
 #include <CorvanePlatform/Queue.hpp>
 
@@ -99,6 +99,7 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
   std::mutex jobMutex_;
   std::shared_ptr<SideJob> job_;  // what a worker does now that can be called back; at most one does
   std::atomic<bool> jobIsOver_{false};
+  std::atomic<bool> closed_{false};  // no worker waits for a server any more
 
   // The supervisor's own, on the clock's thread.
   boost::asio::steady_timer supervisor_;
