@@ -100,12 +100,8 @@ TEST(SideJob, IsDoneAfterItsBlockByTheSameWorker) {
     EXPECT_FALSE(wanted);
     return Block();
   });
-  struct End {
-    bool* isOver;
-    ~End() { *isOver = true; }
-  };
   std::promise<std::thread::id> worker;
-  queues.userInitiated->async([&, end = std::make_unique<End>(End{&blockIsOver})] {
+  queues.userInitiated->async([&, end = std::shared_ptr<void>(nullptr, [&](void*) { blockIsOver = true; })] {
     EXPECT_TRUE(SideJob::leave(job));
     worker.set_value(std::this_thread::get_id());
   });
@@ -176,19 +172,20 @@ TEST(SideJob, IsCalledBackWhenTheLastIdleWorkerTakesOneOfTwoBlocks) {
 }
 
 TEST(SideJob, IsDeclinedWhenABlockWaitsAlreadyAndAllWorkersAreBusy) {
+  std::promise<void> posted;
   std::promise<void> ran;
   std::promise<std::thread::id> worker;
   const auto job = std::make_shared<Job>();
-  {
-    CrowdedQueues queues;
-    queues.post([&] {
-      queues.post([&] { ran.set_value(); });
-      EXPECT_TRUE(SideJob::leave(job));
-      worker.set_value(std::this_thread::get_id());
-    });
-    EXPECT_EQ(job->decliner(), worker.get_future().get());
-    ran.get_future().wait();
-  }
+  CrowdedQueues queues;
+  queues.post([&] {
+    posted.get_future().wait();  // or the pool might not have counted the two in their order
+    queues.post([&] { ran.set_value(); });
+    EXPECT_TRUE(SideJob::leave(job));
+    worker.set_value(std::this_thread::get_id());
+  });
+  posted.set_value();
+  EXPECT_EQ(job->decliner(), worker.get_future().get());
+  ran.get_future().wait();
 }
 
 TEST(SideJob, IsDeclinedWhileAnotherWorkerDoesOne) {
