@@ -5,7 +5,8 @@
 namespace corvane {
 
 /// Announces, on a worker of the pool, that the next post is the last thing that the present block does: the same
-/// worker comes to the posted block at once, so that no other needs to be woken for it.
+/// worker comes to the posted block at once, so that no other needs to be woken for it. Or the next HTTP request, whose
+/// answer the worker then waits for unless there is something else to do.
 ///
 /// Whoever announces it must know that nothing behind the post waits for anything, as the posted block waits for that.
 /// It holds for one post, or until this goes. On a thread that is not the pool's it means nothing.

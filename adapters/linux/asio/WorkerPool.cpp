@@ -111,8 +111,8 @@ void WorkerPool::run(Block block) noexcept {
 
 // Side jobs
 
-// The worker does not wait for posts meanwhile. Of a post that nobody waits for and a job that is about to begin, at
-// least one sees the other: each makes itself known before it looks.
+// The worker does not wait for posts meanwhile. Of a post that nobody waits for, or the pool's end, and a job that is
+// about to begin, at least one sees the other: each makes itself known before it looks.
 Block WorkerPool::doJob(std::shared_ptr<SideJob> job) noexcept {
   bool isTheOnly = false;
   {
@@ -128,7 +128,7 @@ Block WorkerPool::doJob(std::shared_ptr<SideJob> job) noexcept {
     return {};
   }
   Block next;
-  if (isStarved())
+  if (isStarved() || closing_)
     job->decline();
   else
     next = job->work(jobIsOver_);
@@ -427,6 +427,7 @@ void WorkerPool::close() noexcept {
     closing_ = true;
   }
   forReserve_.notify_all();
+  callBackJob();
   workGuard_.reset();
   if (ownThread) {
     clock.detach();

@@ -116,7 +116,7 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
   std::condition_variable forReserve_;
   int resting_ = 0;  // workers in reserve
   int called_ = 0;   // of these, to come back
-  bool closing_ = false;
+  std::atomic<bool> closing_{false};
 
   std::mutex timersMutex_;
   std::unordered_set<std::shared_ptr<Timer>> timers_;

@@ -8,8 +8,8 @@
 
 namespace corvane {
 
-/// What wakes the thread that drives the loop from its sockets. libcurl's own wake-up is a pair of sockets, which costs three times
-/// as much.
+/// What wakes the thread that drives the loop from its sockets. libcurl's own wake-up is a pair of sockets, which costs
+/// three times as much.
 class Bell {
  public:
   /// Throws std::system_error.

@@ -13,7 +13,7 @@ namespace corvane {
 
 class Exchange;
 
-/// What a client, its requests and the network thread share: the handlers that are still to be called, and
+/// What a client, its requests and the loop share: the handlers that are still to be called, and
 /// the wishes about its connections.
 ///
 /// A handler leaves the book exactly once, by whoever is first: the answer or a cancellation. That one lock
@@ -66,7 +66,7 @@ class ClientState {
  private:
   std::mutex mutex_;
   Entries entries_;
-  // Changed with the book, read by the network thread for each client that may be idle.
+  // Changed with the book, read by the loop for each client that may be idle.
   std::atomic<std::size_t> waiting_{0};
   std::atomic<Clock::duration> lastTaken_{Clock::duration::zero()};
 };

@@ -23,8 +23,7 @@ void CurlDriver::post(std::shared_ptr<Exchange> exchange) noexcept {
   const bool blockEnds = EndOfBlock::take();
   Lock lock(mutex_);
   mail_.requests.push(std::move(exchange));
-  if (blockEnds && driver_ == Driver::none && !promised_ && !threadNeeded_)
-    promised_ = SideJob::leave(shared_from_this());
+  if (blockEnds && driver_ == Driver::none && !threadNeeded_ && SideJob::leave(shared_from_this())) return;
   wakeDriver(std::move(lock));
 }
 
@@ -37,16 +36,12 @@ void CurlDriver::poke() noexcept {
 void CurlDriver::stop() noexcept {
   Lock lock(mutex_);
   stopped_ = true;
-  promised_ = false;  // by a worker that may wait for the thread's end
   wakeDriver(std::move(lock));
 }
 
 // Whoever is woken is so after the lock, for which it would have to wait at once.
 void CurlDriver::wakeDriver(Lock lock) noexcept {
-  if (driver_ == Driver::none) {
-    if (!promised_) wakeThread(std::move(lock));
-    return;
-  }
+  if (driver_ == Driver::none) return wakeThread(std::move(lock));
   lock.unlock();
   bell_->ring();
 }
@@ -61,12 +56,14 @@ void CurlDriver::wakeThread(Lock lock) noexcept {
 
 void CurlDriver::runThread() noexcept {
   Lock lock(mutex_);
-  while (!stopped_) {
-    awaitNeed(lock);
+  for (;;) {
+    awaitNeed(lock);  // also when there is nothing to do but to end: a worker may still drive
     driver_ = Driver::thread;
     driveUntilQuiet(lock);
-    if (!stopped_) driver_ = Driver::none;
+    if (stopped_) break;
+    driver_ = Driver::none;
   }
+  const auto unread = std::exchange(mail_, {});  // it holds its requests, and they hold this
   lock.unlock();
   loop_.reset();
 }
@@ -101,9 +98,9 @@ void CurlDriver::driveUntilQuiet(Lock& lock) noexcept {
 
 Block CurlDriver::work(const std::atomic<bool>& wanted) noexcept {
   Lock lock(mutex_);
-  promised_ = false;
   if (driver_ != Driver::none || stopped_) return {};
   driver_ = Driver::worker;
+  threadNeeded_ = false;
   driveUntilAnswered(lock, wanted);
   return leave(lock);
 }
@@ -144,7 +141,6 @@ void CurlDriver::callBack() noexcept {
 
 void CurlDriver::decline() noexcept {
   Lock lock(mutex_);
-  promised_ = false;
   if (!mail_.isEmpty()) wakeDriver(std::move(lock));
 }
 

@@ -66,8 +66,7 @@ class CurlDriver final : public SideJob, public std::enable_shared_from_this<Cur
   CurlLoop::Mail mail_;
   bool stopped_ = false;
   Driver driver_ = Driver::none;
-  bool promised_ = false;      // a worker will drive as soon as its block has ended
-  bool threadNeeded_ = false;  // for what nobody drives
+  bool threadNeeded_ = false;                               // for what nobody drives
   Clock::time_point threadDue_ = Clock::time_point::max();  // to close what is idle
 };
 

@@ -11,6 +11,7 @@
 #include <system_error>
 
 namespace corvane {
+
 CurlNetwork::CurlNetwork(Options options) : core_(std::make_shared<CurlCore>(std::move(options))) {}
 
 std::shared_ptr<HTTPClient> CurlNetwork::makeClient() {

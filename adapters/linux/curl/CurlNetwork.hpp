@@ -12,7 +12,7 @@ namespace corvane {
 
 class CurlCore;
 
-/// The one network thread of a platform, and libcurl's multi handle on it, for any number of clients.
+/// The one network thread of a platform, and libcurl's multi handle, for any number of clients.
 ///
 /// Lifetime: the thread starts at the first request, and ends with the last of this object and its clients.
 /// Threads: any. The last one to drop it waits for the network thread to close its sockets, which never waits

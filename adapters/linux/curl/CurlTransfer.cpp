@@ -153,7 +153,7 @@ void CurlTransfer::setMethod() {
 
 void CurlTransfer::setHeaders() {
   const HTTPRequest& request = exchange_->request();
-  headers_.addLine("Accept-Encoding: gzip");  // as a plain header: inflating is not the network thread's work
+  headers_.addLine("Accept-Encoding: gzip");  // as a plain header: inflating is not the loop's work
   headers_.addLine("Expect:");
   const bool hasType = std::any_of(request.headers.begin(), request.headers.end(), [](const auto& header) {
     constexpr std::string_view contentType = "content-type";

@@ -21,7 +21,7 @@ struct TransferSettings {
   std::string userAgent;
 };
 
-/// One exchange after another on one libcurl handle; lives on the network thread.
+/// One exchange after another on one libcurl handle; the loop's.
 ///
 /// Making and configuring a handle takes a third of what libcurl needs for a small request, so a handle that brought
 /// its answer serves further ones. What never changes is set once; whatever belongs to a request is set for each of

@@ -17,15 +17,14 @@ class CurlDriver;
 /// One request and its answer, on the way from the caller's thread over the loop to the pool.
 ///
 /// It is in one place at a time, so its parts need no lock: whoever drives the loop owns them from
-/// `CurlDriver::post` to `answering`, the pool afterwards. Only `cancel` comes from anywhere. The handler lies in the client's book
-/// meanwhile.
+/// `CurlDriver::post` to `answering`, the pool afterwards. Only `cancel` comes from anywhere. The handler lies in the
+/// client's book meanwhile.
 class Exchange final : public Cancellable, public std::enable_shared_from_this<Exchange> {
  public:
   Exchange(HTTPRequest request, std::size_t bodyLimit, std::shared_ptr<ClientState> client,
            std::shared_ptr<CurlDriver> driver);
 
-  /// Releases the handler on the calling thread, outside every lock, and has the transfer
-  /// dropped.
+  /// Releases the handler on the calling thread, outside every lock, and has the transfer dropped.
   void cancel() noexcept override;
   void markCancelled() noexcept { cancelled_ = true; }
   bool isCancelled() const noexcept { return cancelled_; }
@@ -41,8 +40,8 @@ class Exchange final : public Cancellable, public std::enable_shared_from_this<E
   /// The answer as it came, or what kept it from coming. One that has neither ran out of memory.
   void setOutcome(Result<HTTPResponse, NSError> outcome) { outcome_.emplace(std::move(outcome)); }
 
-  /// Inflates the body and calls the handler; for a worker of the pool. Throws, and may be called again, when memory is
-  /// short.
+  /// A block that inflates the body and calls the handler, for a worker of the pool. Throws std::bad_alloc, and may
+  /// be called again then.
   Block answering();
 
  private:

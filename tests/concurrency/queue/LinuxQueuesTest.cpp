@@ -1,19 +1,16 @@
 #include "EndOfBlock.hpp"
 #include "asio/AsioQueues.hpp"
+#include "support/Threads.hpp"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
 #include <ctime>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <future>
-#include <iterator>
 #include <latch>
 #include <memory>
 #include <stdexcept>
@@ -28,26 +25,14 @@ namespace {
 
 using namespace std::chrono_literals;
 
+using test::eventually;
+using test::firstWorkers;
+using test::threadsNamed;
+
 constexpr std::chrono::seconds generously{60};
 
-// Counts this process's threads that carry a name of the queues.
 long queueThreads() {
-  long count = 0;
-  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-    std::string name;
-    std::ifstream(task.path() / "comm") >> name;
-    if (name == "corvane-worker" || name == "corvane-clock") ++count;
-  }
-  return count;
-}
-
-bool eventually(const std::function<bool()>& condition) {
-  const auto end = std::chrono::steady_clock::now() + generously;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::yield();
-  }
-  return true;
+  return threadsNamed({"corvane-worker", "corvane-clock"});
 }
 
 // Blocks that wait, from the first on, until the gate opens.
@@ -67,11 +52,6 @@ class Gate {
   std::shared_future<void> opened_ = opening_.get_future().share();
   std::atomic<int> inside_{0};
 };
-
-// How many workers there are while none is blocked.
-int firstWorkers() {
-  return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 2U, 4U));
-}
 
 // A block that never waits for anything but a core, until released.
 Block computing(const std::atomic<bool>& released) {

@@ -1,7 +1,9 @@
 // Memory that runs out between the arrival of an answer and its delivery: each allocation of the network thread and
 // of the pool's threads fails in turn, and each time the handler gets the answer or an error, once.
+#include "EndOfBlock.hpp"
 #include "Gzip.hpp"
 #include "HTTPFixture.hpp"
+#include "asio/AsioQueues.hpp"
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -22,7 +24,8 @@ bool isOfTheTransport() {
   if (answer < 0) {
     char name[16] = {};
     pthread_getname_np(pthread_self(), name, sizeof name);
-    answer = std::string_view(name) == "corvane-http" || std::string_view(name) == "pool";
+    const std::string_view own(name);
+    answer = own == "corvane-http" || own == "corvane-worker" || own == "pool";
   }
   return answer == 1;
 }
@@ -65,7 +68,36 @@ struct Arrival {
 
 class OutOfMemory : public testing::TestWithParam<Arrival> {};
 
-TEST_P(OutOfMemory, WhileAnAnswerArrivesGivesTheAnswerOrOneError) {
+/// The network thread waits for the answer.
+class WaitingThread {
+ public:
+  WaitingThread() { namePoolThreads(*http_.pool); }
+  void send(const std::string& url, HTTPHandler handler) {
+    static_cast<void>(http_.client->send(makeRequest("GET", url), std::move(handler)));
+  }
+
+ private:
+  HTTPFixture http_;
+};
+
+/// The worker that has sent the request waits for the answer.
+class WaitingWorker {
+ public:
+  void send(const std::string& url, HTTPHandler handler) {
+    queues_.taskPool->async([url, client = client_, handler = std::move(handler)]() mutable {
+      const EndOfBlock end;
+      static_cast<void>(client->send(makeRequest("GET", url), std::move(handler)));
+    });
+  }
+
+ private:
+  LinuxQueues queues_ = makeLinuxQueues();
+  CurlNetwork network_{{{}, "", "Corvane/test (gzip)", queues_.userInitiated}};
+  std::shared_ptr<HTTPClient> client_ = network_.makeClient();
+};
+
+template <class Waiting>
+void expectTheAnswerOrOneError(const Arrival& arrival) {
   int failures = 0;
   for (int n = 0; n < 1000; ++n) {
     std::promise<void> arrived;
@@ -74,12 +106,11 @@ TEST_P(OutOfMemory, WhileAnAnswerArrivesGivesTheAnswerOrOneError) {
       connection.readRequest();
       arrived.set_value();
       mayAnswer.wait();
-      connection.send(GetParam().bytes);
+      connection.send(arrival.bytes);
     });
-    HTTPFixture http;
-    namePoolThreads(*http.pool);
+    Waiting waiting;
     AwaitedAnswer answer;
-    const auto ticket = http.client->send(makeRequest("GET", server.url()), answer.handler());
+    waiting.send(server.url(), answer.handler());
     arrived.get_future().wait();
     allocationsUntilFailure = n;
     armed.set_value();
@@ -87,16 +118,24 @@ TEST_P(OutOfMemory, WhileAnAnswerArrivesGivesTheAnswerOrOneError) {
     const bool reached = allocationsUntilFailure.exchange(-1) < 0;
     if (!outcome.isSuccess() && outcome.error().code() == urlError::unknown)
       ++failures;
-    else if (GetParam().code == 0)
+    else if (arrival.code == 0)
       EXPECT_THAT(outcome, IsAnswer(200, std::string(5000, 'x')));
     else
-      EXPECT_THAT(outcome, IsURLError(GetParam().code));
+      EXPECT_THAT(outcome, IsURLError(arrival.code));
     if (!reached) {
       EXPECT_GT(failures, 0);
       return;
     }
   }
   FAIL() << "the answer needs more allocations than this test can believe";
+}
+
+TEST_P(OutOfMemory, WhileAnAnswerArrivesGivesTheAnswerOrOneError) {
+  expectTheAnswerOrOneError<WaitingThread>(GetParam());
+}
+
+TEST_P(OutOfMemory, WhileAWorkerWaitsForItsAnswerGivesTheAnswerOrOneError) {
+  expectTheAnswerOrOneError<WaitingWorker>(GetParam());
 }
 
 const std::string text(5000, 'x');
