@@ -138,11 +138,9 @@ Block WorkerPool::doJob(std::shared_ptr<SideJob> job) noexcept {
   return next;
 }
 
-/// False if nobody can be called back.
-bool WorkerPool::callBackJob() noexcept {
+void WorkerPool::callBackJob() noexcept {
   const std::lock_guard lock(jobMutex_);
   if (job_ && !jobIsOver_.exchange(true)) job_->callBack();
-  return job_ != nullptr;
 }
 
 // Timers
@@ -232,7 +230,8 @@ void WorkerPool::dropTimers() noexcept {
 // Supervision
 
 void WorkerPool::watchIfStarved() noexcept {
-  if (!isStarved() || callBackJob()) return;
+  if (!isStarved()) return;
+  callBackJob();  // and watch: it may take its time
   if (watched_.load() || watched_.exchange(true)) return;
   try {
     boost::asio::post(clockContext_, [this] {

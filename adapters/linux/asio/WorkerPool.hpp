@@ -69,7 +69,7 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
   void enqueue(Block block);
   void run(Block block) noexcept;
   Block doJob(std::shared_ptr<SideJob> job) noexcept;
-  bool callBackJob() noexcept;
+  void callBackJob() noexcept;
   bool isStarved() const noexcept { return waiting_.load() > 0 && !isAwaited_.load(); }
   void watchIfStarved() noexcept;
   void expectReserve() noexcept;
