@@ -43,7 +43,7 @@ struct LinuxPlatformOptions {
 /// Puts the platform together. Throws an AnyError that names the option when one is wrong, such as an http URL that
 /// does not lead to a loopback address. Touches no file, thread or bus otherwise.
 ///
-/// Everything made from the result shares its threads: two workers (more while workers are blocked) and one for the
+/// Everything made from the result shares its threads: two to four workers (more while workers are blocked) and one for the
 /// network. They end when the last piece is gone.
 Platform makeLinuxPlatform(LinuxPlatformOptions options = {});
 
