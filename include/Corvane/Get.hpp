@@ -38,24 +38,31 @@ std::future<Result<Value, Failure>> toFuture(const AnyPublisher<Value, Failure>&
 /// Errors: throws the failure as an AnyError, on the waiting thread.
 template <class Value, class Failure>
 Value get(const AnyPublisher<Value, Failure>& publisher) {
-  std::optional<Value> result;
-  std::optional<Failure> error;
-  std::mutex mutex;
-  std::condition_variable ended;
-  bool isOver = false;
+  // Not by a std::promise, which makes a system call and two allocations more. Shared, as a subscription that throws may
+  // have handed its callbacks on.
+  struct Pending {
+    std::mutex mutex;
+    std::condition_variable ended;
+    bool isOver = false;
+    std::optional<Value> value;
+    std::optional<Failure> error;
+  };
+  const auto pending = std::make_shared<Pending>();
   auto subscription = publisher.sink(
-      [&](Completion<Failure> completion) {
-        if (completion.isFailure()) error.emplace(std::move(completion).error());
-        const std::lock_guard lock(mutex);
-        isOver = true;
-        ended.notify_one();  // under the lock, as all of this is gone once the waiting thread has seen it
+      [pending](Completion<Failure> completion) {
+        if (completion.isFailure()) pending->error.emplace(std::move(completion).error());
+        {
+          const std::lock_guard lock(pending->mutex);
+          pending->isOver = true;
+        }
+        pending->ended.notify_one();
       },
-      [&result](Value value) { result.emplace(std::move(value)); });
+      [pending](Value value) { pending->value.emplace(std::move(value)); });
   subscription.release();
-  std::unique_lock lock(mutex);
-  ended.wait(lock, [&isOver] { return isOver; });
-  if (error) throw AnyError(*std::move(error));
-  return *std::move(result);
+  std::unique_lock lock(pending->mutex);
+  pending->ended.wait(lock, [&] { return pending->isOver; });
+  if (pending->error) throw AnyError(*std::move(pending->error));
+  return *std::move(pending->value);
 }
 
 }  // namespace corvane
