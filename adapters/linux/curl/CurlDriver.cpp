@@ -6,11 +6,6 @@
 #include <utility>
 
 namespace corvane {
-namespace {
-
-constexpr std::chrono::milliseconds untilPoolTakesIt{20};
-
-}  // namespace
 
 void CurlDriver::adopt(std::unique_ptr<CurlLoop> loop) {
   if (!bell_) bell_.emplace();
@@ -85,7 +80,7 @@ void CurlDriver::driveUntilQuiet(Lock& lock) noexcept {
     loop_->work(std::move(mail));
     auto sleep = loop_->closeIdle();
     const bool handedOver = loop_->handOver();
-    if (!handedOver) sleep = std::min(sleep, untilPoolTakesIt);
+    if (!handedOver) sleep = std::min(sleep, CurlLoop::untilPoolTakesIt);
     const bool isOver = handedOver && !loop_->isRunning();
     if (!isOver) loop_->wait(sleep, *bell_);
     lock.lock();

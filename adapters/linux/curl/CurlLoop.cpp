@@ -17,7 +17,6 @@ constexpr unsigned maxRunningPerClient = 64;
 /// Handles that are kept for further requests; 6 KiB each.
 constexpr std::size_t mostRested = 4;
 constexpr std::chrono::milliseconds untilWoken = std::chrono::hours(1);
-constexpr std::chrono::milliseconds untilPoolTakesIt{20};
 
 /// How long the client that has been idle the longest, of that many, may keep its connections.
 std::chrono::seconds mayIdle(const HTTPLimits& limits, std::size_t clients) {

@@ -31,6 +31,9 @@ class CurlLoop {
     bool isEmpty() const noexcept { return requests.empty() && !sweep; }
   };
 
+  /// When to look again after a pool that had no memory for an answer, or has not come to it yet.
+  static constexpr std::chrono::milliseconds untilPoolTakesIt{20};
+
   /// Throws std::system_error when the machine gives no multi handle or no descriptor.
   CurlLoop(TransferSettings settings, std::string extraCAFile, std::shared_ptr<Queue> pool);
   ~CurlLoop();
