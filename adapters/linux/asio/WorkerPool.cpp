@@ -365,19 +365,25 @@ bool WorkerPool::rest() noexcept {
   std::unique_lock lock(reserveMutex_);
   const auto isWanted = [this] { return called_ > 0 || closing_; };
   const auto isSurplus = [this] { return workers_.load() > coreWorkers(); };
+  bool leaves = false;
   ++resting_;
-  if (!isSurplus()) forReserve_.wait(lock, isWanted);
-  while (!forReserve_.wait_for(lock, tuning_.idleBeforeLeaving, isWanted) && !isSurplus()) {
+  while (!isWanted() && !leaves) {
+    if (isSurplus())
+      leaves = !forReserve_.wait_for(lock, tuning_.idleBeforeLeaving, isWanted) && isSurplus();
+    else
+      forReserve_.wait(lock);
   }
   --resting_;
   if (called_ > 0) {
     --called_;
     return true;
   }
-  workers_.fetch_sub(1);
-  const bool isEnd = closing_;
+  if (leaves) {
+    workers_.fetch_sub(1);
+    return false;
+  }
   lock.unlock();
-  if (isEnd) workContext_.run();  // what the last blocks of others still post
+  workContext_.run();  // what the last blocks of others still post
   return false;
 }
 
