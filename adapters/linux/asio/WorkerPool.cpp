@@ -239,8 +239,14 @@ void WorkerPool::watchIfStarved() noexcept {
       superviseSoon();
     });
   } catch (const std::bad_alloc&) {
-    watched_.store(false);  // whoever finds the pool starved next tries again
+    giveUpWatching();
   }
+}
+
+// Whoever finds the pool starved next tries again. That may be nobody for long, so that one worker comes at once.
+void WorkerPool::giveUpWatching() noexcept {
+  watched_.store(false);
+  wakeReserve();
 }
 
 void WorkerPool::expectReserve() noexcept {
@@ -256,7 +262,7 @@ void WorkerPool::superviseSoon() {
       if (!error) supervise();
     });
   } catch (const std::bad_alloc&) {
-    watched_.store(false);  // whoever finds the pool starved next tries again
+    giveUpWatching();
   }
 }
 
