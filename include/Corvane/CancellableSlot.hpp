@@ -38,12 +38,12 @@ class CancellableSlot final : public Cancellable {
         return;
       }
     }
-    if (current == cancelled() && entry->content) entry->content->cancel();
+    const auto late = std::move(entry->content);
+    if (current == cancelled() && late) late->cancel();
   }
 
   void cancel() noexcept override {
-    const Owned entry = take(cancelled());
-    if (entry && entry->content) entry->content->cancel();
+    if (const auto content = take(cancelled())) content->cancel();
   }
 
   void close() noexcept { take(closed()); }
@@ -73,11 +73,14 @@ class CancellableSlot final : public Cancellable {
   static Entry* closed() noexcept { return &closedMark; }
   static Entry* cancelled() noexcept { return &cancelledMark; }
 
-  // The first end wins: a slot that was cancelled stays cancelled when it is closed, and the other way round.
-  Owned take(Entry* end) noexcept {
+  // The first end wins: a slot that was cancelled stays cancelled when it is closed, and the other way round. Gives the
+  // content without its entry, as the slot may be gone once the content has been cancelled.
+  std::shared_ptr<Cancellable> take(Entry* end) noexcept {
     Entry* current = entry_.load(std::memory_order_acquire);
     while (current != closed() && current != cancelled()) {
-      if (entry_.compare_exchange_weak(current, end, std::memory_order_acq_rel)) return Owned(current);
+      if (!entry_.compare_exchange_weak(current, end, std::memory_order_acq_rel)) continue;
+      const Owned entry(current);
+      return entry ? std::move(entry->content) : nullptr;
     }
     return nullptr;
   }

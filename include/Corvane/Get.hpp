@@ -2,6 +2,8 @@
 
 #include <Corvane/AnyError.hpp>
 #include <Corvane/AnyPublisher.hpp>
+#include <Corvane/Completion.hpp>
+#include <Corvane/Publisher.hpp>
 #include <Corvane/Result.hpp>
 
 #include <condition_variable>
@@ -34,35 +36,49 @@ std::future<Result<Value, Failure>> toFuture(const AnyPublisher<Value, Failure>&
   return future;
 }
 
+/// Where a publisher leaves its answer for the thread that waits for it. Shared by both: a publisher that throws while
+/// it is subscribed to may still tell its receiver of it later.
+template <class Value, class Failure>
+class PendingAnswer final : public Receiver<Value, Failure> {
+ public:
+  void receive(Value value) noexcept override {
+    const std::lock_guard lock(mutex_);
+    if (!isOver_) value_.emplace(std::move(value));
+  }
+
+  void complete(Completion<Failure> completion) noexcept override {
+    const std::lock_guard lock(mutex_);
+    if (std::exchange(isOver_, true)) return;
+    if (completion.isFailure()) error_.emplace(std::move(completion).error());
+    ended_.notify_one();
+  }
+
+  Value take() {
+    std::unique_lock lock(mutex_);
+    ended_.wait(lock, [this] { return isOver_; });
+    if (error_) throw AnyError(*std::move(error_));
+    if (!value_) throw std::future_error(std::future_errc::broken_promise);
+    return *std::move(value_);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable ended_;
+  bool isOver_ = false;
+  std::optional<Value> value_;
+  std::optional<Failure> error_;
+};
+
 /// Subscribes and waits. For programs without an event loop; never call it on a thread that the result needs.
-/// Errors: throws the failure as an AnyError, on the waiting thread.
+/// Errors: throws the failure as an AnyError, on the waiting thread; a std::future_error if the publisher breaks its
+/// promise and lets go without an answer.
 template <class Value, class Failure>
 Value get(const AnyPublisher<Value, Failure>& publisher) {
-  // Not by a std::promise, which makes a system call and two allocations more. Shared, as a subscription that throws may
-  // have handed its callbacks on.
-  struct Pending {
-    std::mutex mutex;
-    std::condition_variable ended;
-    bool isOver = false;
-    std::optional<Value> value;
-    std::optional<Failure> error;
-  };
-  const auto pending = std::make_shared<Pending>();
-  auto subscription = publisher.sink(
-      [pending](Completion<Failure> completion) {
-        if (completion.isFailure()) pending->error.emplace(std::move(completion).error());
-        {
-          const std::lock_guard lock(pending->mutex);
-          pending->isOver = true;
-        }
-        pending->ended.notify_one();
-      },
-      [pending](Value value) { pending->value.emplace(std::move(value)); });
-  subscription.release();
-  std::unique_lock lock(pending->mutex);
-  pending->ended.wait(lock, [&] { return pending->isOver; });
-  if (pending->error) throw AnyError(*std::move(pending->error));
-  return *std::move(pending->value);
+  const auto answer = std::make_shared<PendingAnswer<Value, Failure>>();
+  const auto letGo = [answer](auto*) { answer->complete(Completion<Failure>::finished()); };
+  const auto subscription =
+      publisher.subscribe(std::shared_ptr<Receiver<Value, Failure>>(answer.get(), letGo));
+  return answer->take();
 }
 
 }  // namespace corvane

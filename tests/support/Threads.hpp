@@ -9,18 +9,32 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 namespace corvane::test {
 
-/// How many of this process's threads carry one of the names.
-inline long threadsNamed(std::initializer_list<std::string_view> names) {
-  long count = 0;
+/// The kernel's ids of those of this process's threads that carry one of the names.
+inline std::vector<std::string> idsOfThreadsNamed(std::initializer_list<std::string_view> names) {
+  std::vector<std::string> ids;
   for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
     std::string name;
     std::ifstream(task.path() / "comm") >> name;
-    if (std::find(names.begin(), names.end(), name) != names.end()) ++count;
+    if (std::find(names.begin(), names.end(), name) != names.end()) ids.push_back(task.path().filename());
   }
-  return count;
+  return ids;
+}
+
+inline long threadsNamed(std::initializer_list<std::string_view> names) {
+  return static_cast<long>(idsOfThreadsNamed(names).size());
+}
+
+/// How often a thread has gone to sleep; none if it is gone.
+inline long sleepsOfThread(const std::string& id) {
+  constexpr std::string_view sleeps = "voluntary_ctxt_switches:\t";
+  std::ifstream status("/proc/self/task/" + id + "/status");
+  for (std::string line; std::getline(status, line);)
+    if (line.starts_with(sleeps)) return std::stol(line.substr(sleeps.size()));
+  return 0;
 }
 
 /// Waits for what nobody tells, such as the kernel's forgetting a thread; false after a long time.

@@ -239,8 +239,14 @@ void WorkerPool::watchIfStarved() noexcept {
       superviseSoon();
     });
   } catch (const std::bad_alloc&) {
-    watched_.store(false);  // whoever finds the pool starved next tries again
+    giveUpWatching();
   }
+}
+
+// Whoever finds the pool starved next tries again. That may be nobody for long, so that one worker comes at once.
+void WorkerPool::giveUpWatching() noexcept {
+  watched_.store(false);
+  wakeReserve();
 }
 
 void WorkerPool::expectReserve() noexcept {
@@ -256,7 +262,7 @@ void WorkerPool::superviseSoon() {
       if (!error) supervise();
     });
   } catch (const std::bad_alloc&) {
-    watched_.store(false);  // whoever finds the pool starved next tries again
+    giveUpWatching();
   }
 }
 
@@ -365,19 +371,25 @@ bool WorkerPool::rest() noexcept {
   std::unique_lock lock(reserveMutex_);
   const auto isWanted = [this] { return called_ > 0 || closing_; };
   const auto isSurplus = [this] { return workers_.load() > coreWorkers(); };
+  bool leaves = false;
   ++resting_;
-  if (!isSurplus()) forReserve_.wait(lock, isWanted);
-  while (!forReserve_.wait_for(lock, tuning_.idleBeforeLeaving, isWanted) && !isSurplus()) {
+  while (!isWanted() && !leaves) {
+    if (isSurplus())
+      leaves = !forReserve_.wait_for(lock, tuning_.idleBeforeLeaving, isWanted) && isSurplus();
+    else
+      forReserve_.wait(lock);
   }
   --resting_;
   if (called_ > 0) {
     --called_;
     return true;
   }
-  workers_.fetch_sub(1);
-  const bool isEnd = closing_;
+  if (leaves) {
+    workers_.fetch_sub(1);
+    return false;
+  }
   lock.unlock();
-  if (isEnd) workContext_.run();  // what the last blocks of others still post
+  workContext_.run();  // what the last blocks of others still post
   return false;
 }
 

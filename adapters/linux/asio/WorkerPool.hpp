@@ -72,6 +72,7 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
   void callBackJob() noexcept;
   bool isStarved() const noexcept { return waiting_.load() > 0 && !isAwaited_.load(); }
   void watchIfStarved() noexcept;
+  void giveUpWatching() noexcept;
   void expectReserve() noexcept;
   void superviseSoon();
   void supervise();

@@ -13,9 +13,11 @@
 #include <future>
 #include <latch>
 #include <memory>
+#include <numeric>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <pthread.h>
@@ -52,6 +54,48 @@ class Gate {
   std::shared_future<void> opened_ = opening_.get_future().share();
   std::atomic<int> inside_{0};
 };
+
+QueueTuning noMoreThanTheFirst() {
+  QueueTuning tuning;
+  tuning.patience = 1ms;
+  tuning.mostWorkers = firstWorkers();
+  return tuning;
+}
+
+// Blocks of which each is posted when the one before has told that it runs. Gives how often the worker changed.
+int runOneAfterAnother(Queue& queue, int blocks) {
+  int changes = 0;
+  std::thread::id last;
+  for (int i = 0; i < blocks; ++i) {
+    auto told = std::make_shared<std::promise<std::thread::id>>();
+    queue.async([told] { told->set_value(std::this_thread::get_id()); });
+    const auto worker = told->get_future().get();
+    if (std::exchange(last, worker) != worker) ++changes;
+  }
+  return changes;
+}
+
+// Has each of the first workers run a block at the same time.
+void gatherAllWorkers(Queue& queue) {
+  auto together = std::make_shared<std::latch>(firstWorkers() + 1);
+  for (int i = 0; i < firstWorkers(); ++i) queue.async([together] { together->arrive_and_wait(); });
+  together->arrive_and_wait();
+}
+
+// Sends all but one worker into reserve, more likely than not.
+void quieten(Queue& queue) {
+  gatherAllWorkers(queue);
+  runOneAfterAnother(queue, 20);
+}
+
+// Gives other threads the time to do what they should not. Of queues of their own, as those of the test may all be
+// blocked.
+void letTimePass() {
+  const LinuxQueues clock = makeLinuxQueues();
+  auto over = std::make_shared<std::promise<void>>();
+  const auto timer = clock.taskPool->asyncAfter(50ms, [over] { over->set_value(); });
+  over->get_future().wait();
+}
 
 // A block that never waits for anything but a core, until released.
 Block computing(const std::atomic<bool>& released) {
@@ -107,13 +151,36 @@ TEST(LinuxQueues, AddNoMoreWorkersThanTheyMay) {
   LinuxQueues queues = makeLinuxQueues(tuning);
   for (int i = 0; i < 8; ++i) queues.userInitiated->async(gate.block());
   ASSERT_TRUE(eventually([&] { return gate.inside() == 4; }));
-  const LinuxQueues clock = makeLinuxQueues();  // of its own, because these workers are all blocked
-  auto over = std::make_shared<std::promise<void>>();
-  const auto timer = clock.taskPool->asyncAfter(50ms, [over] { over->set_value(); });
-  over->get_future().wait();
+  letTimePass();
   EXPECT_EQ(gate.inside(), 4);
   gate.open();
   queues = {};
+}
+
+TEST(LinuxQueues, AddNoMoreWorkersThanTheyMayWhileTheyAreDestroyed) {
+  for (int round = 0; round < 10; ++round) {
+    Gate gate;
+    std::promise<void> go;
+    std::promise<void> dropped;
+    LinuxQueues queues = makeLinuxQueues(noMoreThanTheFirst());
+    quieten(*queues.taskPool);
+    queues.userInitiated->async(
+        [&, queue = queues.taskPool, toldToGo = go.get_future().share(), blocked = gate.block()]() mutable {
+          toldToGo.wait();
+          for (int i = 0; i < 2 * firstWorkers(); ++i) queue->async(gate.block());
+          queue.reset();
+          dropped.set_value();
+          blocked();
+        });
+    queues = {};
+    go.set_value();
+    dropped.get_future().wait();
+    EXPECT_TRUE(eventually([&] { return gate.inside() == firstWorkers(); }));
+    letTimePass();
+    EXPECT_EQ(gate.inside(), firstWorkers());
+    gate.open();
+    EXPECT_TRUE(eventually([] { return queueThreads() == 0; }));
+  }
 }
 
 TEST(LinuxQueues, AddNoWorkerForThoseThatCompute) {
@@ -166,6 +233,63 @@ TEST(LinuxQueues, LetSurplusWorkersGoOnceTheyAreIdle) {
   EXPECT_EQ(answered->get_future().wait_for(generously), std::future_status::ready);
 }
 
+TEST(LinuxQueues, HaveABlockThatMeetsABusyWorkerRunByOneInReserve) {
+  LinuxQueues queues = makeLinuxQueues(noMoreThanTheFirst());
+  for (int round = 0; round < 50; ++round) {
+    quieten(*queues.taskPool);
+    struct Meeting {
+      std::promise<void> isBusy;
+      std::promise<void> otherRan;
+      std::promise<void> over;
+    };
+    const auto meeting = std::make_shared<Meeting>();
+    queues.userInitiated->async([meeting] {
+      meeting->isBusy.set_value();
+      meeting->otherRan.get_future().wait();
+      meeting->over.set_value();
+    });
+    meeting->isBusy.get_future().wait();
+    queues.taskPool->async([meeting] { meeting->otherRan.set_value(); });
+    ASSERT_EQ(meeting->over.get_future().wait_for(generously), std::future_status::ready);
+  }
+  queues = {};
+}
+
+TEST(LinuxQueues, HaveTheWholeReserveTakePartWhenManyBlocksWait) {
+  LinuxQueues queues = makeLinuxQueues(noMoreThanTheFirst());
+  for (int round = 0; round < 50; ++round) gatherAllWorkers(*queues.userInitiated);
+  queues = {};
+}
+
+TEST(LinuxQueues, ServeBlocksThatFollowOneAnotherByOneWorkerWhileTheOthersRest) {
+  constexpr int blocks = 1000;
+  LinuxQueues queues = makeLinuxQueues(noMoreThanTheFirst());
+  // More often only while the machine keeps the worker from a core for a millisecond, between one block and the next.
+  EXPECT_TRUE(eventually([&] { return runOneAfterAnother(*queues.userInitiated, blocks) <= blocks / 10; }));
+}
+
+TEST(LinuxQueues, SleepAltogetherWhileIdleAlsoAfterManyWereBlocked) {
+  Gate gate;
+  QueueTuning tuning;
+  tuning.patience = 1ms;
+  tuning.idleBeforeLeaving = 1ms;
+  LinuxQueues queues = makeLinuxQueues(tuning);
+  for (int i = 0; i < 16; ++i) queues.userInitiated->async(gate.block());
+  ASSERT_TRUE(eventually([&] { return gate.inside() == 16; }));
+  gate.open();
+  ASSERT_TRUE(eventually([] { return queueThreads() == firstWorkers() + 1; }));
+  const auto threads = test::idsOfThreadsNamed({"corvane-worker", "corvane-clock"});
+  const auto sleeps = [&threads] {
+    return std::accumulate(threads.begin(), threads.end(), 0L,
+                           [](long sum, const auto& id) { return sum + test::sleepsOfThread(id); });
+  };
+  EXPECT_TRUE(eventually([&] {
+    const long before = sleeps();
+    letTimePass();
+    return sleeps() == before;
+  }));
+}
+
 TEST(LinuxQueues, LeaveNoThreadBehind) {
   for (int round = 0; round < 50; ++round) {
     LinuxQueues queues = makeLinuxQueues();
@@ -190,6 +314,28 @@ TEST(LinuxQueues, MayBeDroppedOnOneOfTheirOwnWorkers) {
     queues.reset();
     released.set_value();
     EXPECT_EQ(laterRan.wait_for(generously), std::future_status::ready);
+  }
+  EXPECT_TRUE(eventually([] { return queueThreads() == 0; }));
+}
+
+TEST(LinuxQueues, HaveThoseThatRestRunWhatABlockPostedThatDropsThemAndWaits) {
+  for (int round = 0; round < 50; ++round) {
+    LinuxQueues queues = makeLinuxQueues(noMoreThanTheFirst());
+    quieten(*queues.taskPool);
+    std::promise<void> go;
+    auto posted = std::make_shared<std::promise<void>>();
+    auto over = std::make_shared<std::promise<void>>();
+    queues.userInitiated->async(
+        [queue = queues.taskPool, toldToGo = go.get_future().share(), posted, over]() mutable {
+          toldToGo.wait();
+          queue->async([posted] { posted->set_value(); });
+          queue.reset();
+          posted->get_future().wait();
+          over->set_value();
+        });
+    queues = {};
+    go.set_value();
+    ASSERT_EQ(over->get_future().wait_for(generously), std::future_status::ready);
   }
   EXPECT_TRUE(eventually([] { return queueThreads() == 0; }));
 }

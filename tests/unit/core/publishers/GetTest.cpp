@@ -4,7 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <future>
+#include <memory>
+#include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include "support/ErrorMatchers.hpp"
 #include "support/TestPublisher.hpp"
@@ -18,6 +22,13 @@ template <class Future>
 bool isReady(const Future& future) {
   return future.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
 }
+
+class LetsGo final : public Publisher<int, AnyError> {
+ public:
+  std::shared_ptr<Cancellable> subscribe(std::shared_ptr<Receiver<int, AnyError>>) const override {
+    return nullptr;
+  }
+};
 
 }  // namespace
 
@@ -69,4 +80,36 @@ TEST(Get, WaitsForAnAnswerFromAnotherThread) {
       DropRule<AnyError>{TestPublisher<int>::dropped(), {}});
   EXPECT_EQ(get(started), 7);
   answering.join();
+}
+
+TEST(Get, ReturnsAnAnswerThatIsGivenWhileItSubscribes) {
+  const auto immediate = AnyPublisher<int>::create(
+      [](const Subscriber<int, AnyError>& subscriber) {
+        subscriber.succeed(7);
+        return AnyCancellable();
+      },
+      DropRule<AnyError>{TestPublisher<int>::dropped(), {}});
+  EXPECT_EQ(get(immediate), 7);
+}
+
+TEST(Get, ThrowsTheErrorOfWorkThatIsDropped) {
+  const auto dropped =
+      AnyPublisher<int>::create([](const Subscriber<int, AnyError>&) { return AnyCancellable(); },
+                                DropRule<AnyError>{AnyError(NSError("D", 3)), {}});
+  EXPECT_EQ(errorOf([&] { get(dropped); })->code(), 3);
+}
+
+TEST(Get, DoesNotWaitForAPublisherThatLetsGoOfIt) {
+  EXPECT_THROW(get(AnyPublisher<int>(std::make_shared<const LetsGo>())), std::future_error);
+}
+
+TEST(Get, MayBeToldAfterThePublisherThrew) {
+  UniqueFunction<void()> later;
+  const auto throwing = AnyPublisher<int>::create(
+      [](const Subscriber<int, AnyError>&) -> AnyCancellable { throw std::runtime_error("not now"); },
+      DropRule<AnyError>{TestPublisher<int>::dropped(),
+                         [&later](UniqueFunction<void()> block) { later = std::move(block); }});
+  EXPECT_THROW(get(throwing), std::runtime_error);
+  ASSERT_TRUE(later);
+  later();
 }

@@ -4,9 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <thread>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 using namespace corvane;
@@ -19,6 +21,12 @@ namespace {
 struct Counter final : Cancellable {
   void cancel() noexcept override { ++cancellations; }
   int cancellations = 0;
+};
+
+struct Action final : Cancellable {
+  explicit Action(std::function<void()> a) : action(std::move(a)) {}
+  void cancel() noexcept override { action(); }
+  std::function<void()> action;
 };
 
 }  // namespace
@@ -126,6 +134,24 @@ TEST(CancellableSlot, StaysCancelledWhenItIsClosed) {
   slot.cancel();
   slot.close();
   EXPECT_TRUE(slot.isCancelled());
+}
+
+TEST(CancellableSlot, MayGoWhileItsContentIsCancelled) {
+  auto slot = std::make_unique<CancellableSlot>();
+  const auto content = std::make_shared<Action>([&slot] { slot.reset(); });
+  slot->set(content);
+  slot->cancel();
+  EXPECT_FALSE(slot);
+  EXPECT_EQ(content.use_count(), 1);
+}
+
+TEST(CancellableSlot, MayGoWhileContentThatComesTooLateIsCancelled) {
+  auto slot = std::make_unique<CancellableSlot>();
+  const auto content = std::make_shared<Action>([&slot] { slot.reset(); });
+  slot->cancel();
+  slot->set(content);
+  EXPECT_FALSE(slot);
+  EXPECT_EQ(content.use_count(), 1);
 }
 
 TEST(UniqueFunction, OwnsWhatCannotBeCopied) {

@@ -5,8 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <thread>
 #include <type_traits>
+#include <utility>
 
 #include "support/ErrorMatchers.hpp"
 
@@ -39,11 +41,36 @@ AnyError wrapping(AnyError underlying) {
 }  // namespace
 
 static_assert(std::is_nothrow_copy_constructible_v<AnyError>);
+static_assert(std::is_nothrow_copy_constructible_v<NSError>);
+static_assert(std::is_nothrow_move_assignable_v<NSError>);
 static_assert(std::is_base_of_v<std::exception, AnyError>);
 
 TEST(NSError, WithoutADescriptionNamesItsDomainAndCode) {
   EXPECT_EQ(NSError("Some.Domain", -5).localizedDescription(),
             "The operation couldn\u2019t be completed. (Some.Domain error -5.)");
+}
+
+TEST(NSError, SharesWhatItTellsWithItsCopies) {
+  const NSError error("Some.Domain", -5);
+  const NSError copy = error;
+  EXPECT_EQ(&copy.domain(), &error.domain());
+  EXPECT_EQ(&copy.userInfo(), &error.userInfo());
+}
+
+TEST(NSError, StillTellsWhatItToldOnceItHasBeenMoved) {
+  NSError error("Some.Domain", -5, {{"NSLocalizedDescription", "said"}});
+  const NSError taken = std::move(error);
+  EXPECT_EQ(error.domain(), "Some.Domain");
+  EXPECT_EQ(error.code(), -5);
+  EXPECT_EQ(error.localizedDescription(), "said");
+  EXPECT_EQ(taken.localizedDescription(), "said");
+}
+
+TEST(NSError, OutlivesTheOneThatItIsACopyOf) {
+  auto error = std::make_optional<NSError>("Some.Domain", -5);
+  const NSError copy = *error;
+  error.reset();
+  EXPECT_EQ(copy.domain(), "Some.Domain");
 }
 
 TEST(NSError, TellsTheDescriptionUnderItsKeyEvenAnEmptyOne) {
