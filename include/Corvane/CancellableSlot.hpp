@@ -39,6 +39,7 @@ class CancellableSlot final : public Cancellable {
       }
     }
     const auto late = std::move(entry->content);
+    entry.reset();
     if (current == cancelled() && late) late->cancel();
   }
 
