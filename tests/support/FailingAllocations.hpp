@@ -1,10 +1,10 @@
 #pragma once
 
-#include <cstdlib>
-#include <new>
+#include "support/AllocationOperators.hpp"
 
-// Memory that runs out on demand. It brings its own operator new, which a sanitizer wants for itself: for one source
-// file of a program that is not built for one.
+#include <cstdlib>
+
+// Memory that runs out on demand; for one source file of a program, as the operators are.
 namespace corvane::test {
 
 /// On this thread and while it lives, all allocations fail but the first ones.
@@ -25,15 +25,9 @@ class FailingAllocations {
     return count;
   }
 
-  static void* allocate(std::size_t size) noexcept {
-    if (fails() && remaining()-- <= 0) {
-      ++failures();
-      return nullptr;
-    }
-    return std::malloc(size == 0 ? 1 : size);
-  }
-
  private:
+  friend void* allocate(std::size_t size) noexcept;
+
   static bool& fails() {
     thread_local bool value = false;
     return value;
@@ -44,22 +38,16 @@ class FailingAllocations {
   }
 };
 
-}  // namespace corvane::test
+void* allocate(std::size_t size) noexcept {
+  if (FailingAllocations::fails() && FailingAllocations::remaining()-- <= 0) {
+    ++FailingAllocations::failures();
+    return nullptr;
+  }
+  return std::malloc(size == 0 ? 1 : size);
+}
 
-// Not inlined, or g++ would take their malloc and free for the caller's own and warn of a mismatch.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-  if (void* memory = corvane::test::FailingAllocations::allocate(size)) return memory;
-  throw std::bad_alloc();
-}
-[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return corvane::test::FailingAllocations::allocate(size);
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
+void release(void* memory) noexcept {
   std::free(memory);
 }
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, const std::nothrow_t&) noexcept {
-  std::free(memory);
-}
+
+}  // namespace corvane::test

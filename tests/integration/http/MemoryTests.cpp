@@ -4,6 +4,7 @@
 #include "Gzip.hpp"
 #include "HTTPFixture.hpp"
 #include "asio/AsioQueues.hpp"
+#include "support/AllocationOperators.hpp"
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -12,7 +13,6 @@
 #include <cstdlib>
 #include <future>
 #include <latch>
-#include <new>
 #include <string_view>
 
 namespace {
@@ -32,18 +32,13 @@ bool isOfTheTransport() {
 
 }  // namespace
 
-// Not inlined, or g++ would take their malloc and free for the caller's own and warn of a mismatch.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-  if (allocationsUntilFailure >= 0 && isOfTheTransport() && allocationsUntilFailure-- == 0)
-    throw std::bad_alloc();
-  if (void* block = std::malloc(size ? size : 1)) return block;
-  throw std::bad_alloc();
+void* corvane::test::allocate(std::size_t size) noexcept {
+  if (allocationsUntilFailure >= 0 && isOfTheTransport() && allocationsUntilFailure-- == 0) return nullptr;
+  return std::malloc(size ? size : 1);
 }
-[[gnu::noinline]] void operator delete(void* block) noexcept {
-  std::free(block);
-}
-[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
-  std::free(block);
+
+void corvane::test::release(void* memory) noexcept {
+  std::free(memory);
 }
 
 namespace corvane::test {

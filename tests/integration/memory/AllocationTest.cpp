@@ -2,6 +2,7 @@
 // network thread, of the workers and of the clock fails in turn, and each time the host is told once, nothing leaks, and
 // the same objects serve the next request.
 #include "flows/FlowFixture.hpp"
+#include "support/AllocationOperators.hpp"
 
 #include <pthread.h>
 
@@ -9,7 +10,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <new>
 #include <string_view>
 #include <thread>
 
@@ -35,42 +35,18 @@ bool fails() {
   return left == 0;
 }
 
-void* allocate(std::size_t size) noexcept {
+}  // namespace
+
+void* corvane::test::allocate(std::size_t size) noexcept {
   if (fails()) return nullptr;
   void* const block = std::malloc(size ? size : 1);
   if (block) ++blocks;
   return block;
 }
 
-void release(void* block) noexcept {
-  if (block) --blocks;
-  std::free(block);
-}
-
-}  // namespace
-
-// Not inlined, or g++ would take their malloc and free for the caller's own and warn of a mismatch.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-  if (void* block = allocate(size)) return block;
-  throw std::bad_alloc();
-}
-[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return allocate(size);
-}
-[[gnu::noinline]] void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  return allocate(size);
-}
-[[gnu::noinline]] void operator delete(void* block) noexcept {
-  release(block);
-}
-[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
-  release(block);
-}
-[[gnu::noinline]] void operator delete(void* block, const std::nothrow_t&) noexcept {
-  release(block);
-}
-[[gnu::noinline]] void operator delete[](void* block, const std::nothrow_t&) noexcept {
-  release(block);
+void corvane::test::release(void* memory) noexcept {
+  if (memory) --blocks;
+  std::free(memory);
 }
 
 namespace corvane::test {

@@ -1,57 +1,7 @@
 #include "DriveServiceFixture.hpp"
+#include "support/FailingAllocations.hpp"
 
-#include <cstdlib>
-#include <new>
-
-// Memory that runs out on demand: on this thread, the n-th allocation from now on fails, and all after it.
-namespace {
-
-thread_local bool counting = false;
-thread_local int remaining = 0;
-thread_local int failures = 0;
-
-void* allocate(std::size_t size) noexcept {
-  if (counting && remaining-- <= 0) {
-    ++failures;
-    return nullptr;
-  }
-  return std::malloc(size == 0 ? 1 : size);
-}
-
-}  // namespace
-
-// Not inlined, or g++ would take their malloc and free for the caller's own and warn of a mismatch.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-  if (void* memory = allocate(size)) return memory;
-  throw std::bad_alloc();
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return allocate(size);
-}
-void* operator new[](std::size_t size) {
-  return operator new(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  return allocate(size);
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, const std::nothrow_t&) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete[](void* memory, const std::nothrow_t&) noexcept {
-  std::free(memory);
-}
+#include <optional>
 
 namespace corvane::test {
 namespace {
@@ -68,19 +18,18 @@ class DriveAllocation : public DriveServiceTest {
       service->setAuthorizer(session);
       int calls = 0;
       std::int64_t code = 0;
+      std::optional<FailingAllocations> shortage;
       ticket = service->executeQuery(query, [&](const auto&, GTLRObject, std::optional<NSError> error) {
-        counting = false;
+        shortage.reset();
         ++calls;
         code = error ? error->code() : 0;
       });
       auto answer = Result<HTTPResponse, NSError>::success(response(status, body));
-      failures = 0;
-      remaining = allocations;
-      counting = true;
+      shortage.emplace(allocations);
       client->answer(client->sent() - 1, std::move(answer));
-      counting = false;
+      shortage.reset();
       ASSERT_EQ(calls, 1) << "with " << allocations << " allocations";
-      if (failures == 0) {
+      if (FailingAllocations::failures() == 0) {
         EXPECT_EQ(code == 0, succeeds);
         break;
       }

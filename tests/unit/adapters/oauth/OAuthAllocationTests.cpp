@@ -3,6 +3,7 @@
 #include "ManualClock.hpp"
 #include "ScriptedHTTPClient.hpp"
 #include "oauth/OAuthSession.hpp"
+#include "support/AllocationOperators.hpp"
 #include "support/ManualQueue.hpp"
 
 #include <gtest/gtest.h>
@@ -21,7 +22,9 @@ thread_local Shortage shortage = Shortage::none;
 thread_local int remaining = 0;
 thread_local bool reached = false;
 
-void* allocate(std::size_t size) noexcept {
+}  // namespace
+
+void* corvane::test::allocate(std::size_t size) noexcept {
   if (shortage != Shortage::none && remaining-- <= 0 && (shortage == Shortage::lasting || !reached)) {
     reached = true;
     return nullptr;
@@ -29,38 +32,7 @@ void* allocate(std::size_t size) noexcept {
   return std::malloc(size == 0 ? 1 : size);
 }
 
-}  // namespace
-
-// Not inlined, or g++ would take their malloc and free for the caller's own and warn of a mismatch.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-  if (void* memory = allocate(size)) return memory;
-  throw std::bad_alloc();
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return allocate(size);
-}
-void* operator new[](std::size_t size) {
-  return operator new(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  return allocate(size);
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, const std::nothrow_t&) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+void corvane::test::release(void* memory) noexcept {
   std::free(memory);
 }
 
