@@ -95,8 +95,8 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
 
   // Each is changed by one atomic step and read after it, so that of two threads that make the pool starve together
   // at least one sees it.
-  std::atomic<int> waiting_{
-      0};  // posted and not begun; below zero for the moment in which a post is overtaken
+  // Posted and not begun; below zero for the moment in which a post is overtaken.
+  std::atomic<int> waiting_{0};
   std::atomic<bool> isAwaited_{false};  // a worker waits for the next post
   std::atomic<int> workers_{0};
   std::atomic<unsigned> finished_{0};  // blocks, wrapping around

@@ -18,7 +18,7 @@ void CurlDriver::post(std::shared_ptr<Exchange> exchange) noexcept {
   const bool blockEnds = EndOfBlock::take();
   Lock lock(mutex_);
   mail_.requests.push(std::move(exchange));
-  if (blockEnds && driver_ == Driver::none && !threadNeeded_ && SideJob::leave(shared_from_this())) return;
+  if (blockEnds && !isDriven_ && !threadNeeded_ && SideJob::leave(shared_from_this())) return;
   wakeDriver(std::move(lock));
 }
 
@@ -36,7 +36,7 @@ void CurlDriver::stop() noexcept {
 
 // Whoever is woken is so after the lock, for which it would have to wait at once.
 void CurlDriver::wakeDriver(Lock lock) noexcept {
-  if (driver_ == Driver::none) return wakeThread(std::move(lock));
+  if (!isDriven_) return wakeThread(std::move(lock));
   lock.unlock();
   bell_->ring();
 }
@@ -53,10 +53,10 @@ void CurlDriver::runThread() noexcept {
   Lock lock(mutex_);
   for (;;) {
     awaitNeed(lock);  // also when there is nothing to do but to end: a worker may still drive
-    driver_ = Driver::thread;
+    isDriven_ = true;
     driveUntilQuiet(lock);
     if (stopped_) break;
-    driver_ = Driver::none;
+    isDriven_ = false;
   }
   const auto unread = std::exchange(mail_, {});  // it holds its requests, and they hold this
   lock.unlock();
@@ -66,7 +66,7 @@ void CurlDriver::runThread() noexcept {
 void CurlDriver::awaitNeed(Lock& lock) noexcept {
   for (;;) {
     const bool isDue = Clock::now() >= threadDue_;
-    if (driver_ == Driver::none && (threadNeeded_ || isDue)) return;
+    if (!isDriven_ && (threadNeeded_ || isDue)) return;
     if (isDue) threadDue_ = Clock::time_point::max();  // the worker that drives will say when again
     forThread_.wait_until(lock, threadDue_);
   }
@@ -93,8 +93,8 @@ void CurlDriver::driveUntilQuiet(Lock& lock) noexcept {
 
 Block CurlDriver::work(const std::atomic<bool>& wanted) noexcept {
   Lock lock(mutex_);
-  if (driver_ != Driver::none || stopped_) return {};
-  driver_ = Driver::worker;
+  if (isDriven_ || stopped_) return {};
+  isDriven_ = true;
   threadNeeded_ = false;
   driveUntilAnswered(lock, wanted);
   return leave(lock);
@@ -119,7 +119,7 @@ Block CurlDriver::leave(Lock& lock) noexcept {
   const auto due = Clock::now() + loop_->closeIdle();
   const bool goesOn = !loop_->handOver() || loop_->isRunning();
   lock.lock();
-  driver_ = Driver::none;
+  isDriven_ = false;
   if (goesOn || !isQuiet()) {
     wakeThread(std::move(lock));
   } else if (due < threadDue_) {

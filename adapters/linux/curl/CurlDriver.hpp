@@ -48,7 +48,6 @@ class CurlDriver final : public SideJob, public std::enable_shared_from_this<Cur
  private:
   using Clock = std::chrono::steady_clock;
   using Lock = std::unique_lock<std::mutex>;
-  enum class Driver { none, worker, thread };
 
   bool isQuiet() const noexcept { return mail_.isEmpty() && !stopped_; }
   void wakeDriver(Lock lock) noexcept;
@@ -65,7 +64,7 @@ class CurlDriver final : public SideJob, public std::enable_shared_from_this<Cur
   std::condition_variable forThread_;
   CurlLoop::Mail mail_;
   bool stopped_ = false;
-  Driver driver_ = Driver::none;
+  bool isDriven_ = false;
   bool threadNeeded_ = false;                               // for what nobody drives
   Clock::time_point threadDue_ = Clock::time_point::max();  // to close what is idle
 };
