@@ -4,6 +4,7 @@
 
 #include <simdjson.h>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -33,11 +34,23 @@ inline void readFlag(std::optional<bool>& target, simdjson::dom::element value) 
   if (!value.get(flag)) target = flag;
 }
 
+/// A whole number that was written with a point or an exponent, such as 5.0 or 1e3. Beyond 2^53 a double has lost
+/// digits (RFC 8259 section 6), and the number counts as absent.
+inline std::optional<std::int64_t> wholeNumber(double number) {
+  constexpr double surelyExact = 9007199254740992.0;  // 2^53
+  if (!(std::abs(number) <= surelyExact) || std::trunc(number) != number) return std::nullopt;
+  return static_cast<std::int64_t>(number);
+}
+
 /// Google writes an int64 as text, because other clients' numbers are doubles; a plain number is as good.
 inline void readInteger(std::optional<std::int64_t>& target, simdjson::dom::element value) {
   std::int64_t number = 0;
   if (!value.get(number)) {
     target = number;
+    return;
+  }
+  if (double real = 0; value.is_double() && !value.get(real)) {
+    target = wholeNumber(real);
     return;
   }
   std::string_view text;

@@ -1,18 +1,37 @@
 #include "ParserPool.hpp"
 
+#include "JSONRepair.hpp"
+
 #include <new>
 
 namespace corvane {
 
-std::optional<simdjson::dom::object> ParserPool::Document::parse(const Data& body) {
-  if (body.empty()) return std::nullopt;
+namespace {
+
+simdjson::error_code parseInto(simdjson::dom::object& object, simdjson::dom::parser& parser,
+                               const Data& body) {
   // simdjson reads, and ignores, a few bytes behind the body; HTTPClient allocates them, so that no copy is
   // needed.
   const bool padded = body.capacity() - body.size() >= simdjson::SIMDJSON_PADDING;
-  simdjson::dom::object object;
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(body.data());
-  const auto error = parser_->parse(bytes, body.size(), !padded).get(object);
+  const auto error = parser.parse(bytes, body.size(), !padded).get(object);
   if (error == simdjson::MEMALLOC) throw std::bad_alloc();
+  return error;
+}
+
+/// Whether it is what simdjson says of a value that only cannot be represented.
+bool mayBeRepaired(simdjson::error_code error) {
+  return error == simdjson::STRING_ERROR || error == simdjson::NUMBER_ERROR;
+}
+
+}  // namespace
+
+std::optional<simdjson::dom::object> ParserPool::Document::parse(const Data& body) {
+  if (body.empty()) return std::nullopt;
+  simdjson::dom::object object;
+  auto error = parseInto(object, *parser_, body);
+  if (mayBeRepaired(error))
+    if (const auto repaired = repairedJSON(body)) error = parseInto(object, *parser_, *repaired);
   if (error) return std::nullopt;
   return object;
 }

@@ -10,9 +10,9 @@ class ParserPool;
 
 /// The Drive parser on simdjson.
 ///
-/// A whole document is checked before anything is read from it: cut-off bodies, bad UTF-8, lone surrogates,
-/// numbers beyond 64 bits and nesting beyond 1,024 levels are all refused. Memory for parsing is kept from
-/// one page to the next.
+/// A whole document is checked before anything is read from it: cut-off bodies, bad UTF-8 and nesting beyond 1,024
+/// levels are refused. A lone surrogate becomes U+FFFD, and a number beyond 64 bits counts as absent (JSONRepair.hpp).
+/// Memory for parsing is kept from one page to the next.
 class SIMDJSONDriveParser final : public DriveParser {
  public:
   /// More entries than this in one list make the document refused: a page has at most 1,000 (files.list,

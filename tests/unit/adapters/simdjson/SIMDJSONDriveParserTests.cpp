@@ -160,7 +160,10 @@ INSTANTIATE_TEST_SUITE_P(
                     SizeCase{R"("9223372036854775808")", {}}, SizeCase{"9223372036854775808", {}},
                     SizeCase{R"("18446744073709551616")", {}}, SizeCase{R"("")", {}}, SizeCase{R"("+1")", {}},
                     SizeCase{R"(" 1")", {}}, SizeCase{R"("1 ")", {}}, SizeCase{R"("1.0")", {}},
-                    SizeCase{"1.0", {}}, SizeCase{"1e3", {}}, SizeCase{R"("0x10")", {}},
+                    SizeCase{"1.0", 1}, SizeCase{"1e3", 1'000}, SizeCase{"5.5", {}}, SizeCase{"-2.50E1", -25},
+                    SizeCase{"9007199254740992.0", 9'007'199'254'740'992}, SizeCase{"1e17", {}},
+                    SizeCase{"18446744073709551616", {}}, SizeCase{"-9223372036854775809", {}},
+                    SizeCase{"1e400", {}}, SizeCase{"-1.5E+999", {}}, SizeCase{R"("0x10")", {}},
                     SizeCase{R"("12\u00003")", {}}, SizeCase{R"("many")", {}}, SizeCase{"true", {}},
                     SizeCase{"null", {}}, SizeCase{"[1]", {}}, SizeCase{"{}", {}}));
 
@@ -290,16 +293,63 @@ INSTANTIATE_TEST_SUITE_P(
         BadDocument{"BadUTF8", "{\"name\":\"\xC3\x28\"}"},
         BadDocument{"OverlongUTF8", "{\"name\":\"\xC0\x80\"}"},
         BadDocument{"EncodedSurrogate", "{\"name\":\"\xED\xA0\x80\"}"},
-        BadDocument{"LoneSurrogate", R"({"name":"\ud800"})"},
-        BadDocument{"LoneLowSurrogate", R"({"name":"\udc00x"})"},
         BadDocument{"RawControlCharacter", "{\"name\":\"a\nb\"}"},
-        BadDocument{"NumberBeyond64Bits", R"({"size":18446744073709551616})"},
-        BadDocument{"NumberBeyondDoubles", R"({"size":1e400})"},
         BadDocument{"TrailingComma", R"({"files":[],})"}, BadDocument{"SingleQuotes", "{'files':[]}"},
         BadDocument{"DeepInAnUnreadMember",
                     R"({"x":)" + repeated("[", 1'000'000) + repeated("]", 1'000'000) + "}"},
         BadDocument{"DeepAndCutOff", repeated(R"({"x":)", 1'000'000)}),
     [](const auto& refused) { return refused.param.name; });
+
+struct UnpairedText {
+  std::string name;
+  std::string escaped;
+  std::string read;
+};
+
+void PrintTo(const UnpairedText& row, std::ostream* out) {
+  *out << row.name;
+}
+
+class UnpairedSurrogate : public testing::TestWithParam<UnpairedText> {};
+
+TEST_P(UnpairedSurrogate, BecomesTheReplacementCharacter) {
+  const auto list = listOf(R"({"files":[{"id":"1"},{"id":"2","name":")" + GetParam().escaped +
+                           R"("},{"id":"3"}],"nextPageToken":"t"})");
+  EXPECT_THAT(identifiersOf(list), ElementsAre("1", "2", "3"));
+  EXPECT_EQ(filesOf(list)[1].name, GetParam().read);
+  EXPECT_EQ(list.nextPageToken, "t");
+}
+
+INSTANTIATE_TEST_SUITE_P(SIMDJSONDriveParser, UnpairedSurrogate,
+                         testing::Values(UnpairedText{"High", R"(a\ud800b)", "a\uFFFDb"},
+                                         UnpairedText{"Low", R"(\udc00x)", "\uFFFDx"},
+                                         UnpairedText{"HighAtTheEnd", R"(x\uD83D)", "x\uFFFD"},
+                                         UnpairedText{"HighBeforeAnotherEscape", R"(\ud83d\n)", "\uFFFD\n"},
+                                         UnpairedText{"HighBeforeALetter", R"(\ud83d\u0041)", "\uFFFDA"},
+                                         UnpairedText{"TwoHighThenLow", R"(\ud83d\ud83d\ude00)", "\uFFFD😀"},
+                                         UnpairedText{"LowBeforeHigh", R"(\ude00\ud83d)", "\uFFFD\uFFFD"},
+                                         UnpairedText{"BesideAPair", R"(\ud83d\ude00\ud800)", "😀\uFFFD"},
+                                         UnpairedText{"BehindAnEscapedBackslash", R"(\\ud800 \"\ud800\")",
+                                                      "\\ud800 \"\uFFFD\""}),
+                         [](const auto& row) { return row.param.name; });
+
+TEST(SIMDJSONDriveParser, WhatCannotBeRepresentedMayStandAnywhere) {
+  for (const auto* odd : {R"("\ud800":1)", R"("x":"\udfff")", R"("x":[18446744073709551616,{"y":"\ud800"}])",
+                          R"("x":-9223372036854775809)", R"("x":123456789012345678901234567890.5e500)"}) {
+    const auto list = listOf(std::string("{") + odd + R"(,"files":[{"id":"1"}],"nextPageToken":"t"})");
+    EXPECT_THAT(identifiersOf(list), ElementsAre("1")) << odd;
+    EXPECT_EQ(list.nextPageToken, "t") << odd;
+  }
+}
+
+TEST(SIMDJSONDriveParser, RepairsNothingButWhatCannotBeRepresented) {
+  for (const auto* json :
+       {R"({"name":"\ud800","files":[)", R"({"name":"\ud800","x":01})", R"({"name":"\ud800","x":1.})",
+        R"({"name":"\ud800\x"})", R"({"name":"\ud8"})", R"({"size":18446744073709551616,"x":+1})",
+        R"({"size":1e400x})", R"({"size":1e})", R"({"name":"\ud800)", R"({"name":"\ud800\)",
+        R"({18446744073709551616:1})", R"({"x":--18446744073709551616})"})
+    EXPECT_FALSE(SIMDJSONDriveParser().fileList(body(json))) << json;
+}
 
 TEST(SIMDJSONDriveParser, AListLongerThanAnyPageIsRefused) {
   const auto json = [](std::size_t count) {
