@@ -73,14 +73,14 @@ void writeCapabilities(JSONWriter& writer, const FileFacts& file) {
 }
 
 void writeContent(JSONWriter& writer, const FileFacts& file) {
-  if (!file.size) return;
+  if (file.size) writer.int64("size", *file.size);
+  if (file.type.native) return;
   writer.string("originalFilename", file.name);
   writer.string("fileExtension", file.type.extension);
   writer.string("fullFileExtension", file.type.extension);
   if (writer.wants("md5Checksum")) {
     writer.string("md5Checksum", hex(mix(file.hash, 20)) + hex(mix(file.hash, 21)));
   }
-  writer.int64("size", *file.size);
   if (writer.wants("headRevisionId")) writer.string("headRevisionId", "0B" + hex(mix(file.hash, 22)));
   if (writer.wants("webContentLink")) {
     writer.string("webContentLink", "https://drive.google.com/uc?id=" + file.id + "&export=download");

@@ -14,19 +14,19 @@ constexpr std::uint64_t trashedDecoy = 11;
 constexpr std::uint64_t folderPeriod = 40;
 constexpr std::uint64_t folderOffset = 5;
 
-constexpr MimeType folder{"application/vnd.google-apps.folder", "", true};
+constexpr MimeType folder{"application/vnd.google-apps.folder", "", true, false};
 constexpr std::array<MimeType, 11> types = {{
-    {"application/pdf", "pdf", false},
-    {"image/jpeg", "jpg", false},
-    {"image/png", "png", false},
-    {"text/plain", "txt", false},
-    {"application/vnd.google-apps.document", "", true},
-    {"application/vnd.google-apps.spreadsheet", "", true},
-    {"application/vnd.google-apps.shortcut", "", true},
-    {"video/mp4", "mp4", false},
-    {"application/zip", "zip", false},
-    {"application/vnd.openxmlformats-officedocument.wordprocessingml.document", "docx", false},
-    {"application/octet-stream", "bin", false},
+    {"application/pdf", "pdf", false, true},
+    {"image/jpeg", "jpg", false, true},
+    {"image/png", "png", false, true},
+    {"text/plain", "txt", false, true},
+    {"application/vnd.google-apps.document", "", true, true},
+    {"application/vnd.google-apps.spreadsheet", "", true, true},
+    {"application/vnd.google-apps.shortcut", "", true, false},
+    {"video/mp4", "mp4", false, true},
+    {"application/zip", "zip", false, true},
+    {"application/vnd.openxmlformats-officedocument.wordprocessingml.document", "docx", false, true},
+    {"application/octet-stream", "bin", false, true},
 }};
 
 /// The smallest set that has `wanted` files which are no decoys.
@@ -105,7 +105,7 @@ const MimeType& FileSet::type(std::uint64_t index) const {
 }
 
 std::optional<std::int64_t> FileSet::bytes(std::uint64_t index) const {
-  if (type(index).native) return std::nullopt;
+  if (!type(index).hasSize) return std::nullopt;
   // Sizes spread evenly over the orders of magnitude up to 16 MiB; the odd file is empty.
   const auto value = mix(hash(index), 4);
   return static_cast<std::int64_t>(value >> (40 + value % 24)) % (16 << 20);

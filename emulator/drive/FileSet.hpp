@@ -17,7 +17,8 @@ namespace corvane::emulator {
 struct MimeType {
   std::string_view name;
   std::string_view extension;
-  bool native;  ///< a Google document: Drive gives it no size
+  bool native;   ///< of Google's own kinds: it has no content to download
+  bool hasSize;  ///< false for folders and shortcuts (Drive API v3, File.size)
 };
 
 /// Everything about one file that does not follow from its account.

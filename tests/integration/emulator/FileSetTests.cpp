@@ -50,15 +50,25 @@ TEST_F(EmulatedFiles, AreNotAllNamedDifferently) {
   EXPECT_LT(names.size(), files.size());
 }
 
-TEST_F(EmulatedFiles, LackSizeWhenTheyAreFoldersOrNative) {
-  std::size_t without = 0;
+// Google states the size of its editors' documents too (Drive API v3, File.size).
+TEST_F(EmulatedFiles, LackSizeWhenTheyAreFoldersOrShortcuts) {
+  std::map<std::string, std::size_t> kinds;
   for (const auto& file : files) {
-    const bool native = file["mimeType"].get<std::string>().starts_with("application/vnd.google-apps.");
-    EXPECT_EQ(file.contains("size"), !native) << file;
-    without += native ? 1 : 0;
+    const auto kind = file["mimeType"].get<std::string>();
+    const bool empty = kind.ends_with(".folder") || kind.ends_with(".shortcut");
+    EXPECT_EQ(file.contains("size"), !empty) << file;
+    ++kinds[kind];
   }
-  EXPECT_GT(without, 0U);
-  EXPECT_LT(without, files.size());
+  for (const auto* kind : {"folder", "shortcut", "document", "spreadsheet"})
+    EXPECT_GT(kinds[std::string("application/vnd.google-apps.") + kind], 0U) << kind;
+}
+
+TEST_F(EmulatedFiles, OfGooglesOwnKindsHaveNoContentToDownload) {
+  for (const auto& file : files) {
+    const bool own = file["mimeType"].get<std::string>().starts_with("application/vnd.google-apps.");
+    EXPECT_EQ(file.contains("md5Checksum"), !own) << file;
+    EXPECT_EQ(file.contains("webContentLink"), !own) << file;
+  }
 }
 
 TEST_F(EmulatedFiles, LackCreatedTimeNowAndThen) {
