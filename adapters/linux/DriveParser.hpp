@@ -20,10 +20,12 @@ struct DriveErrorObject {
     std::string message;
     std::string location;
     std::string locationType;
+    std::string extendedHelp;  // a link
   };
   struct Detail {
     std::string reason;
     std::string domain;
+    std::string activationURL;  // where a service that is disabled is enabled
   };
 
   std::optional<std::int64_t> code;

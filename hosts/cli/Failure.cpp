@@ -50,9 +50,8 @@ std::string remedyFor(ErrorKind kind) {
     case ErrorKind::temporary:
       return "Check the network and try again in a while.";
     case ErrorKind::permission:
-      return "Ask the file's owner, or sign in with an account that may do this.";
+      return "Sign in with an account that may do this.";
     case ErrorKind::notFound:
-      return "Compare the ID with those that `corvane ls` shows; the file may belong to another account.";
     case ErrorKind::keychainLocked:
     case ErrorKind::keychainUnavailable:
     case ErrorKind::cancelled:
@@ -61,6 +60,18 @@ std::string remedyFor(ErrorKind kind) {
       break;
   }
   return {};
+}
+
+/// What else helps when it is about one file.
+std::string remedyForFile(ErrorKind kind) {
+  switch (kind) {
+    case ErrorKind::permission:
+      return "Ask the file's owner, or sign in with an account that may do this.";
+    case ErrorKind::notFound:
+      return "Compare the ID with those that `corvane ls` shows; the file may belong to another account.";
+    default:
+      return {};
+  }
 }
 
 /// A sign-in was refused by the user, who can simply grant it the next time.
@@ -105,7 +116,8 @@ Failure Failure::interrupted() {
   return failure;
 }
 
-Failure Failure::of(const AnyError& error, const std::string& doing, KeychainBackend keychain) {
+Failure Failure::of(const AnyError& error, const std::string& doing, KeychainBackend keychain,
+                    const std::string& fileID) {
   const AnyError cause = unwrapped(error);
   const ErrorKind kind = errorKind(error);
   Failure failure;
@@ -116,12 +128,14 @@ Failure Failure::of(const AnyError& error, const std::string& doing, KeychainBac
   failure.domain = error.domain();
   failure.code = error.code();
   failure.message = error.localizedDescription();
+  failure.fileID = fileID;
 
   if (const auto suggestion = cause.nsError().localizedRecoverySuggestion();
       suggestion && !suggestion->empty())
     failure.remedy = *suggestion;
   else if (const auto signIn = error.as<GoogleDriveAuthorizationProviderError>())
     failure.remedy = remedyForSignIn(*signIn, keychain);
+  if (failure.remedy.empty() && !fileID.empty()) failure.remedy = remedyForFile(kind);
   if (failure.remedy.empty()) failure.remedy = remedyFor(kind);
   if (const auto status = keychainStatus(cause); failure.remedy.empty() && status)
     failure.remedy = keychainRemedy(*status, keychain);

@@ -33,9 +33,11 @@ struct Failure : std::exception {
   /// Ctrl-C, for programs that wait for an answer.
   static Failure interrupted();
   /// The module's own error, met while doing something, as in "list the files of ada@example.com".
-  /// `keychain` is the one in use: what to do about its errors depends on it.
+  /// `keychain` is the one in use: what to do about its errors depends on it. `fileID` is empty when it is not about
+  /// one file.
   static Failure of(const AnyError& error, const std::string& doing,
-                    KeychainBackend keychain = KeychainBackend::secretService);
+                    KeychainBackend keychain = KeychainBackend::secretService,
+                    const std::string& fileID = {});
 };
 
 /// Thrown where the work stopped because the user pressed Ctrl-C.

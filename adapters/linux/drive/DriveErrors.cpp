@@ -1,5 +1,6 @@
 #include "DriveErrors.hpp"
 
+#include "DriveAdvice.hpp"
 #include "OneLine.hpp"
 #include "StructuredError.hpp"
 
@@ -60,6 +61,8 @@ NSError googleError(const DriveErrorObject& error, int httpStatus, std::string_v
   auto description = oneLine(error.message, secret);
   if (description.empty()) description = httpDescription(httpStatus, host);
   auto userInfo = described(std::move(description));
+  if (auto advice = adviceFor(error); !advice.empty())
+    userInfo.emplace(NSLocalizedRecoverySuggestionErrorKey, std::move(advice));
   userInfo.emplace(GTLRStructuredErrorKey,
                    std::shared_ptr<const Printable>(std::make_shared<StructuredError>(error, secret)));
   return {GTLRErrorObjectDomain, code, std::move(userInfo)};

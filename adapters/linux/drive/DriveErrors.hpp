@@ -12,7 +12,7 @@ namespace corvane {
 
 /// Google's own error. A rate limit that comes as a 403 is reported as 429, which Google's later services use
 /// for the same thing, so that it can be told from a lack of permission by its code; the structured error
-/// stays as it came.
+/// stays as it came. What the user can do about it is its recovery suggestion, where its reason is known.
 NSError googleError(const DriveErrorObject& error, int httpStatus, std::string_view host,
                     std::string_view secret);
 

@@ -34,11 +34,19 @@ constexpr std::array errorItemMembers{
     CORVANE_MEMBER(DriveErrorObject::Item, "message", message, readText),
     CORVANE_MEMBER(DriveErrorObject::Item, "locationType", locationType, readText),
     CORVANE_MEMBER(DriveErrorObject::Item, "location", location, readText),
+    CORVANE_MEMBER(DriveErrorObject::Item, "extendedHelp", extendedHelp, readText),
 };
+
+/// Of google.rpc.ErrorInfo's free-form `metadata` one entry is of use.
+void readActivationURL(std::string& target, element metadata) {
+  element value;
+  if (!metadata.at_key("activationUrl").get(value)) readText(target, value);
+}
 
 constexpr std::array errorDetailMembers{
     CORVANE_MEMBER(DriveErrorObject::Detail, "reason", reason, readText),
     CORVANE_MEMBER(DriveErrorObject::Detail, "domain", domain, readText),
+    CORVANE_MEMBER(DriveErrorObject::Detail, "metadata", activationURL, readActivationURL),
 };
 
 template <class Object, std::size_t count>

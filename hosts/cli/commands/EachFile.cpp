@@ -31,8 +31,7 @@ ExitCode forEachFile(const Context& context, const std::vector<std::string>& fil
       await(action.start(fileID), context.interrupt);
       tellDone(context, fileID, action);
     } catch (const AnyError& error) {
-      Failure failure = Failure::of(error, filled(action.verb, fileID), context.options.keychain);
-      failure.fileID = fileID;
+      const auto failure = Failure::of(error, filled(action.verb, fileID), context.options.keychain, fileID);
       context.report(failure);
       if (result == ExitCode::ok) result = failure.exitCode;
     } catch (const Interrupted&) {

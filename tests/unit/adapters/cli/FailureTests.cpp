@@ -33,13 +33,25 @@ AnyError driveError(int code, const char* message) {
 }
 
 TEST(Failure, DriveErrorTellsItsTextAndKeepsItsDomainAndCode) {
-  const Failure failure = Failure::of(driveError(404, "File not found: 1AbC."), "delete 1AbC");
+  const Failure failure = Failure::of(driveError(404, "File not found: 1AbC."), "delete 1AbC",
+                                      KeychainBackend::secretService, "1AbC");
+  EXPECT_EQ(failure.fileID, "1AbC");
   EXPECT_EQ(failure.exitCode, ExitCode::notFound);
   EXPECT_EQ(failure.headline, "Could not delete 1AbC.");
   EXPECT_EQ(failure.why, "File not found: 1AbC.");
   EXPECT_THAT(failure.remedy, HasSubstr("corvane ls"));
   EXPECT_EQ(failure.domain, "com.google.GTLRErrorObjectDomain");
   EXPECT_EQ(failure.code, 404);
+}
+
+TEST(Failure, AdviceOnFilesIsGivenOnlyWhereItIsAboutAFile) {
+  EXPECT_EQ(Failure::of(driveError(404, "Not Found"), "read the profile and quota of ada@example.com").remedy,
+            "");
+  EXPECT_THAT(Failure::of(driveError(403, "Forbidden"), "list the files of ada@example.com").remedy,
+              testing::Not(HasSubstr("file")));
+  EXPECT_THAT(
+      Failure::of(driveError(403, "Forbidden"), "delete 1AbC", KeychainBackend::secretService, "1AbC").remedy,
+      HasSubstr("the file's owner"));
 }
 
 TEST(Failure, ErrorsOwnSuggestionIsPreferred) {
