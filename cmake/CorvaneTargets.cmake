@@ -31,6 +31,7 @@ function(corvane_test name)
   corvane_warnings(${name})
   # Tests are built more often than they are run; and at -O3 g++ 12 warns of overflows that are none.
   target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1>)
+  target_precompile_headers(${name} REUSE_FROM corvane_gtest_headers)
   if("concurrency" IN_LIST ARG_LABELS)
     if(NOT TARGET corvane_concurrency_tests)
       add_custom_target(corvane_concurrency_tests)

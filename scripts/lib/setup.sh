@@ -4,6 +4,9 @@ set -euo pipefail
 top=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 jobs=${CORVANE_JOBS:-$(nproc)}
 
+# ccache keeps nothing that was compiled with a precompiled header unless it is told that this is safe.
+export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS:-pch_defines,time_macros}
+
 run_packages=(g++ cmake ninja-build ccache pkg-config ca-certificates
   libcurl4-openssl-dev libsimdjson-dev libdeflate-dev nlohmann-json3-dev libsqlite3-dev libsodium-dev libsecret-1-dev
   libglib2.0-dev libutf8proc-dev libboost-dev libspdlog-dev libcli11-dev libssl-dev zlib1g-dev)
