@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <deque>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -67,15 +69,17 @@ TEST(DriveRace, AnAnswerAgainstCancelTellsOnceOrNothing) {
   ThreadedDrive drive;
   Race race;
   const int most = raceRounds(100'000);
+  std::deque<std::atomic<int>> completions;
   for (int round = 0; round < most; ++round) {
-    const auto completions = std::make_shared<std::atomic<int>>(0);
+    auto& told = completions.emplace_back(0);
     const auto subscription =
-        drive.api->getAbout().sink([completions](const auto&) { ++*completions; }, [](const About&) {});
+        drive.api->getAbout().sink([&told](const auto&) { ++told; }, [](const About&) {});
     drive.waitForRequests(1);
     race.run([&] { subscription.cancel(); }, [&] { drive.service->answer(0, aboutObject()); });
-    ASSERT_LE(*completions, 1);
     drive.service->forgetRequests();
   }
+  drive.queue.finish();  // an answer is told by a block of the queue, which may still wait
+  EXPECT_TRUE(std::ranges::all_of(completions, [](const auto& told) { return told <= 1; }));
 }
 
 TEST(DriveRace, AnAnswerAgainstDroppingTheObjectAlwaysEnds) {
