@@ -25,8 +25,6 @@ struct KeychainQuery {
   bool returnsAttributes = false;
   bool matchesAll = false;
 
-  bool operator==(const KeychainQuery&) const = default;
-
   static KeychainQuery forLookup(const KeychainDictionary& query);
   static KeychainQuery forAddition(const KeychainDictionary& attributes);
   static KeychainQuery forDeletion(const KeychainDictionary& query);

@@ -36,8 +36,6 @@ class KeychainVault;
 /// | errSecIO             | the disk is full or read-only, or fails |
 /// | errSecNotAvailable   | the folder or a file in it is a symbolic link, belongs to someone else or is open to others; the file is of a newer version; another process keeps it locked |
 ///
-/// The session that was read last stays in locked memory until it changes, a call fails or the keychain goes.
-///
 /// What cannot be read is never removed, except one damaged item by a deletion that names it.
 ///
 /// Queries: only generic passwords. `kSecReturnData` together with `kSecMatchLimitAll` is errSecParam.

@@ -15,7 +15,16 @@ class KeyFile {
   /// Both must outlive this.
   KeyFile(const KeychainFolder& folder, const OpenedFolder& opened) : folder_(folder), opened_(opened) {}
 
-  /// Tells whether the file has changed. File numbers are used again; the time of the last change is not.
+  /// The key, or null when its file is missing or not of a key's size. Throws KeychainProblem when the file
+  /// is refused or cannot be read.
+  const ItemKey* current();
+
+  /// Makes a new key and puts it where there is none, or a truncated one. The caller holds the database's
+  /// write lock and knows that nothing is sealed with another key.
+  const ItemKey& create();
+
+ private:
+  // Tells whether the file has changed. File numbers are used again; the time of the last change is not.
   struct Version {
     FileIdentity file;
     std::int64_t size = 0;
@@ -25,17 +34,6 @@ class KeyFile {
     bool operator==(const Version&) const = default;
   };
 
-  /// The key, or null when its file is missing or not of a key's size. Throws KeychainProblem when the file
-  /// is refused or cannot be read.
-  const ItemKey* current();
-  /// Which version of the file `current` found; empty when there was none.
-  const std::optional<Version>& version() const { return version_; }
-
-  /// Makes a new key and puts it where there is none, or a truncated one. The caller holds the database's
-  /// write lock and knows that nothing is sealed with another key.
-  const ItemKey& create();
-
- private:
   static Version versionOf(const struct stat& status);
 
   const KeychainFolder& folder_;

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <new>
 #include <string>
 #include <utility>
 
@@ -174,31 +173,6 @@ bool KeychainVault::isCurrent() const {
 
 KeychainVault::Findings KeychainVault::find(const KeychainQuery& query) {
   const auto* key = keyFile_.current();
-  // Told before the items are looked at: by a commit in between, what is remembered is out of date, never wrong.
-  const auto moment = now();
-  remembered_.forgetUnless(moment);
-  if (query.returnsData && moment) {
-    if (const auto answer = remembered_.recall(query))
-      return {{answer->item}, Data(answer->secret.begin(), answer->secret.end())};
-  }
-  auto findings = look(query, key);
-  if (query.returnsData && moment && !findings.items.empty()) {
-    try {
-      remembered_.remember(*moment, query, findings.items.front(), findings.secret);
-    } catch (const std::bad_alloc&) {
-      remembered_.forget();  // a luxury
-    }
-  }
-  return findings;
-}
-
-std::optional<RememberedSecret::Moment> KeychainVault::now() const {
-  const auto commit = index_.header();
-  if (!commit || !keyFile_.version()) return std::nullopt;
-  return RememberedSecret::Moment{*commit, *keyFile_.version()};
-}
-
-KeychainVault::Findings KeychainVault::look(const KeychainQuery& query, const ItemKey* key) {
   SQLiteTransaction snapshot(database_, SQLiteTransaction::Kind::read);
   auto findings = query.matchesAll ? findAll(query, key) : findFirst(query, key);
   // The item that was asked for may be one whose attributes are damaged.
@@ -240,7 +214,6 @@ KeychainVault::Findings KeychainVault::findAll(const KeychainQuery& query, const
 }
 
 bool KeychainVault::add(const KeychainItem& item, const Data& secret) {
-  remembered_.forget();
   SQLiteTransaction transaction(database_, SQLiteTransaction::Kind::write);
   const auto& key = keyForAddition();
   const auto sealed = key.seal(item, secret);
@@ -257,7 +230,6 @@ bool KeychainVault::add(const KeychainItem& item, const Data& secret) {
 }
 
 std::size_t KeychainVault::remove(const KeychainQuery& query) {
-  remembered_.forget();
   SQLiteTransaction transaction(database_, SQLiteTransaction::Kind::write);
   // A session is saved by a removal and an addition. Without the key the addition would fail, so the removal
   // must too, or the old item would be lost. One that is merely damaged may go, or it could never be

@@ -4,7 +4,6 @@
 #include "KeychainFolder.hpp"
 #include "KeychainItem.hpp"
 #include "KeychainQuery.hpp"
-#include "RememberedSecret.hpp"
 #include "SQLite.hpp"
 #include "WALIndex.hpp"
 
@@ -55,9 +54,6 @@ class KeychainVault {
  private:
   struct Row;
 
-  /// Empty when it cannot be told whether anything changes.
-  std::optional<RememberedSecret::Moment> now() const;
-  Findings look(const KeychainQuery& query, const ItemKey* key);
   Findings findFirst(const KeychainQuery& query, const ItemKey* key);
   Findings findAll(const KeychainQuery& query, const ItemKey* key);
   bool hasDamage(const ItemKey* key);
@@ -71,7 +67,6 @@ class KeychainVault {
   KeyFile keyFile_;
   SQLiteDatabase database_;
   WALIndex index_;
-  RememberedSecret remembered_;
   SQLiteStatement select_;
   SQLiteStatement insert_;
   SQLiteStatement delete_;
