@@ -148,7 +148,6 @@ KeychainVault::KeychainVault(const KeychainFolder& folder, SQLiteDatabase databa
       place_(std::move(place)),
       keyFile_(folder, place_.folder),
       database_(std::move(database)),
-      index_(database_.handle()),
       select_(database_,
               "SELECT id, class, account, service, access_group, synchronizable, accessible, nonce, sealed "
               "FROM items NOT INDEXED ORDER BY id"),

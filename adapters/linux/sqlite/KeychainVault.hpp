@@ -5,7 +5,6 @@
 #include "KeychainItem.hpp"
 #include "KeychainQuery.hpp"
 #include "SQLite.hpp"
-#include "WALIndex.hpp"
 
 #include <chrono>
 #include <cstddef>
@@ -66,7 +65,6 @@ class KeychainVault {
   const Place place_;
   KeyFile keyFile_;
   SQLiteDatabase database_;
-  WALIndex index_;
   SQLiteStatement select_;
   SQLiteStatement insert_;
   SQLiteStatement delete_;
