@@ -1,5 +1,5 @@
-// The encrypted keychain file, as the module uses it, against bare SQLite: write-ahead log, full synchronisation, the
-// same bytes in the same two transactions, statements prepared once.
+// The encrypted keychain file, as the module uses it, against bare SQLite: rollback journal, full synchronisation,
+// the same bytes in the same two transactions, statements prepared once.
 #include "AuthKeychainHelper.hpp"
 #include "Folder.hpp"
 #include "sqlite/EncryptedFileKeychain.hpp"
@@ -24,7 +24,7 @@ class BareDatabase {
   explicit BareDatabase(const std::string& file) {
     check(sqlite3_open(file.c_str(), &database_));
     execute(
-        "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;"
+        "PRAGMA journal_mode = DELETE; PRAGMA synchronous = FULL;"
         "CREATE TABLE items (id INTEGER PRIMARY KEY, account TEXT, service TEXT, sealed BLOB,"
         " UNIQUE (account, service))");
     begin_ = prepared("BEGIN IMMEDIATE");

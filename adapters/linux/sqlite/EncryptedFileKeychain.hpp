@@ -14,7 +14,7 @@ namespace corvane {
 class KeychainFolder;
 class KeychainVault;
 
-/// A keychain in a file of its own, for systems without one: SQLite in write-ahead mode, each secret sealed
+/// A keychain in a file of its own, for systems without one: a SQLite database, each secret sealed
 /// with XChaCha20-Poly1305 under a random key that lies in a file beside it. It keeps sessions from other
 /// users and from whoever gets hold of the database alone, not from programs that run as the same user.
 ///

@@ -52,21 +52,19 @@ bool isEmpty(SQLiteDatabase& database) {
          database.integer("SELECT count(*) FROM sqlite_schema") == 0;
 }
 
-// SQLite does not always wait by itself when two connections want to change the journal's mode.
-void switchToWriteAheadLog(SQLiteDatabase& database, std::chrono::milliseconds patience) {
-  const auto deadline = std::chrono::steady_clock::now() + patience;
-  while (true) {
-    try {
-      return database.execute("PRAGMA journal_mode = WAL");
-    } catch (const KeychainProblem& problem) {
-      if (problem.status() != errSecNotAvailable || std::chrono::steady_clock::now() >= deadline) throw;
-      sqlite3_sleep(5);
-    }
-  }
+// A write's journal goes with the write, so that a removed session stays in no file, and a file that
+// nobody writes can be read without writing anything. Files of earlier versions have a write-ahead log;
+// another program that still uses one keeps it, and the next to open the file tries again.
+void useRollbackJournal(SQLiteDatabase& database) {
+  database.attempt("PRAGMA journal_mode = DELETE");
 }
 
-void createSchema(SQLiteDatabase& database, std::chrono::milliseconds patience) {
-  switchToWriteAheadLog(database, patience);
+// EXTRA: the folder is flushed too once the journal is gone. A journal that came back with a power failure
+// would undo the write.
+constexpr const char* settings =
+    "PRAGMA synchronous = EXTRA; PRAGMA secure_delete = ON; PRAGMA cell_size_check = ON";
+
+void createSchema(SQLiteDatabase& database) {
   SQLiteTransaction transaction(database, SQLiteTransaction::Kind::write);
   if (!isEmpty(database)) return;  // another program was faster
   database.execute(schema);
@@ -134,12 +132,13 @@ std::unique_ptr<KeychainVault> KeychainVault::open(const KeychainFolder& folder,
   folder.inspectDatabaseCompanions();
 
   SQLiteDatabase database(std::filesystem::canonical(folder.database()), patience);
+  database.execute(settings);
   if (isEmpty(database)) {
     if (!mayCreate) return nullptr;
-    createSchema(database, patience);
+    createSchema(database);
   }
   requireKnownSchema(database);
-  database.execute("PRAGMA synchronous = FULL; PRAGMA secure_delete = ON; PRAGMA cell_size_check = ON");
+  useRollbackJournal(database);
   return std::make_unique<KeychainVault>(folder, std::move(database), Place{std::move(*opened), *file});
 }
 

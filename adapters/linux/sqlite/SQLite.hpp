@@ -26,6 +26,8 @@ class SQLiteDatabase {
 
   sqlite3* handle() const noexcept { return database_.get(); }
   void execute(const std::string& sql);
+  /// The same where a failure does not matter.
+  void attempt(const char* sql) noexcept { sqlite3_exec(handle(), sql, nullptr, nullptr, nullptr); }
   std::int64_t integer(const std::string& sql);
 
  private:

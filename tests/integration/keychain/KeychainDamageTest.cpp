@@ -1,3 +1,4 @@
+#include "Files.hpp"
 #include "RawDatabase.hpp"
 #include "Sessions.hpp"
 #include "sqlite/EncryptedFileKeychain.hpp"
@@ -6,24 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 namespace corvane::test {
 namespace {
-
-std::string contents(const std::filesystem::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-void overwrite(const std::filesystem::path& file, const std::string& bytes) {
-  std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
-  std::filesystem::permissions(file,
-                               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
-}
 
 std::string withFlippedBit(std::string bytes, std::size_t index) {
   bytes[index] = static_cast<char>(bytes[index] ^ (1 << (index % 8)));
@@ -301,11 +289,68 @@ TEST_F(KeychainDamage, ALeftoverJournalOfRubbishIsHarmless) {
   }
 }
 
+/// The files that a program leaves behind when it is killed while it removes "ada".
+struct UnfinishedRemoval {
+  explicit UnfinishedRemoval(const std::filesystem::path& folder) {
+    RawDatabase killed(folder);
+    killed.execute("PRAGMA secure_delete = ON; BEGIN; DELETE FROM items WHERE account = 'ada'");
+    journal = contents(folder / "keychain.db-journal");
+    killed.execute("COMMIT");
+    database = contents(folder / "keychain.db");
+  }
+
+  std::string database;
+  std::string journal;
+};
+
+TEST_F(KeychainDamage, AWriteOfAProcessThatWasKilledIsUndone) {
+  const UnfinishedRemoval removal(folder_);
+  ASSERT_EQ(read("ada").status, errSecItemNotFound);
+  overwrite(database().string() + "-journal", removal.journal);
+  EXPECT_EQ(read("ada").text, "ada's secret");
+  EXPECT_EQ(read("bob").text, "bob's secret");
+  EXPECT_FALSE(std::filesystem::exists(database().string() + "-journal"));
+}
+
+TEST_F(KeychainDamage, ADamagedJournalNeverYieldsAWrongSecret) {
+  const UnfinishedRemoval removal(folder_);
+  ASSERT_GT(removal.journal.size(), 4096U);
+  for (std::size_t i = 0; i < removal.journal.size(); i += 199) {
+    overwrite(database(), removal.database);
+    overwrite(database().string() + "-journal", withFlippedBit(removal.journal, i));
+    for (const auto* account : {"ada", "bob"}) {
+      const auto session = read(account);
+      EXPECT_TRUE(session.status == errSecItemNotFound || session.status == errSecDecode ||
+                  session == (ReadSession{errSecSuccess, account + std::string("'s secret")}))
+          << account << ", byte " << i << ": " << session.status;
+    }
+  }
+}
+
+TEST_F(KeychainDamage, AFileOfAnEarlierVersionLosesItsWriteAheadLog) {
+  RawDatabase(folder_).execute("PRAGMA journal_mode = WAL");
+  EncryptedFileKeychain keychain(folder_);
+  EXPECT_EQ(readSession(keychain, "ada").text, "ada's secret");
+  EXPECT_EQ(RawDatabase(folder_).value("PRAGMA journal_mode"), "delete");
+}
+
+TEST_F(KeychainDamage, AFileOfAnEarlierVersionWorksWhileThatHasItOpen) {
+  RawDatabase earlier(folder_);
+  earlier.execute("PRAGMA journal_mode = WAL");
+  EXPECT_EQ(earlier.value("SELECT account FROM items"), "ada");
+  EncryptedFileKeychain keychain(folder_);
+  EXPECT_EQ(removeSession(keychain, "ada"), errSecSuccess);
+  EXPECT_EQ(earlier.value("SELECT account FROM items"), "bob");
+  EXPECT_EQ(earlier.value("PRAGMA journal_mode"), "wal");
+}
+
 TEST_F(KeychainDamage, TheLogOfAProcessThatWasKilledIsTakenOver) {
   std::string log;
-  const auto merged = contents(database());
+  std::string merged;
   {
     RawDatabase keepsLogOpen(folder_);
+    keepsLogOpen.execute("PRAGMA journal_mode = WAL");
+    merged = contents(database());
     EncryptedFileKeychain keychain(folder_);
     EXPECT_EQ(keepsLogOpen.value("SELECT account FROM items"), "ada");
     ASSERT_EQ(removeSession(keychain, "bob"), errSecSuccess);
@@ -322,9 +367,11 @@ TEST_F(KeychainDamage, TheLogOfAProcessThatWasKilledIsTakenOver) {
 TEST_F(KeychainDamage, ADamagedWriteAheadLogLeavesTheOldItemNoneOrTheNewOne) {
   // The log of a process that never got to merge it, with each part of it damaged in turn.
   std::string log;
-  const auto merged = contents(database());
+  std::string merged;
   {
     RawDatabase keepsLogOpen(folder_);
+    keepsLogOpen.execute("PRAGMA journal_mode = WAL");
+    merged = contents(database());
     EncryptedFileKeychain keychain(folder_);
     EXPECT_EQ(keepsLogOpen.value("SELECT account FROM items"), "ada");
     EXPECT_EQ(removeSession(keychain, "ada"), errSecSuccess);

@@ -1,3 +1,5 @@
+#include "Files.hpp"
+#include "RawDatabase.hpp"
 #include "Sessions.hpp"
 #include "Worker.hpp"
 #include "sqlite/EncryptedFileKeychain.hpp"
@@ -45,7 +47,7 @@ class KeychainDisk : public testing::Test {
   static inline const std::string onlyTheLastIsMissing =
       line("failed ", errSecIO) + line("failed one ", errSecItemNotFound) + "lost 0\nstored some 1\n";
 
-  TemporaryFolder temporary_;
+  TemporaryFolder temporary_{TemporaryFolder::memory()};
   std::filesystem::path folder_ = temporary_.path() / "keychain";
 };
 
@@ -79,12 +81,63 @@ TEST_F(KeychainDisk, AFolderThatCannotBeWrittenFailsTheAddition) {
   EXPECT_EQ(runUnprivileged("read"), line("", errSecItemNotFound));
 }
 
-TEST_F(KeychainDisk, AReadOnlyKeychainFailsWithAnErrorAndStaysAsItIs) {
+TEST_F(KeychainDisk, AReadOnlyKeychainCanBeReadAndStaysAsItIs) {
   save();
   ASSERT_EQ(::chmod((folder_ / "keychain.db").c_str(), 0400), 0);
   ASSERT_EQ(::chmod(folder_.c_str(), 0500), 0);
   EXPECT_EQ(runUnprivileged("save-once"), "s" + line("", errSecIO));
+  EXPECT_EQ(runUnprivileged("remove"), line("", errSecIO));
+  EXPECT_EQ(runUnprivileged("read"), line("", errSecSuccess));
+  EXPECT_EQ(runUnprivileged("list"), "0 1\n");
+}
+
+TEST_F(KeychainDisk, AFolderThatCannotBeWrittenCanBeRead) {
+  save();
+  ASSERT_EQ(::chmod(folder_.c_str(), 0500), 0);
+  EXPECT_EQ(runUnprivileged("read"), line("", errSecSuccess));
+  EXPECT_EQ(runUnprivileged("list"), "0 1\n");
+  EXPECT_EQ(runUnprivileged("remove"), line("", errSecIO));
+  EXPECT_EQ(runUnprivileged("read"), line("", errSecSuccess));
+}
+
+TEST_F(KeychainDisk, AReadOnlyFileSystemCanBeRead) {
+  save();
+  const auto run = [this](const std::string& command) {
+    Worker worker({"--read-only", "1", command, folder_.string(), "ada"});
+    auto told = worker.finish();
+    return worker.exitCode() == workerNotPermitted ? "not permitted" : told;
+  };
+  const auto read = run("read");
+  if (read == "not permitted") GTEST_SKIP() << "no right to mount anything here";
+  EXPECT_EQ(read, line("", errSecSuccess));
+  EXPECT_EQ(run("list"), "0 1\n");
+  EXPECT_EQ(run("save-once"), "s" + line("", errSecIO));
+  EXPECT_EQ(run("remove"), line("", errSecIO));
+}
+
+TEST_F(KeychainDisk, AnUnfinishedWriteOnAReadOnlyDiskIsAnError) {
+  save();
+  std::string journal;
+  {
+    RawDatabase killed(folder_);
+    killed.execute("BEGIN; DELETE FROM items");
+    journal = contents(folder_ / "keychain.db-journal");
+    killed.execute("COMMIT");
+  }
+  overwrite(folder_ / "keychain.db-journal", journal);
+  ASSERT_EQ(::chmod(folder_.c_str(), 0500), 0);
   EXPECT_EQ(runUnprivileged("read"), line("", errSecIO));
+  ASSERT_EQ(::chmod(folder_.c_str(), 0700), 0);
+  EXPECT_EQ(runUnprivileged("read"), line("", errSecSuccess));
+}
+
+TEST_F(KeychainDisk, AFullDiskCanBeRead) {
+  Worker worker({"--small-disk", "262144", "full", folder_.string()});
+  const auto told = worker.finish();
+  if (worker.exitCode() == workerNotPermitted) GTEST_SKIP() << "no right to mount a small disk here";
+  EXPECT_EQ(told, line("saved ", errSecSuccess) + line("read ", errSecSuccess) +
+                      line("listed ", errSecSuccess) + line("added ", errSecIO) + line("removed ", errSecIO) +
+                      line("read ", errSecSuccess));
 }
 
 TEST_F(KeychainDisk, AFolderThatMayNotBeEnteredIsAnErrorAndNotAMissingItem) {

@@ -159,8 +159,7 @@ TEST_F(KeychainReread, ReadsSecretsOfAnySize) {
   for (const std::size_t size : {0U, 1U, 2000U, 100'000U}) {
     const auto account = std::to_string(size);
     ASSERT_EQ(addSession(keychain(), account, std::string(size, 'x')), errSecSuccess);
-    for (int i = 0; i < 2; ++i)
-      EXPECT_EQ(readSession(keychain(), account).text, std::string(size, 'x'));
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(readSession(keychain(), account).text, std::string(size, 'x'));
   }
 }
 

@@ -1,11 +1,15 @@
 // A process for the keychain tests to start, restrict and kill.
 //
-//   worker [--umask OCTAL] [--file-limit BYTES] [--user ID] [--small-disk BYTES] COMMAND FOLDER [ARGUMENT...]
+//   worker [--umask OCTAL] [--file-limit BYTES] [--user ID] [--small-disk BYTES] [--read-only 1]
+//          COMMAND FOLDER [ARGUMENT...]
 //
 //   save-loop FOLDER ACCOUNT OWNER NUMBER   saves OWNER's sessions NUMBER, NUMBER + 1, ... for ever; writes "s" at the
 //                                           start, "d" after each removal and "a" after each addition
 //   save-once FOLDER ACCOUNT                waits for the end of its input, adds one session, prints the status
 //   read FOLDER ACCOUNT                     prints the status
+//   list FOLDER                             prints the status and the number of sessions
+//   remove FOLDER ACCOUNT                   prints the status
+//   full FOLDER                             fills its small disk to the last byte, and tells what still works
 //   fill FOLDER                             adds sessions until one fails, and tells what is left
 
 #include "Sessions.hpp"
@@ -21,7 +25,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -30,8 +36,18 @@ namespace {
 
 constexpr int notPermitted = 77;
 
+void print(const char* what, OSStatus status) {
+  std::cout << what << " " << status << "\n";
+}
+
 void tell(char progress) {
   if (::write(STDOUT_FILENO, &progress, 1) != 1) std::_Exit(1);
+}
+
+/// A view of the file system that only this process has; what is mounted in it goes with the process.
+void enterOwnMounts() {
+  if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+    std::exit(notPermitted);
 }
 
 void restrict(const std::string& option, const std::string& value, const std::string& folder) {
@@ -46,10 +62,14 @@ void restrict(const std::string& option, const std::string& value, const std::st
     if (::setresgid(user, user, user) != 0 || ::setresuid(user, user, user) != 0) std::exit(notPermitted);
   } else if (option == "--small-disk") {
     const auto parent = std::filesystem::path(folder).parent_path();
-    if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        ::mount("tmpfs", parent.c_str(), "tmpfs", 0, ("mode=0700,size=" + value).c_str()) != 0) {
+    enterOwnMounts();
+    if (::mount("tmpfs", parent.c_str(), "tmpfs", 0, ("mode=0700,size=" + value).c_str()) != 0)
       std::exit(notPermitted);
-    }
+  } else if (option == "--read-only") {
+    enterOwnMounts();
+    if (::mount(folder.c_str(), folder.c_str(), nullptr, MS_BIND, nullptr) != 0 ||
+        ::mount(nullptr, folder.c_str(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr) != 0)
+      std::exit(notPermitted);
   }
 }
 
@@ -91,6 +111,26 @@ int fill(Keychain& keychain) {
   return 0;
 }
 
+int tellList(Keychain& keychain) {
+  const auto [status, count] = countSessions(keychain);
+  std::cout << status << " " << count << "\n";
+  return 0;
+}
+
+int fullDisk(const std::filesystem::path& folder) {
+  { print("saved", addSession(*std::make_unique<EncryptedFileKeychain>(folder), "ada", "secret")); }
+  std::ofstream ballast(folder.parent_path() / "ballast", std::ios::binary);
+  for (int block = 0; block < 1'000'000 && ballast.put('x').flush(); ++block) {
+  }
+  EncryptedFileKeychain keychain(folder);
+  print("read", readSession(keychain, "ada").status);
+  print("listed", countSessions(keychain).first);
+  print("added", addSession(keychain, "bob", "x"));
+  print("removed", removeSession(keychain, "ada"));
+  print("read", readSession(keychain, "ada").status);
+  return 0;
+}
+
 int run(std::vector<std::string> words) {
   std::vector<std::pair<std::string, std::string>> options;
   while (words.size() > 2 && words[0].starts_with("--")) {
@@ -99,13 +139,21 @@ int run(std::vector<std::string> words) {
   }
   words.resize(5);
   for (const auto& [option, value] : options) restrict(option, value, words[1]);
+  if (words[0] == "full") return fullDisk(words[1]);
   EncryptedFileKeychain keychain(words[1],
                                  [](const std::string& sentence) { std::cerr << sentence << "\n"; });
   if (words[0] == "save-loop") return saveLoop(keychain, words[2], words[3], std::stoi(words[4]));
   if (words[0] == "save-once") return saveOnce(keychain, words[2]);
   if (words[0] == "fill") return fill(keychain);
-  if (words[0] == "read") std::cout << readSession(keychain, words[2]).status << "\n";
-  return words[0] == "read" ? 0 : 1;
+  if (words[0] == "list") return tellList(keychain);
+  if (words[0] == "read") {
+    std::cout << readSession(keychain, words[2]).status << "\n";
+  } else if (words[0] == "remove") {
+    std::cout << removeSession(keychain, words[2]) << "\n";
+  } else {
+    return 1;
+  }
+  return 0;
 }
 
 }  // namespace
