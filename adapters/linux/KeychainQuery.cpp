@@ -137,6 +137,16 @@ bool KeychainQuery::matches(const KeychainItem& candidate) const {
          (!synchronizable || *synchronizable == candidate.synchronizable);
 }
 
+KeychainItem KeychainQuery::named(KeychainItem candidate) const {
+  candidate.itemClass = item.itemClass;
+  if (item.account) candidate.account = item.account;
+  if (item.service) candidate.service = item.service;
+  if (item.accessGroup) candidate.accessGroup = item.accessGroup;
+  if (item.accessible) candidate.accessible = item.accessible;
+  if (synchronizable) candidate.synchronizable = *synchronizable;
+  return candidate;
+}
+
 void KeychainQuery::fill(KeychainValue* result, const std::vector<KeychainItem>& items, Data secret) const {
   if (!result || !(returnsData || returnsAttributes)) return;
   *result =

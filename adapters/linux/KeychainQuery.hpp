@@ -30,6 +30,8 @@ struct KeychainQuery {
   static KeychainQuery forDeletion(const KeychainDictionary& query);
 
   bool matches(const KeychainItem& candidate) const;
+  /// The candidate with the attributes that the query names; it matches.
+  KeychainItem named(KeychainItem candidate) const;
 
   /// Puts what is asked for into `result`, if it is there and anything is asked for. `items` are those found, at least
   /// one; `secret` is the first one's.

@@ -27,7 +27,7 @@ class KeychainVault;
 /// | status               | when |
 /// |----------------------|---------------------------------------------------------------------------------------|
 /// | errSecSuccess        | done; what was written survives a crash and a power failure |
-/// | errSecItemNotFound   | there is no such item, nor one that is too damaged to tell (a deletion does not look for damage, so that a damaged item can be replaced) |
+/// | errSecItemNotFound   | there is no such item, nor a damaged one that the query means |
 /// | errSecDuplicateItem  | the item is there already, perhaps since another process saved it |
 /// | errSecAllocate       | memory ran out |
 /// | errSecParam          | a key of the query is unknown, misplaced or missing, or its value is of a wrong kind |
@@ -35,6 +35,9 @@ class KeychainVault;
 /// | errSecDecode         | an item or the whole database is damaged, or an item was swapped with another |
 /// | errSecIO             | the disk is full or read-only, or fails |
 /// | errSecNotAvailable   | the folder or a file in it is a symbolic link, belongs to someone else or is open to others; the file is of a newer version; another process keeps it locked |
+///
+/// A damaged item is one that the query means if its attributes match, or if its secret was sealed for the
+/// attributes that the query names. Others are not looked at: they may be another program's.
 ///
 /// What cannot be read is never removed, except one damaged item by a deletion that names it.
 ///

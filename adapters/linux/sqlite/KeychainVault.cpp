@@ -110,6 +110,12 @@ struct KeychainVault::Row {
     return key && isFlag() ? key->open(item, nonce, sealed) : std::nullopt;
   }
 
+  // Whether the query means this row although it does not match: its secret was sealed for the attributes
+  // that the query names, so those in the row are damaged. Damaged rows of other programs do not pass.
+  bool lostNameIn(const KeychainQuery& query, const ItemKey* key) const {
+    return key && !query.matches(item) && key->authenticates(query.named(item), nonce, sealed);
+  }
+
   KeychainItem item;
   std::int64_t id;
   std::int64_t synchronizable;
@@ -173,8 +179,7 @@ KeychainVault::Findings KeychainVault::find(const KeychainQuery& query) {
   const auto* key = keyFile_.current();
   SQLiteTransaction snapshot(database_, SQLiteTransaction::Kind::read);
   auto findings = query.matchesAll ? findAll(query, key) : findFirst(query, key);
-  // The item that was asked for may be one whose attributes are damaged.
-  if (findings.items.empty() && hasDamage(key)) failUnreadable(key);
+  if (findings.items.empty() && findings.damaged > 0) failUnreadable(key);
   return findings;
 }
 
@@ -192,8 +197,10 @@ KeychainVault::Findings KeychainVault::findFirst(const KeychainQuery& query, con
       failUnreadable(key);
     }
     findings.items.push_back(row.item);
-    break;
+    return findings;
   }
+  // The item that was asked for may be one whose attributes are damaged.
+  if (hasDamaged(query, key)) findings.damaged = 1;
   return findings;
 }
 
@@ -202,10 +209,10 @@ KeychainVault::Findings KeychainVault::findAll(const KeychainQuery& query, const
   auto rows = select_.run();
   while (rows.step()) {
     const Row row(rows);
-    if (!row.isIntact(key)) {
-      ++findings.damaged;
-    } else if (query.matches(row.item)) {
+    if (query.matches(row.item) && row.isIntact(key)) {
       findings.items.push_back(row.item);
+    } else if (query.matches(row.item) || row.lostNameIn(query, key)) {
+      ++findings.damaged;
     }
   }
   return findings;
@@ -232,12 +239,14 @@ std::size_t KeychainVault::remove(const KeychainQuery& query) {
   // A session is saved by a removal and an addition. Without the key the addition would fail, so the removal
   // must too, or the old item would be lost. One that is merely damaged may go, or it could never be
   // replaced.
-  if (const auto* key = keyFile_.current(); !fits(key) && hasItems()) failUnreadable(key);
+  const auto* key = keyFile_.current();
+  if (!fits(key) && hasItems()) failUnreadable(key);
   std::vector<std::int64_t> doomed;
   {
     auto rows = select_.run();
     while (rows.step()) {
-      if (const Row row(rows); query.matches(row.item)) doomed.push_back(row.id);
+      const Row row(rows);
+      if (query.matches(row.item) || row.lostNameIn(query, key)) doomed.push_back(row.id);
     }
   }
   for (const auto id : doomed) delete_.run().bind(1, id).finish();
@@ -245,10 +254,10 @@ std::size_t KeychainVault::remove(const KeychainQuery& query) {
   return doomed.size();
 }
 
-bool KeychainVault::hasDamage(const ItemKey* key) {
+bool KeychainVault::hasDamaged(const KeychainQuery& query, const ItemKey* key) {
   auto rows = select_.run();
   while (rows.step()) {
-    if (!Row(rows).isIntact(key)) return true;
+    if (Row(rows).lostNameIn(query, key)) return true;
   }
   return false;
 }

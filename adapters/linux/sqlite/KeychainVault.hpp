@@ -55,7 +55,7 @@ class KeychainVault {
 
   Findings findFirst(const KeychainQuery& query, const ItemKey* key);
   Findings findAll(const KeychainQuery& query, const ItemKey* key);
-  bool hasDamage(const ItemKey* key);
+  bool hasDamaged(const KeychainQuery& query, const ItemKey* key);
   bool hasItems();
   bool fits(const ItemKey* key);
   const ItemKey& keyForAddition();

@@ -30,13 +30,21 @@ class KeychainDamage : public testing::Test {
     EXPECT_EQ(addSession(keychain, "bob", "bob's secret"), errSecSuccess);
   }
 
+  /// Stores "eve" as another program does: under a service or in an access group of its own.
+  void saveForAnotherProgram(std::string_view attribute) {
+    auto attributes = accountQuery("eve");
+    attributes.insert_or_assign(std::string(attribute), "another program");
+    attributes.emplace(kSecValueData, dataFromText("eve's secret"));
+    EXPECT_EQ(EncryptedFileKeychain(folder_).SecItemAdd(attributes, nullptr), errSecSuccess);
+  }
+
   ReadSession read(const std::string& account) {
     EncryptedFileKeychain keychain(folder_, [this](const std::string& problem) { problem_ = problem; });
     return readSession(keychain, account);
   }
 
   std::pair<OSStatus, std::size_t> count() {
-    EncryptedFileKeychain keychain(folder_);
+    EncryptedFileKeychain keychain(folder_, [this](const std::string& problem) { problem_ = problem; });
     return countSessions(keychain);
   }
 
@@ -197,6 +205,39 @@ TEST_F(KeychainDamage, ADamagedItemIsReplacedBySavingItAnew) {
   EXPECT_EQ(addSession(keychain, "ada", "new"), errSecSuccess);
   EXPECT_EQ(readSession(keychain, "ada").text, "new");
   EXPECT_EQ(countSessions(keychain), std::pair(errSecSuccess, std::size_t{2}));
+}
+
+TEST_F(KeychainDamage, AnotherProgramsDamagedItemCountsForThatProgramOnly) {
+  for (const auto attribute : {kSecAttrService, kSecAttrAccessGroup}) {
+    saveForAnotherProgram(attribute);
+    for (const std::string damage :
+         {"account = 'eva'", "service = 'x'", "access_group = NULL", "nonce = x''", "sealed = x'00'"}) {
+      RawDatabase(folder_).execute("CREATE TABLE copy AS SELECT * FROM items");
+      RawDatabase(folder_).execute("UPDATE items SET " + damage + " WHERE account = 'eve'");
+      EXPECT_EQ(count(), std::pair(errSecSuccess, std::size_t{2})) << damage;
+      EXPECT_EQ(problem_, "") << damage;
+      RawDatabase(folder_).execute("DELETE FROM items WHERE account IN ('ada', 'bob')");
+      EXPECT_EQ(count().first, errSecItemNotFound) << damage;
+      EXPECT_EQ(read("eve").status, errSecItemNotFound) << damage;
+      RawDatabase(folder_).execute(
+          "DELETE FROM items; INSERT INTO items SELECT * FROM copy; DROP TABLE copy");
+    }
+    RawDatabase(folder_).execute("DELETE FROM items WHERE account = 'eve'");
+  }
+}
+
+TEST_F(KeychainDamage, ADamagedAccountNameDoesNotCountForOtherAccounts) {
+  RawDatabase(folder_).execute("UPDATE items SET account = 'adb' WHERE id = 1");
+  EXPECT_EQ(read("carol").status, errSecItemNotFound);
+  EXPECT_EQ(read("ada").status, errSecDecode);
+}
+
+TEST_F(KeychainDamage, ARemovalTakesAnItemWhoseAttributesAreDamaged) {
+  RawDatabase(folder_).execute("UPDATE items SET account = 'adb' WHERE id = 1");
+  EncryptedFileKeychain keychain(folder_);
+  EXPECT_EQ(removeSession(keychain, "ada"), errSecSuccess);
+  EXPECT_EQ(read("ada").status, errSecItemNotFound);
+  EXPECT_EQ(RawDatabase(folder_).value("SELECT group_concat(account) FROM items"), "bob");
 }
 
 TEST_F(KeychainDamage, AFlippedBitAnywhereInTheFileNeverYieldsAWrongSecret) {

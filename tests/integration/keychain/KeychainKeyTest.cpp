@@ -17,7 +17,7 @@ class KeychainKey : public testing::Test {
  protected:
   void expectEverythingRefusedAndNothingLost() {
     EXPECT_EQ(readSession(keychain_, "ada").status, errSecAuthFailed);
-    EXPECT_EQ(readSession(keychain_, "nobody").status, errSecAuthFailed);
+    EXPECT_EQ(readSession(keychain_, "nobody").status, errSecItemNotFound);
     EXPECT_EQ(countSessions(keychain_).first, errSecAuthFailed);
     EXPECT_EQ(removeSession(keychain_, "ada"), errSecAuthFailed);
     EXPECT_EQ(addSession(keychain_, "bob", "x"), errSecAuthFailed);
