@@ -168,7 +168,7 @@ TEST_F(SignInFaultTest, AKeychainFolderThatIsOpenToOthersFailsTheSaveAndTheLogSa
   ASSERT_EQ(::chmod(linux.keychainFolder.c_str(), 0755), 0);
   const auto provider = hostOn(makeLinuxPlatform(linux)).makeAuthorizationProvider(nullptr);
   EXPECT_EQ(signInWith(*provider).error().kind(), Case::tokenSaveFailed);
-  EXPECT_THAT(errorsInTheLog(), ElementsAre(HasSubstr("chmod it to 0700"), HasSubstr("token save failed")));
+  EXPECT_THAT(errorsInTheLog(), ElementsAre(HasSubstr("Run: chmod 700"), HasSubstr("token save failed")));
   EXPECT_TRUE(std::filesystem::is_empty(linux.keychainFolder));
   expectNoSecretInTheLog();
 }

@@ -1,6 +1,7 @@
 #include "KeychainFolder.hpp"
 
 #include "KeychainProblem.hpp"
+#include "ShellWord.hpp"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -13,8 +14,11 @@
 namespace corvane {
 namespace {
 
+// Paths stand in the sentence as words of a shell, where control characters do no harm. A command ends the
+// sentence, without a full stop that would be pasted too.
 [[noreturn]] void refuse(const std::filesystem::path& path, const std::string& why) {
-  throw KeychainProblem(errSecNotAvailable, "The keychain was refused: " + path.string() + " " + why + ".");
+  throw KeychainProblem(errSecNotAvailable,
+                        "The keychain was refused: " + shellWord(path.string()) + " " + why);
 }
 
 std::string octal(mode_t mode) {
@@ -23,12 +27,33 @@ std::string octal(mode_t mode) {
   return digits;
 }
 
-void requirePrivate(const std::filesystem::path& path, const struct stat& status, mode_t wanted) {
-  if (status.st_uid != ::geteuid()) refuse(path, "belongs to another user");
+[[noreturn]] void refuseOwner(const std::filesystem::path& path, uid_t owner) {
+  const auto user = std::to_string(::geteuid());
+  const auto why = "belongs to user " + std::to_string(owner) + ", and the program runs as user " + user;
+  // Root who took a user's file over would lock that user out.
+  if (::geteuid() == 0) refuse(path, why + ". Run the program as the owner.");
+  refuse(path, why + ". If it is yours, run: sudo chown " + user + " " + shellWord(path.string()));
+}
+
+void requirePrivate(const std::filesystem::path& path, const struct stat& status, const char* wanted) {
+  if (status.st_uid != ::geteuid()) refuseOwner(path, status.st_uid);
   if ((status.st_mode & 07077) != 0) {
     refuse(path, "has mode " + octal(status.st_mode & 07777) +
-                     ", which gives others a right to it; chmod it to " + octal(wanted));
+                     ", which gives others a right to it. Run: chmod " + wanted + " " +
+                     shellWord(path.string()));
   }
+}
+
+// The command puts the link's target in the link's place, if there is one.
+[[noreturn]] void refuseLink(const std::filesystem::path& path) {
+  const auto word = shellWord(path.string());
+  refuse(path, "is a symbolic link. If you made it, put its target in its place; run: t=$(readlink -e " +
+                   word + ") && rm " + word + " && mv \"$t\" " + word);
+}
+
+[[noreturn]] void refuseKind(const std::filesystem::path& path, const std::string& wanted) {
+  refuse(path, "is not a " + wanted + ". Move it away; run: mv " + shellWord(path.string()) + " " +
+                   shellWord(path.string() + ".moved"));
 }
 
 std::filesystem::path absoluteFromEnvironment(const char* variable) {
@@ -74,15 +99,15 @@ std::optional<struct stat> statusOf(const FileDescriptor& folder, const char* pa
 }
 
 void requirePrivateFile(const std::filesystem::path& path, const struct stat& status) {
-  if (S_ISLNK(status.st_mode)) refuse(path, "is a symbolic link");
-  if (!S_ISREG(status.st_mode)) refuse(path, "is not a regular file");
-  requirePrivate(path, status, 0600);
+  if (S_ISLNK(status.st_mode)) refuseLink(path);
+  if (!S_ISREG(status.st_mode)) refuseKind(path, "regular file");
+  requirePrivate(path, status, "600");
 }
 
 void failWithErrno(const std::string& what, const std::filesystem::path& path) {
   const auto reason = std::generic_category().message(errno);
-  throw KeychainProblem(errSecIO,
-                        "The keychain could not " + what + " " + path.string() + ": " + reason + ".");
+  throw KeychainProblem(
+      errSecIO, "The keychain could not " + what + " " + shellWord(path.string()) + ": " + reason + ".");
 }
 
 KeychainFolder::KeychainFolder(const std::filesystem::path& path)
@@ -105,9 +130,9 @@ std::optional<OpenedFolder> KeychainFolder::open() const {
   if (!descriptor && errno == ENOENT) return std::nullopt;
   struct stat status {};
   if (!descriptor || ::fstat(descriptor.get(), &status) != 0) failWithErrno("read", path_);
-  if (S_ISLNK(status.st_mode)) refuse(path_, "is a symbolic link");
-  if (!S_ISDIR(status.st_mode)) refuse(path_, "is not a folder");
-  requirePrivate(path_, status, 0700);
+  if (S_ISLNK(status.st_mode)) refuseLink(path_);
+  if (!S_ISDIR(status.st_mode)) refuseKind(path_, "folder");
+  requirePrivate(path_, status, "700");
   return OpenedFolder{std::move(descriptor), identityOf(status)};
 }
 

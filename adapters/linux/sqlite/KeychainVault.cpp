@@ -1,6 +1,7 @@
 #include "KeychainVault.hpp"
 
 #include "KeychainProblem.hpp"
+#include "ShellWord.hpp"
 
 #include <unistd.h>
 
@@ -73,20 +74,28 @@ void createSchema(SQLiteDatabase& database) {
   transaction.commit();
 }
 
-void requireKnownSchema(SQLiteDatabase& database) {
+[[noreturn]] void refuseFile(OSStatus status, const KeychainFolder& folder, const std::string& why) {
+  const auto path = folder.path().string();
+  throw KeychainProblem(status, "The keychain file " + shellWord(folder.database().string()) + " " + why +
+                                    ", or set it aside and sign in again; run: mv " + shellWord(path) + " " +
+                                    shellWord(path + ".old"));
+}
+
+void requireKnownSchema(SQLiteDatabase& database, const KeychainFolder& folder) {
   if (database.integer("PRAGMA application_id") != applicationID) {
-    throw KeychainProblem(errSecDecode,
-                          "The keychain file is not one of Corvane's, or is damaged; it was left alone.");
+    refuseFile(errSecDecode, folder,
+               "is not one of Corvane's, or is damaged; it was left alone. Put a copy in its place");
   }
   const auto version = database.integer("PRAGMA user_version");
+  const auto layout = std::to_string(version);
   if (version > schemaVersion) {
-    throw KeychainProblem(errSecNotAvailable,
-                          "The keychain file was made by a newer version of Corvane (layout " +
-                              std::to_string(version) + "); use that version.");
+    refuseFile(errSecNotAvailable, folder,
+               "was made by a newer version of Corvane (layout " + layout + "). Use that version");
   }
   if (version < schemaVersion) {
-    throw KeychainProblem(errSecDecode, "The keychain file has a layout that was never in use (" +
-                                            std::to_string(version) + "); it was left alone.");
+    refuseFile(
+        errSecDecode, folder,
+        "has a layout that was never in use (" + layout + "); it was left alone. Put a copy in its place");
   }
 }
 
@@ -143,7 +152,7 @@ std::unique_ptr<KeychainVault> KeychainVault::open(const KeychainFolder& folder,
     if (!mayCreate) return nullptr;
     createSchema(database);
   }
-  requireKnownSchema(database);
+  requireKnownSchema(database, folder);
   useRollbackJournal(database);
   return std::make_unique<KeychainVault>(folder, std::move(database), Place{std::move(*opened), *file});
 }
@@ -283,7 +292,7 @@ const ItemKey& KeychainVault::keyForAddition() {
 }
 
 void KeychainVault::failUnreadable(const ItemKey* key) {
-  const auto path = folder_.key().string();
+  const auto path = shellWord(folder_.key().string());
   if (!key) {
     throw KeychainProblem(errSecAuthFailed,
                           "The keychain's items cannot be read, because their key " + path +

@@ -1,6 +1,7 @@
 #include "SQLite.hpp"
 
 #include "KeychainProblem.hpp"
+#include "ShellWord.hpp"
 
 namespace corvane {
 namespace {
@@ -43,11 +44,13 @@ int waitForLock(void* patience, int waits) {
   return 1;
 }
 
-[[noreturn]] void fail(int code) {
+[[noreturn]] void fail(int code, sqlite3* database) {
   // Only SQLite's fixed texts: its messages of the moment may quote what was bound.
   const auto status = statusOf(code);
-  throw KeychainProblem(status, std::string("The keychain file failed (SQLite: ") + sqlite3_errstr(code) +
-                                    ", " + std::to_string(code) + "): " + remedyOf(status) + ".");
+  const char* file = database ? sqlite3_db_filename(database, "main") : nullptr;
+  throw KeychainProblem(status, "The keychain file " + (file && *file ? shellWord(file) + " " : "") +
+                                    "failed (SQLite: " + sqlite3_errstr(code) + ", " + std::to_string(code) +
+                                    "): " + remedyOf(status) + ".");
 }
 
 }  // namespace
@@ -72,7 +75,7 @@ SQLiteDatabase::SQLiteDatabase(const std::filesystem::path& file, std::chrono::m
   const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW;
   const int code = sqlite3_open_v2(file.c_str(), &opened, flags, nullptr);
   database_.reset(opened);
-  if (code != SQLITE_OK) fail(code);
+  if (code != SQLITE_OK) fail(code, opened);
   sqlite3_extended_result_codes(opened, 1);
   patience_ = std::make_unique<std::chrono::milliseconds>(patience);
   sqlite3_busy_handler(opened, waitForLock, patience_.get());
@@ -89,7 +92,7 @@ SQLiteDatabase::~SQLiteDatabase() = default;
 
 void SQLiteDatabase::execute(const std::string& sql) {
   if (const int code = sqlite3_exec(handle(), sql.c_str(), nullptr, nullptr, nullptr); code != SQLITE_OK)
-    fail(code);
+    fail(code, handle());
 }
 
 std::int64_t SQLiteDatabase::integer(const std::string& sql) {
@@ -103,7 +106,7 @@ SQLiteStatement::SQLiteStatement(const SQLiteDatabase& database, const std::stri
   const int code =
       sqlite3_prepare_v3(database.handle(), sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
   statement_.reset(prepared);
-  if (code != SQLITE_OK) fail(code);
+  if (code != SQLITE_OK) fail(code, database.handle());
 }
 
 SQLiteStatement::Run::~Run() {
@@ -112,7 +115,7 @@ SQLiteStatement::Run::~Run() {
 }
 
 void SQLiteStatement::Run::check(int code) const {
-  if (code != SQLITE_OK) fail(code);
+  if (code != SQLITE_OK) fail(code, sqlite3_db_handle(statement_));
 }
 
 SQLiteStatement::Run& SQLiteStatement::Run::bind(int index, std::int64_t number) {
@@ -133,13 +136,13 @@ SQLiteStatement::Run& SQLiteStatement::Run::bind(int index, std::span<const std:
 
 bool SQLiteStatement::Run::step() {
   const int code = sqlite3_step(statement_);
-  if (code != SQLITE_ROW && code != SQLITE_DONE) fail(code);
+  if (code != SQLITE_ROW && code != SQLITE_DONE) fail(code, sqlite3_db_handle(statement_));
   return code == SQLITE_ROW;
 }
 
 int SQLiteStatement::Run::finish(int tolerated) {
   const int code = sqlite3_step(statement_);
-  if (code != SQLITE_DONE && code != tolerated) fail(code);
+  if (code != SQLITE_DONE && code != tolerated) fail(code, sqlite3_db_handle(statement_));
   return code;
 }
 
@@ -150,7 +153,7 @@ std::int64_t SQLiteStatement::Run::integer(int column) const {
 std::optional<std::string> SQLiteStatement::Run::text(int column) const {
   if (sqlite3_column_type(statement_, column) == SQLITE_NULL) return std::nullopt;
   const auto* begin = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
-  if (!begin) fail(SQLITE_NOMEM);
+  if (!begin) fail(SQLITE_NOMEM, nullptr);
   return std::string(begin, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)));
 }
 

@@ -1,3 +1,4 @@
+#include "RawDatabase.hpp"
 #include "Sessions.hpp"
 #include "Worker.hpp"
 #include "sqlite/EncryptedFileKeychain.hpp"
@@ -57,6 +58,14 @@ class KeychainPlace : public testing::Test {
   }
 
   void expectRefused(const std::string& reason) { expectRefused(*open(folder_), reason); }
+
+  /// Runs the command that the last problem tells, as a user would who pastes it.
+  void runToldCommand() {
+    const auto at = problem_.find("un: ");
+    ASSERT_NE(at, std::string::npos) << problem_;
+    EXPECT_EQ(problem_.find('\n'), std::string::npos) << problem_;
+    EXPECT_EQ(std::system(problem_.substr(at + 4).c_str()), 0) << problem_;
+  }
 
   TemporaryFolder temporary_;
   std::filesystem::path folder_ = temporary_.path() / "keychain";
@@ -147,15 +156,69 @@ TEST_F(KeychainPlace, RightsThatChangeWhileItIsInUseAreNoticed) {
   }
 }
 
+// Also where the shell would take the path for something else.
+TEST_F(KeychainPlace, TheCommandToldForWrongRightsPutsThemRight) {
+  for (const auto* name : {"keychain", "it's a $HOME; `place` \"\\", "two\nlines %d \\n", "-rf"}) {
+    const auto folder = temporary_.path() / name;
+    ASSERT_EQ(addSession(*open(folder), "ada", "secret"), errSecSuccess);
+    for (const auto& path : {folder, folder / "keychain.db", folder / "keychain.key"}) {
+      ASSERT_EQ(::chmod(path.c_str(), 0755), 0);
+      expectRefused(*open(folder), "has mode 0755");
+      runToldCommand();
+      EXPECT_EQ(readSession(*open(folder), "ada").text, "secret") << path;
+    }
+  }
+}
+
+TEST_F(KeychainPlace, TheCommandToldForALinkPutsItsTargetInItsPlace) {
+  save();
+  for (const auto& path : {folder_, database_, key_}) {
+    const auto moved = temporary_.path() / "moved";
+    std::filesystem::rename(path, moved);
+    std::filesystem::create_symlink(moved, path);
+    expectRefused(path.string() + "' is a symbolic link");
+    runToldCommand();
+    EXPECT_FALSE(std::filesystem::exists(moved));
+    EXPECT_EQ(readSession(*open(folder_), "ada").text, "secret") << path;
+  }
+}
+
+TEST_F(KeychainPlace, TheCommandToldForANewerFileSetsItAside) {
+  save();
+  RawDatabase(folder_).execute("PRAGMA user_version = 7");
+  expectRefused(database_.string() + "' was made by a newer version of Corvane (layout 7)");
+  runToldCommand();
+  EXPECT_EQ(addSession(*open(folder_), "ada", "new"), errSecSuccess);
+  EXPECT_TRUE(std::filesystem::exists(folder_.string() + ".old/keychain.db"));
+}
+
+TEST_F(KeychainPlace, TheCommandToldForSomethingElseMovesItAway) {
+  ASSERT_EQ(::mkfifo(folder_.c_str(), 0700), 0);
+  expectRefused(folder_.string() + "' is not a folder");
+  runToldCommand();
+  EXPECT_EQ(addSession(*open(folder_), "ada", "secret"), errSecSuccess);
+}
+
 TEST_F(KeychainPlace, WhatBelongsToSomeoneElseIsRefused) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can give files away";
   save();
   for (const auto& path : {folder_, database_, key_}) {
     ASSERT_EQ(::chown(path.c_str(), 65534, 65534), 0);
-    expectRefused("another user");
+    expectRefused(path.string() + "' belongs to user 65534, and the program runs as user 0");
     ASSERT_EQ(::chown(path.c_str(), 0, 0), 0);
   }
   EXPECT_EQ(readSession(*open(folder_), "ada").text, "secret");
+}
+
+TEST_F(KeychainPlace, AUserIsToldHowToGetBackWhatBelongsToRoot) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can run a program as another user";
+  ASSERT_EQ(::chmod(temporary_.path().c_str(), 0755), 0);
+  save();
+  Worker user({"--user", "65534", "problem", folder_.string(), "ada"});
+  EXPECT_EQ(user.finish(), "The keychain was refused: '" + folder_.string() +
+                               "' belongs to user 0, and the program runs as user 65534. If it is yours, "
+                               "run: sudo chown 65534 '" +
+                               folder_.string() + "'\n");
 }
 
 TEST_F(KeychainPlace, SymbolicLinksAreRefusedAndNotFollowed) {

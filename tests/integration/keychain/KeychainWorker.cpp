@@ -7,6 +7,7 @@
 //                                           start, "d" after each removal and "a" after each addition
 //   save-once FOLDER ACCOUNT                waits for the end of its input, adds one session, prints the status
 //   read FOLDER ACCOUNT                     prints the status
+//   problem FOLDER ACCOUNT                  prints what goes wrong when it reads
 //   list FOLDER                             prints the status and the number of sessions
 //   remove FOLDER ACCOUNT                   prints the status
 //   full FOLDER                             fills its small disk to the last byte, and tells what still works
@@ -140,14 +141,17 @@ int run(std::vector<std::string> words) {
   words.resize(5);
   for (const auto& [option, value] : options) restrict(option, value, words[1]);
   if (words[0] == "full") return fullDisk(words[1]);
-  EncryptedFileKeychain keychain(words[1],
-                                 [](const std::string& sentence) { std::cerr << sentence << "\n"; });
+  EncryptedFileKeychain keychain(words[1], [tells = words[0] == "problem"](const std::string& sentence) {
+    (tells ? std::cout : std::cerr) << sentence << "\n";
+  });
   if (words[0] == "save-loop") return saveLoop(keychain, words[2], words[3], std::stoi(words[4]));
   if (words[0] == "save-once") return saveOnce(keychain, words[2]);
   if (words[0] == "fill") return fill(keychain);
   if (words[0] == "list") return tellList(keychain);
   if (words[0] == "read") {
     std::cout << readSession(keychain, words[2]).status << "\n";
+  } else if (words[0] == "problem") {
+    readSession(keychain, words[2]);
   } else if (words[0] == "remove") {
     std::cout << removeSession(keychain, words[2]) << "\n";
   } else {
