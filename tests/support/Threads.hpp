@@ -47,7 +47,7 @@ inline bool eventually(const std::function<bool()>& condition) {
   return true;
 }
 
-/// How many workers the Linux queues have while none is blocked.
+/// How many workers the Linux queues have at most while none is blocked.
 inline int firstWorkers() {
   return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 2U, 4U));
 }

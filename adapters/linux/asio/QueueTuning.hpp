@@ -6,11 +6,12 @@ namespace corvane {
 
 /// When workers come and go; the defaults suit a desktop program.
 struct QueueTuning {
-  /// How long no block may end, with work waiting and all workers busy, before one more worker is
-  /// added if workers are blocked.
+  /// How long no block may end, with work waiting and as many workers as cores busy, before the
+  /// kernel is asked whether workers are blocked.
   std::chrono::milliseconds patience{20};
-  /// How long a surplus worker stays without work.
+  /// How long a worker stays without work.
   std::chrono::milliseconds idleBeforeLeaving{5000};
+  /// Never more threads than this. What is posted while all of them are blocked waits.
   int mostWorkers = 512;
 };
 

@@ -1,31 +1,59 @@
 #pragma once
 
-#include "SideJob.hpp"
-#include "asio/QueueTuning.hpp"
-#include "asio/Timer.hpp"
+#include "OwnProcess.hpp"
+#include "asio/PoolPlan.hpp"
 
 #include <CorvanePlatform/Queue.hpp>
-
-#include <boost/asio/executor_work_guard.hpp>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/steady_timer.hpp>
 
 #include <sys/types.h>
 
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <list>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
-#include <unordered_map>
-#include <unordered_set>
+#include <utility>
+#include <vector>
 
 namespace corvane {
 
-/// The workers that both queues share, and the clock that fires timers and notices when all workers are blocked.
+class WorkerPool;
+
+/// A block that waits for its time. The first to claim it has it: the worker that runs it, the
+/// caller who cancels it, or the pool that closes.
+class Timer final : public Cancellable {
+ public:
+  using Time = std::chrono::steady_clock::time_point;
+
+  Timer(std::weak_ptr<WorkerPool> pool, Time time, Block block)
+      : due(time), pool_(std::move(pool)), block_(std::move(block)) {}
+
+  /// Drops the block here and now, then has the pool forget the timer.
+  void cancel() noexcept override;
+  /// Drops the block; false if it was gone already.
+  bool drop() noexcept;
+  /// Runs the block unless it is gone.
+  void run();
+
+  const Time due;
+
+ private:
+  const std::weak_ptr<WorkerPool> pool_;
+  std::atomic<bool> claimed_{false};
+  Block block_;
+};
+
+/// The threads that both queues share: workers that run blocks, and the clock, which fires timers
+/// and looks whether more workers are needed. `PoolPlan` decides; this class holds the threads and
+/// does what it says.
 ///
-/// Its threads hold it, so it ends with the last of them. See WorkerPool.cpp for how they come and go.
+/// One mutex guards everything, and no block runs or is dropped under it. The threads hold the
+/// pool, so that it ends with the last of them. It needs no file descriptor, and no memory to fire
+/// a timer.
 class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
  public:
   explicit WorkerPool(QueueTuning tuning);
@@ -33,103 +61,62 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
   void post(Block block);
   std::shared_ptr<Cancellable> postAfter(std::chrono::microseconds delay, Block block);
 
-  /// Stops the clock of a timer whose block is gone.
-  void forget(std::shared_ptr<Timer> timer) noexcept;
+  /// Stops waiting for a timer whose block is gone.
+  void forget(Timer& timer) noexcept;
 
-  /// Drops pending timers, runs what was posted, and waits for the threads unless called on one of them. Called once,
-  /// when nobody is left who could post.
+  /// Drops pending timers, runs what was posted, and waits for the threads unless called on one of
+  /// the workers. In a forked process it does nothing, as there are no threads. Called once, when
+  /// nobody is left who could post.
   void close() noexcept;
 
  private:
-  using Context = boost::asio::io_context;
-  using WorkGuard = boost::asio::executor_work_guard<Context::executor_type>;
+  using Lock = std::unique_lock<std::mutex>;
+  using Blocks = std::list<Block>;
 
   struct Worker {
     std::thread thread;
     pid_t id = 0;  // the kernel's; none yet while it starts
+    std::condition_variable called;
+    bool isCalled = false;
   };
+  using Workers = std::list<Worker>;
 
-  // One posted block as the library's handler.
-  struct Work {
-    WorkerPool* pool;
-    Block block;
-    void operator()() noexcept { pool->run(std::move(block)); }
-  };
+  // A timer and, made beforehand, the list entry with which it joins the blocks that wait.
+  using Timers = std::map<std::pair<Timer::Time, Timer*>, Blocks>;
 
-  void ensureStarted();
   void start();
-  bool addWorker() noexcept;
-  void work() noexcept;
-  bool awaitBlock() noexcept;
-  bool rest() noexcept;
-  bool wakeReserve() noexcept;
-  void leave() noexcept;
+  void addWorker();
+  void act(PoolPlan::Actions actions) noexcept;
+  void callWorker() noexcept;
+
+  void work(Workers::iterator self) noexcept;
+  void runNext(Lock& lock);
+  bool rest(Workers::iterator self, Lock& lock);
+  void leave(Workers::iterator self, Lock& lock);
+
   void keepTime() noexcept;
-
-  void enqueue(Block block);
-  void run(Block block) noexcept;
-  Block doJob(std::shared_ptr<SideJob> job) noexcept;
-  void callBackJob() noexcept;
-  bool isStarved() const noexcept { return waiting_.load() > 0 && !isAwaited_.load(); }
-  void watchIfStarved() noexcept;
-  void giveUpWatching() noexcept;
-  void expectReserve() noexcept;
-  void superviseSoon();
-  void supervise();
-  bool needsWorker();
-
-  void await(const std::shared_ptr<Timer>& timer, const std::shared_ptr<boost::asio::steady_timer>& waiting);
-  void fire(const std::shared_ptr<Timer>& timer,
-            const std::shared_ptr<boost::asio::steady_timer>& waiting) noexcept;
-  void fireLater(const std::shared_ptr<Timer>& timer,
-                 const std::shared_ptr<boost::asio::steady_timer>& waiting) noexcept;
-  void drop(const std::shared_ptr<Timer>& timer) noexcept;
+  void fireTimers() noexcept;
   void dropTimers() noexcept;
+  void look(Lock& lock) noexcept;
+  int countAbleToWork(Lock& lock) noexcept;
+  bool isWorker(std::thread::id thread) const noexcept;
 
   const QueueTuning tuning_;
+  OwnProcess process_;
 
-  Context workContext_;
-  Context clockContext_{1};
-  WorkGuard workGuard_;
-  WorkGuard clockGuard_;
+  std::mutex mutex_;
+  PoolPlan plan_;
+  Blocks ready_;
+  Timers timers_;
 
-  // Each is changed by one atomic step and read after it, so that of two threads that make the pool starve together
-  // at least one sees it.
-  // Posted and not begun; below zero for the moment in which a post is overtaken.
-  std::atomic<int> waiting_{0};
-  std::atomic<bool> isAwaited_{false};  // a worker waits for the next post
-  std::atomic<int> workers_{0};
-  std::atomic<unsigned> finished_{0};  // blocks, wrapping around
-  std::atomic<bool> watched_{false};   // the supervisor is awake
-
-  std::mutex jobMutex_;
-  std::shared_ptr<SideJob> job_;  // what a worker does now that can be called back; at most one does
-  std::atomic<bool> jobIsOver_{false};
-
-  // The supervisor's own, on the clock's thread.
-  boost::asio::steady_timer supervisor_;
-  std::chrono::milliseconds patience_{};
-  bool expectsReserve_ = false;
-  unsigned finishedBefore_ = 0;
-  int looks_ = 0;  // in a row that found workers blocked
-
-  std::mutex reserveMutex_;
-  std::condition_variable forReserve_;
-  int resting_ = 0;  // workers in reserve
-  int called_ = 0;   // of these, to come back
-  std::atomic<bool> closing_{false};
-
-  std::mutex timersMutex_;
-  std::unordered_set<std::shared_ptr<Timer>> timers_;
-
-  std::atomic<bool> started_{false};
-  std::mutex startMutex_;
-
-  std::mutex threadsMutex_;
-  std::thread clock_;
-  std::unordered_map<std::thread::id, Worker> threads_;  // the workers
+  Workers busy_;
+  Workers resting_;  // the one that began last comes first
   std::thread lastToLeave_;
-  bool orphaned_ = false;  // nobody will join: the pool was closed by one of its own threads
+
+  std::thread clock_;
+  std::condition_variable clockChanged_;
+  std::optional<Timer::Time> nextLook_;
+  bool orphaned_ = false;  // nobody will join: the pool was closed by one of its own workers
   bool ended_ = false;     // the last worker has left
 };
 

@@ -1,58 +1,61 @@
 #include "asio/AsioQueues.hpp"
 #include "support/FailingAllocations.hpp"
-#include "support/Threads.hpp"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <future>
 #include <memory>
+#include <new>
+#include <utility>
 
 namespace corvane {
 namespace {
 
 using namespace std::chrono_literals;
 
-using test::eventually;
 using test::FailingAllocations;
 
 constexpr std::chrono::seconds generously{60};
 
-void waitForAMoment() {
-  const LinuxQueues clock = makeLinuxQueues();
-  auto over = std::make_shared<std::promise<void>>();
-  const auto timer = clock.taskPool->asyncAfter(10ms, [over] { over->set_value(); });
-  over->get_future().wait();
-}
-
-// Whether memory ran out over a post that meets a busy worker with the others at rest; the block runs in any case.
-bool runsOutOverAPost(Queue& queue) {
-  struct Meeting {
-    std::promise<void> isBusy;
-    std::promise<void> otherRan;
-    std::promise<void> over;
-  };
-  const auto meeting = std::make_shared<Meeting>();
-  queue.async([meeting] {
-    meeting->isBusy.set_value();
-    meeting->otherRan.get_future().wait();
-    meeting->over.set_value();
-  });
-  meeting->isBusy.get_future().wait();
-  waitForAMoment();  // for the supervisor to go to sleep, so that memory is needed to wake it
-  Block block = [meeting] { meeting->otherRan.set_value(); };
-  {
-    const FailingAllocations allButOne(1);
-    queue.async(std::move(block));
-  }
-  EXPECT_EQ(meeting->over.get_future().wait_for(generously), std::future_status::ready);
-  return FailingAllocations::failures() > 0;
-}
-
-TEST(LinuxQueuesWithoutMemory, CallTheReserveWhenTheSupervisorCannotBeWoken) {
+TEST(LinuxQueuesWithoutMemory, APostFailsAndDropsItsBlockAndALaterOneWorks) {
   LinuxQueues queues = makeLinuxQueues();
-  EXPECT_TRUE(eventually([&] { return runsOutOverAPost(*queues.userInitiated); }));
-  queues = {};
+  std::promise<void> ran;
+  int failures = 0;
+  for (bool failed = true; failed; ++failures) {
+    auto held = std::make_shared<int>();
+    const std::weak_ptr<int> watched = held;
+    Block block = [&ran, held = std::move(held)] { ran.set_value(); };
+    const FailingAllocations rest(failures);
+    try {
+      queues.taskPool->async(std::move(block));
+      failed = false;
+    } catch (const std::bad_alloc&) {
+      ASSERT_TRUE(watched.expired());
+    }
+  }
+  EXPECT_GT(failures, 2);
+  EXPECT_EQ(ran.get_future().wait_for(generously), std::future_status::ready);
+}
+
+TEST(LinuxQueuesWithoutMemory, ATimerFailsAndDropsItsBlockAndALaterOneWorks) {
+  LinuxQueues queues = makeLinuxQueues();
+  int failures = 0;
+  std::promise<void> fired;
+  for (bool failed = true; failed; ++failures) {
+    auto held = std::make_shared<int>();
+    const std::weak_ptr<int> watched = held;
+    Block block = [&fired, held = std::move(held)] { fired.set_value(); };
+    const FailingAllocations rest(failures);
+    try {
+      (void)queues.taskPool->asyncAfter(1us, std::move(block));
+      failed = false;
+    } catch (const std::bad_alloc&) {
+      ASSERT_TRUE(watched.expired());
+    }
+  }
+  EXPECT_GT(failures, 3);
+  EXPECT_EQ(fired.get_future().wait_for(generously), std::future_status::ready);
 }
 
 }  // namespace
