@@ -2,6 +2,8 @@
 
 #include <CorvanePlatform/DriveService.hpp>
 
+#include "BuildTurns.hpp"
+
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -25,8 +27,12 @@ class CorvaneProvider {
 
   std::shared_ptr<GTLRDriveService> service();
 
+  /// Who may call `service()` next. Operations take turns, so that none waits for the lock.
+  const std::shared_ptr<BuildTurns>& turns() const { return turns_; }
+
  private:
   const MakeService makeService_;
+  const std::shared_ptr<BuildTurns> turns_ = std::make_shared<BuildTurns>();
   std::mutex lock_;
   std::shared_ptr<GTLRDriveService> cachedService_;
 };

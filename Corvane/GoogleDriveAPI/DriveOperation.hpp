@@ -115,7 +115,8 @@ GTLRDriveService::CompletionHandler handler(const DriveOperationPointer<Value>& 
 template <class Value>
 AnyCancellable issue(const DriveOperationPointer<Value>& request, const std::shared_ptr<ProviderHold>& hold,
                      const std::shared_ptr<Queue>& callbackQueue,
-                     const Subscriber<Value, AnyError>& subscriber) {
+                     const Subscriber<Value, AnyError>& subscriber, BuildTurns::Turn turn) {
+  if (subscriber.isCancelled()) return {};
   const auto provider = hold->provider();
   if (!provider) {
     subscriber.fail(hold->lastError() ? *hold->lastError() : cancelledError());
@@ -125,7 +126,9 @@ AnyCancellable issue(const DriveOperationPointer<Value>& request, const std::sha
   std::shared_ptr<GTLRDriveService> service;
   try {
     service = provider->service();
+    turn.end(true);
   } catch (const AnyError& error) {
+    turn.end(false);
     request->serviceUnavailable(error);
     subscriber.fail(error);
     return {};
@@ -143,9 +146,30 @@ template <class Value>
 AnyCancellable issueOrFail(const DriveOperationPointer<Value>& request,
                            const std::shared_ptr<ProviderHold>& hold,
                            const std::shared_ptr<Queue>& callbackQueue,
-                           const Subscriber<Value, AnyError>& subscriber) {
+                           const Subscriber<Value, AnyError>& subscriber, BuildTurns::Turn turn) {
   try {
-    return issue(request, hold, callbackQueue, subscriber);
+    return issue(request, hold, callbackQueue, subscriber, std::move(turn));
+  } catch (const std::bad_alloc&) {
+    subscriber.fail(request->outOfMemory());
+    return {};
+  }
+}
+
+/// Issues the request when it is this operation's turn to ask for the service.
+template <class Value>
+AnyCancellable inTurn(const DriveOperationPointer<Value>& request,
+                      const std::shared_ptr<ProviderHold>& hold,
+                      const std::shared_ptr<Queue>& callbackQueue,
+                      const Subscriber<Value, AnyError>& subscriber) {
+  const auto provider = hold->provider();
+  if (!provider || provider->turns()->areOver())
+    return issueOrFail(request, hold, callbackQueue, subscriber, {});
+  try {
+    auto issued = std::make_shared<CancellableSlot>();
+    provider->turns()->take(callbackQueue, [=](BuildTurns::Turn turn) {
+      issued->set(issueOrFail(request, hold, callbackQueue, subscriber, std::move(turn)).release());
+    });
+    return AnyCancellable(std::move(issued));
   } catch (const std::bad_alloc&) {
     subscriber.fail(request->outOfMemory());
     return {};
@@ -158,7 +182,7 @@ AnyPublisher<Value> attempt(DriveOperationPointer<Value> request, std::shared_pt
                             const std::shared_ptr<Queue>& callbackQueue) {
   auto work = [request = std::move(request), hold = std::move(hold),
                callbackQueue](const Subscriber<Value, AnyError>& subscriber) {
-    return issueOrFail(request, hold, callbackQueue, subscriber);
+    return inTurn(request, hold, callbackQueue, subscriber);
   };
   // A request that is stopped lets go of its subscriber wherever that happens to be; the host still hears of
   // it on the callback queue.
