@@ -6,6 +6,7 @@
 #include <CorvanePlatform/DriveService.hpp>
 #include <CorvanePlatform/KeychainStoreError.hpp>
 #include <CorvanePlatform/SessionArchive.hpp>
+#include <CorvanePlatform/SessionServerMismatchError.hpp>
 #include <CorvanePlatform/SignInService.hpp>
 
 #include <cstdint>
@@ -135,6 +136,9 @@ ErrorKind errorKind(const AnyError& error) {
   if (const auto signIn = error.as<GoogleDriveAuthorizationProviderError>()) return kindOfSignIn(*signIn);
   if (const auto status = keychainStatus(error)) return kindOfStatus(*status);
   if (error.as<GoogleDriveAPIError>()) return ErrorKind::invalidResponse;
+  // The keychain works and the session is whole. At the servers that are set up the account is not
+  // signed in, and a sign-in is what helps.
+  if (error.as<SessionServerMismatchError>()) return ErrorKind::notSignedIn;
 
   const NSError bridged = error.nsError();
   const ErrorKind kind = kindOfBridged(bridged);

@@ -123,7 +123,7 @@ std::shared_ptr<const Pieces> makePieces(LinuxPlatformOptions options) {
       CurlNetwork::Options{options.limits, options.extraCAFile, userAgent, pieces->queues.userInitiated});
   pieces->oauthClient = pieces->network->makeClient();
   pieces->sessionArchive = std::make_shared<const JSONSessionArchive>(
-      pieces->oauthClient, pieces->queues.userInitiated, systemInstant);
+      pieces->oauthClient, pieces->queues.userInitiated, systemInstant, options.google);
   pieces->parser = std::make_shared<const SIMDJSONDriveParser>();
   pieces->json = std::make_shared<const NlohmannJSON>();
   pieces->signIn.google = std::move(options.google);

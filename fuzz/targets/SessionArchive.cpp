@@ -3,6 +3,7 @@
 #include "oauth/OAuthSession.hpp"
 
 #include <Corvane/AnyError.hpp>
+#include <CorvanePlatform/SessionServerMismatchError.hpp>
 
 #include <memory>
 #include <string>
@@ -12,7 +13,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   using namespace corvane;
   const Instant instant{{}, std::chrono::sys_seconds{std::chrono::seconds{1'700'000'000}}};
-  const JSONSessionArchive archive(nullptr, nullptr, [instant] { return instant; });
+  const JSONSessionArchive archive(nullptr, nullptr, [instant] { return instant; }, {});
   try {
     const auto session = archive.decode(dataFromText(fuzz::inputText(bytes, size)));
     const Data document = archive.encode(*session);
@@ -24,8 +25,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
                   "a session has all that it needs");
   } catch (const AnyError& error) {
     fuzz::require(error.domain() == "Corvane.SessionArchive", "a refusal is the archive's own");
-    fuzz::require(error.code() == sessionArchiveDamagedCode || error.code() == sessionArchiveNewerVersionCode,
-                  "a refusal says damaged or newer");
+    fuzz::require(error.code() == sessionArchiveDamagedCode ||
+                      error.code() == sessionArchiveNewerVersionCode ||
+                      error.holds<SessionServerMismatchError>(),
+                  "a refusal says damaged, newer or of another server");
     fuzz::require(!error.localizedDescription().empty(), "a refusal says why");
   }
   return 0;

@@ -25,3 +25,4 @@
 #include <Corvane/StorageQuota.hpp>
 #include <Corvane/User.hpp>
 #include <CorvanePlatform/KeychainStoreError.hpp>
+#include <CorvanePlatform/SessionServerMismatchError.hpp>

@@ -175,6 +175,91 @@ TEST_F(LinuxPlatformTest, SessionThatCannotBeReadIsSaidAndStaysInTheKeychain) {
   }
 }
 
+class SessionOfAnotherGoogle : public LinuxPlatformTest {
+ protected:
+  SessionOfAnotherGoogle() {
+    other.start();
+    auto here = options(google);
+    auto factory = factoryOn(makeLinuxPlatform(here));
+    signIn(factory);
+    other.journal().clear();
+  }
+
+  LinuxPlatformOptions options(const emulator::Emulator& where) {
+    auto chosen = local();
+    chosen.google = GoogleEndpoints::at(where.baseURL());
+    chosen.keychain = keychain;
+    chosen.keychainFolder.clear();
+    chosen.keychainBackend = KeychainBackend::secretService;
+    return chosen;
+  }
+
+  /// Every operation fails with the typed error, and the servers that are configured now hear
+  /// nothing.
+  void expectRefused(const LinuxPlatformOptions& chosen, const std::string& configured) {
+    const auto stored = keychain->items();
+    auto factory = factoryOn(makeLinuxPlatform(chosen));
+    const auto drive = factory.makeAPI(GoogleDriveAccountModel("ada@example.com"));
+    const std::vector<std::optional<AnyError>> errors{
+        failureOf([&] { get(drive->getAbout()); }),
+        failureOf([&] { get(drive->getFilesPage(std::nullopt)); }),
+        failureOf([&] { get(drive->deleteFile("1AbC")); }),
+        failureOf([&] { get(drive->moveToTrash("1AbC")); }),
+    };
+    for (const auto& error : errors) {
+      ASSERT_TRUE(error);
+      const auto mismatch = error->as<SessionServerMismatchError>();
+      ASSERT_TRUE(mismatch) << error->what();
+      EXPECT_EQ("http://" + mismatch->sessionServer(), google.baseURL());
+      EXPECT_EQ(mismatch->configuredServer(), configured);
+      EXPECT_EQ(errorKind(*error), ErrorKind::notSignedIn);
+    }
+    EXPECT_EQ(other.journal().entries().size(), 0u);
+    EXPECT_EQ(keychain->items(), stored);
+  }
+
+  std::string otherHost() const { return other.baseURL().substr(std::string("http://").size()); }
+
+  emulator::Emulator other{FlowTest::options()};
+  std::shared_ptr<FakeKeychain> keychain = std::make_shared<FakeKeychain>();
+};
+
+TEST_F(SessionOfAnotherGoogle, IsRefusedBeforeAnythingIsSent) {
+  expectRefused(options(other), otherHost());
+}
+
+TEST_F(SessionOfAnotherGoogle, IsRefusedAlsoWhereOnlyDriveIsElsewhere) {
+  auto chosen = options(google);
+  chosen.google.drive = options(other).google.drive;
+  expectRefused(chosen, otherHost());
+}
+
+TEST_F(SessionOfAnotherGoogle, IsRefusedAlsoWhereOnlyTheTokenEndpointIsElsewhere) {
+  auto chosen = options(google);
+  chosen.google.token = options(other).google.token;
+  expectRefused(chosen, otherHost());
+}
+
+TEST_F(SessionOfAnotherGoogle, WorksAgainOnceItsOwnGoogleIsConfigured) {
+  expectRefused(options(other), otherHost());
+  auto factory = factoryOn(makeLinuxPlatform(options(google)));
+  EXPECT_FALSE(failureOf(
+      [&] { get(factory.makeAPI(GoogleDriveAccountModel("ada@example.com"))->getAbout()); }));
+}
+
+TEST_F(SessionOfAnotherGoogle, IsReplacedByASignInAndRemovedByASignOut) {
+  auto factory = factoryOn(makeLinuxPlatform(options(other)));
+  const auto ada = signIn(factory);
+  EXPECT_EQ(keychain->items().size(), 1u);
+  EXPECT_FALSE(failureOf([&] { get(factory.makeAPI(ada)->getAbout()); }));
+  auto former = factoryOn(makeLinuxPlatform(options(google)));
+  const auto error = failureOf([&] { get(former.makeAPI(ada)->getAbout()); });
+  ASSERT_TRUE(error);
+  EXPECT_TRUE(error->as<SessionServerMismatchError>());
+  get(former.makeAuthorizationProvider(nullptr)->signOut(ada));
+  EXPECT_TRUE(keychain->items().empty());
+}
+
 TEST_F(LinuxPlatformTest, RequestsNameItAndItsVersion) {
   auto factory = makeFactory();
   get(factory.makeAPI(signIn(factory))->getAbout());

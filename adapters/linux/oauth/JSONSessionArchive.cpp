@@ -3,8 +3,10 @@
 #include "OAuthErrors.hpp"
 #include "OAuthSession.hpp"
 #include "SecretJSON.hpp"
+#include "ServerAddress.hpp"
 
 #include <Corvane/AnyError.hpp>
+#include <CorvanePlatform/SessionServerMismatchError.hpp>
 #include <CorvanePlatform/URL.hpp>
 
 #include <algorithm>
@@ -69,6 +71,12 @@ std::string requiredText(const SecretObject& object, std::string_view name) {
   return *std::move(value);
 }
 
+std::string requiredURL(const SecretObject& object, std::string_view name) {
+  auto value = requiredText(object, name);
+  if (!URL::parse(value)) throw damaged(std::string(name) + " is not a URL");
+  return value;
+}
+
 Secret requiredSecret(const SecretObject& object, std::string_view name) {
   auto value = secretMember(object, name);
   if (!value || value->empty()) throw damaged(std::string(name) + " is missing");
@@ -95,11 +103,21 @@ std::vector<std::string> requiredTexts(const SecretObject& object, std::string_v
   return texts;
 }
 
+void requireServer(const std::string& ofSession, const std::string& configured) {
+  if (normalizedAddress(ofSession) == normalizedAddress(configured)) return;
+  auto [ofSessionShown, configuredShown] = shownApart(ofSession, configured);
+  throw AnyError(SessionServerMismatchError(std::move(ofSessionShown), std::move(configuredShown)));
+}
+
 }  // namespace
 
-JSONSessionArchive::JSONSessionArchive(std::shared_ptr<HTTPClient> http, std::shared_ptr<Queue> pool,
-                                       Clock clock)
-    : http_(std::move(http)), pool_(std::move(pool)), clock_(std::move(clock)) {}
+JSONSessionArchive::JSONSessionArchive(std::shared_ptr<HTTPClient> http,
+                                       std::shared_ptr<Queue> pool, Clock clock,
+                                       GoogleEndpoints google)
+    : http_(std::move(http)),
+      pool_(std::move(pool)),
+      clock_(std::move(clock)),
+      google_(std::move(google)) {}
 
 Data JSONSessionArchive::encode(const AuthSession& session) const {
   const auto* known = dynamic_cast<const OAuthSession*>(&session);
@@ -112,6 +130,7 @@ Data JSONSessionArchive::encode(const AuthSession& session) const {
   object.add("clientID", inJSON(grant.clientID));
   object.add("clientSecret", inJSON(grant.clientSecret.reveal()));
   object.add("tokenEndpoint", inJSON(grant.tokenEndpoint));
+  object.add("driveAddress", inJSON(grant.driveAddress));
   object.add("accessToken", inJSON(grant.accessToken.reveal()));
   object.add("accessTokenExpiry", std::int64_t{grant.accessTokenExpiry.time_since_epoch().count()});
   object.add("refreshToken", inJSON(grant.refreshToken.reveal()));
@@ -128,14 +147,18 @@ std::shared_ptr<AuthSession> JSONSessionArchive::decode(const Data& archive) con
   OAuthGrant grant;
   grant.clientID = requiredText(*object, "clientID");
   grant.clientSecret = secretMember(*object, "clientSecret").value_or(Secret());
-  grant.tokenEndpoint = requiredText(*object, "tokenEndpoint");
-  if (!URL::parse(grant.tokenEndpoint)) throw damaged("tokenEndpoint is not a URL");
+  grant.tokenEndpoint = requiredURL(*object, "tokenEndpoint");
+  grant.driveAddress = object->contains("driveAddress") ? requiredURL(*object, "driveAddress")
+                                                        : GoogleEndpoints().drive;
   grant.accessToken = requiredSecret(*object, "accessToken");
   grant.accessTokenExpiry = requiredTime(*object, "accessTokenExpiry");
   grant.refreshToken = requiredSecret(*object, "refreshToken");
   grant.scopes = requiredTexts(*object, "scopes");
   grant.email = textMember(*object, "email").value_or("");
   grant.subject = textMember(*object, "subject").value_or("");
+  // Last, so that a damaged archive is told as such.
+  requireServer(grant.tokenEndpoint, google_.token);
+  requireServer(grant.driveAddress, google_.drive);
   return std::make_shared<OAuthSession>(std::move(grant), http_, pool_, clock_);
 }
 

@@ -12,7 +12,10 @@ namespace corvane {
 struct OAuthGrant {
   std::string clientID;
   Secret clientSecret;
+  /// The token endpoint that issued the tokens, and the Drive that they are for. Neither token goes
+  /// elsewhere.
   std::string tokenEndpoint;
+  std::string driveAddress;
   Secret accessToken;
   std::chrono::sys_seconds accessTokenExpiry;
   Secret refreshToken;

@@ -133,6 +133,7 @@ SignInAttempt::Outcome SignInAttempt::judge(Result<TokenResponse, NSError> resul
   OAuthGrant grant = std::move(accepted).value();
   grant.clientSecret = credentials_.clientSecret();
   grant.tokenEndpoint = endpoint_.url();
+  grant.driveAddress = environment_.google.drive;
   return {std::make_shared<OAuthSession>(std::move(grant), environment_.http, environment_.pool,
                                          environment_.clock),
           std::nullopt};

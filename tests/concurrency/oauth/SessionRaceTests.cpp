@@ -78,7 +78,7 @@ TEST_F(SessionRaces, ManyThreadsAskWhileAnswersComeAndArchivesAreMade) {
   constexpr int threads = 4;
   constexpr int rounds = 500;
   const auto session = expiredSession();
-  const JSONSessionArchive archive(http, pool, clock.clock());
+  const JSONSessionArchive archive(http, pool, clock.clock(), {});
   std::atomic<int> answered{0};
   std::vector<std::thread> asking;
   for (int i = 0; i < threads; ++i)

@@ -44,7 +44,6 @@ struct EmulatedSignIn : ::testing::Test {
   CurlNetwork network{{shortLimits(), "", "Corvane/test (gzip)", queues.userInitiated}};
   std::shared_ptr<HTTPClient> http = network.makeClient();
   std::shared_ptr<NotingPresenter> presenter = std::make_shared<NotingPresenter>();
-  JSONSessionArchive archive{http, queues.userInitiated, systemInstant};
 
   void SetUp() override { google.start(); }
   void TearDown() override { EXPECT_TRUE(google.faults().empty()) << google.faults().description(); }
@@ -90,6 +89,8 @@ TEST_F(EmulatedSignIn, AllowedItBringsASessionThatRefreshesAlsoAfterItWasStored)
   const auto first = token(*outcome.session);
   ASSERT_TRUE(first);
   EXPECT_EQ(google.journal().count("token"), 1u);
+  const JSONSessionArchive archive(http, queues.userInitiated, systemInstant,
+                                   GoogleEndpoints::at(google.baseURL()));
   const auto stored = archive.encode(*outcome.session);
   const auto decoded = archive.decode(stored);
   EXPECT_EQ(token(*decoded).value(), first.value());

@@ -5,6 +5,10 @@
 namespace corvane {
 
 /// Where Google is: the real one by default, an emulator for tests and demos.
+///
+/// A stored session is for the `drive` and `token` that it was made with, and is refused with
+/// others (SessionServerMismatchError). A sign-in replaces it, whichever Google it was for: a host
+/// that works with several gives each a keychain service name of its own.
 struct GoogleEndpoints {
   std::string drive = "https://www.googleapis.com/drive/v3/";  // ends in a slash
   std::string authorization = "https://accounts.google.com/o/oauth2/v2/auth";

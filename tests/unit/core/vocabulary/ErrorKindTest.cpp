@@ -5,6 +5,7 @@
 #include <CorvanePlatform/DriveService.hpp>
 #include <CorvanePlatform/KeychainStoreError.hpp>
 #include <CorvanePlatform/SessionArchive.hpp>
+#include <CorvanePlatform/SessionServerMismatchError.hpp>
 #include <CorvanePlatform/SignInService.hpp>
 
 #include <gtest/gtest.h>
@@ -77,6 +78,13 @@ TEST(ErrorKind, SortsWhatTheKeychainSaid) {
 
 TEST(ErrorKind, CallsAnUnreadableSessionAnUnavailableKeychain) {
   EXPECT_EQ(errorKind(NSError(sessionArchiveErrorDomain, 1)), ErrorKind::keychainUnavailable);
+}
+
+TEST(ErrorKind, CallsASessionForAnotherServerNotSignedIn) {
+  const SessionServerMismatchError mismatch("www.googleapis.com", "127.0.0.1:4711");
+  EXPECT_EQ(errorKind(mismatch), ErrorKind::notSignedIn);
+  EXPECT_EQ(errorKind(AnyError(mismatch).nsError()), ErrorKind::notSignedIn);
+  EXPECT_EQ(errorKind(wrapped(mismatch)), ErrorKind::notSignedIn);
 }
 
 TEST(ErrorKind, SortsHowASignInFailed) {
