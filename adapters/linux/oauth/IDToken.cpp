@@ -30,15 +30,17 @@ std::optional<SecretObject> payload(std::string_view token) {
   return parseSecretObject(textView(*claims));
 }
 
-// One audience, or several with us as the authorized party (OpenID Connect Core 3.1.3.7, points 3 to 5).
+// OpenID Connect Core 3.1.3.7: the audience must name us (point 3), and the authorized party must
+// be us wherever the token names one (point 5).
 bool isForClient(const SecretObject& claims, std::string_view clientID) {
+  const auto* party = findMember<SecretString>(claims, "azp");
+  if (claims.contains("azp") && !(party && *party == clientID)) return false;
   if (const auto* audience = findMember<SecretString>(claims, "aud")) return *audience == clientID;
   const auto* audiences = findMember<SecretTexts>(claims, "aud");
   if (!audiences) return false;
   const bool isNamed = std::any_of(audiences->begin(), audiences->end(),
                                    [clientID](const auto& entry) { return entry && *entry == clientID; });
-  const auto* party = findMember<SecretString>(claims, "azp");
-  return isNamed && (audiences->size() == 1 || (party && *party == clientID));
+  return isNamed && (audiences->size() == 1 || party);  // several need a party (point 4)
 }
 
 // Google documents both forms, with and without the scheme.

@@ -74,6 +74,18 @@ TEST(IDToken, OneOfSeveralAudiencesHasToBeTheAuthorizedParty) {
   expectRefused(claims, "another program");
 }
 
+TEST(IDToken, AnAuthorizedPartyHasToBeThisProgramWithOneAudienceToo) {
+  EXPECT_TRUE(read(claimsWithout("azp")));
+  for (const JSONDocument& audience : {JSONDocument(clientID), JSONDocument{clientID}})
+    for (const JSONDocument& party :
+         {JSONDocument("client-2"), JSONDocument(""), JSONDocument(nullptr), JSONDocument(1),
+          JSONDocument{clientID}}) {
+      auto claims = claimsWith("aud", audience);
+      claims["azp"] = party;
+      expectRefused(claims, "another program");
+    }
+}
+
 TEST(IDToken, AnExpiredOneIsRefusedAfterFiveMinutesOfTolerance) {
   const auto seconds = now.time_since_epoch().count();
   EXPECT_TRUE(read(claimsWith("exp", seconds - 299)));
