@@ -1,5 +1,7 @@
 #include "OneLine.hpp"
 
+#include <SecretRuns.hpp>
+
 namespace corvane {
 namespace {
 
@@ -29,22 +31,32 @@ Treatment treatment(std::string_view sequence) {
                                                                : Treatment::keep;
 }
 
+std::string_view shown(std::string_view sequence) {
+  switch (treatment(sequence)) {
+    case Treatment::keep:
+      return sequence;
+    case Treatment::space:
+      return " ";
+    case Treatment::replace:
+      break;
+  }
+  return "\uFFFD";
+}
+
 }  // namespace
 
 std::string oneLine(std::string_view text, std::string_view secret, std::size_t maximumBytes) {
   std::string line;
   while (!text.empty()) {
-    if (!secret.empty() && text.starts_with(secret)) {
-      line += "…";
-      text.remove_prefix(secret.size());
-      continue;
+    std::string_view part = "…";
+    if (const auto run = secretRun(text, secret); run > 0) {
+      text.remove_prefix(run);
+    } else {
+      const auto sequence =
+          text.substr(0, sequenceLength(static_cast<unsigned char>(text.front())));
+      text.remove_prefix(sequence.size());
+      part = shown(sequence);
     }
-    const auto sequence = text.substr(0, sequenceLength(static_cast<unsigned char>(text.front())));
-    text.remove_prefix(sequence.size());
-    const auto treated = treatment(sequence);
-    const std::string_view part = treated == Treatment::keep    ? sequence
-                                  : treated == Treatment::space ? std::string_view(" ")
-                                                                : std::string_view("\uFFFD");
     if (line.size() + part.size() > maximumBytes) return line + "…";
     line += part;
   }

@@ -10,7 +10,7 @@ namespace corvane {
 ///
 /// Line breaks and tabs become spaces; other control characters, and the marks that turn the direction of
 /// writing (Unicode TR 9, section 2), become U+FFFD. `secret` is the request's token: should a server repeat
-/// it, it is struck out. The text is UTF-8.
+/// it, whole or in part, that is struck out (SecretRuns.hpp). The text is UTF-8.
 std::string oneLine(std::string_view text, std::string_view secret, std::size_t maximumBytes = 1'000);
 
 }  // namespace corvane

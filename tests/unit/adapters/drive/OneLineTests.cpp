@@ -38,6 +38,33 @@ TEST(OneLine, TheSecretIsStruckOutWhereverItStands) {
   EXPECT_EQ(oneLine("s3cre", "s3cret"), "s3cre");
 }
 
+constexpr auto token = "ya29.a0AfB_byC-0123456789abcdefghij";
+
+TEST(OneLine, ASecretShortOfSomeCharactersIsStruckOut) {
+  const std::string whole = token;
+  for (std::size_t begin = 0; begin + 16 <= whole.size(); ++begin)
+    for (std::size_t length = 16; begin + length <= whole.size(); ++length)
+      EXPECT_EQ(oneLine("bad token <" + whole.substr(begin, length) + ">.", token),
+                "bad token <…>.")
+          << begin << " " << length;
+}
+
+TEST(OneLine, FifteenCharactersOfASecretStay) {
+  EXPECT_EQ(oneLine(std::string(token).substr(5, 15), token), std::string(token).substr(5, 15));
+}
+
+TEST(OneLine, PartsOfASecretAreStruckOutWhereverTheyStand) {
+  const std::string whole = token;
+  EXPECT_EQ(oneLine(whole.substr(0, 20) + whole.substr(10) + whole, token), "………");
+  EXPECT_EQ(oneLine(whole.substr(0, 17) + "\n" + whole.substr(17), token), "… …");
+}
+
+TEST(OneLine, ASecretRepeatedManyTimesKeepsTheTextShort) {
+  std::string text;
+  for (int i = 0; i < 1'000; ++i) text += token;
+  EXPECT_LE(oneLine(text, token, 30).size(), 33u);
+}
+
 TEST(OneLine, ACutOffSequenceDoesNotReadPastTheText) {
   EXPECT_EQ(oneLine("a\xE2\x80", ""), "a\xE2\x80");
   EXPECT_EQ(oneLine("\xF0", ""), "\xF0");
