@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace corvane {
 
@@ -29,6 +30,23 @@ ErrorKind kindOfStatus(OSStatus status) {
   }
 }
 
+// The OAuth error that the token endpoint refused with; empty for any other error.
+std::string_view tokenRefusal(const NSError& error) {
+  if (error.domain() != oauthTokenErrorDomain) return {};
+  const auto response = error.userInfo().find(std::string(oauthErrorResponseKey));
+  if (response == error.userInfo().end() || !response->second.dictionary()) return {};
+  const auto& members = *response->second.dictionary();
+  const auto reason = members.find("error");
+  return reason != members.end() && reason->second.text() ? *reason->second.text()
+                                                          : std::string_view();
+}
+
+// RFC 6749 section 5.2; "deleted_client" is Google's.
+bool refusesClient(std::string_view refusal) {
+  return refusal == "invalid_client" || refusal == "unauthorized_client" ||
+         refusal == "deleted_client";
+}
+
 ErrorKind kindOfSignIn(const GoogleDriveAuthorizationProviderError& error) {
   using Case = GoogleDriveAuthorizationProviderError::Case;
   switch (error.kind()) {
@@ -40,6 +58,8 @@ ErrorKind kindOfSignIn(const GoogleDriveAuthorizationProviderError& error) {
     case Case::tokenSaveFailed:
       return ErrorKind::keychainUnavailable;
     case Case::signInFailed:
+      // The client is the program's own here: the same sign-in would fail again.
+      if (refusesClient(tokenRefusal(error.underlying()->nsError()))) return ErrorKind::other;
       return errorKind(*error.underlying());
     default:
       return ErrorKind::other;
@@ -86,13 +106,11 @@ ErrorKind kindOfNetworkCode(std::int64_t code) {
   }
 }
 
-// RFC 6749, section 5.2: the grant is invalid, expired or revoked, so only a new sign-in helps.
-bool isInvalidGrant(const NSError& error) {
-  const auto response = error.userInfo().find(std::string(oauthErrorResponseKey));
-  if (response == error.userInfo().end() || !response->second.dictionary()) return false;
-  const auto& members = *response->second.dictionary();
-  const auto reason = members.find("error");
-  return reason != members.end() && reason->second.text() && *reason->second.text() == "invalid_grant";
+// A refresh is refused for its grant, which has expired or was revoked, or for the client that the
+// session was made with, which the program may have replaced. Only a new sign-in helps.
+ErrorKind kindOfRefresh(std::string_view refusal) {
+  return refusal == "invalid_grant" || refusesClient(refusal) ? ErrorKind::notSignedIn
+                                                              : ErrorKind::other;
 }
 
 ErrorKind kindOfBridged(const NSError& error) {
@@ -100,8 +118,7 @@ ErrorKind kindOfBridged(const NSError& error) {
   if (error.domain() == GTLRErrorObjectDomain || error.domain() == GTLRServiceErrorDomain)
     return kindOfDriveCode(error.code());
   if (error.domain() == sessionArchiveErrorDomain) return ErrorKind::keychainUnavailable;
-  if (error.domain() == oauthTokenErrorDomain)
-    return isInvalidGrant(error) ? ErrorKind::notSignedIn : ErrorKind::other;
+  if (error.domain() == oauthTokenErrorDomain) return kindOfRefresh(tokenRefusal(error));
   return ErrorKind::other;
 }
 

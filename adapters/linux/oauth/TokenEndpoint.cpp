@@ -4,9 +4,11 @@
 #include "OAuthErrors.hpp"
 #include "PoolPost.hpp"
 #include "SecretObject.hpp"
+#include "SecretRuns.hpp"
 #include "URLErrors.hpp"
 #include "URLHost.hpp"
 
+#include <algorithm>
 #include <atomic>
 #include <exception>
 #include <new>
@@ -19,39 +21,64 @@ namespace {
 
 using Answer = Result<TokenResponse, NSError>;
 
-NSError invalidGrant(std::string_view host, std::string_view errorDescription) {
-  return oauthResponseError(oauthTokenErrorDomain, "invalid_grant", errorDescription,
-                            std::string(host) +
-                                " no longer accepts this sign-in: it has expired or was revoked "
-                                "(invalid_grant). Sign in again.");
+// Some servers quote what they were sent, and a refusal's words end up in logs.
+std::string withoutSecret(std::string_view text, const Secret& secret) {
+  std::string clean;
+  while (!text.empty()) {
+    const auto run = secretRun(text, secret.reveal());
+    clean += run > 0 ? std::string_view("...") : text.substr(0, 1);
+    text.remove_prefix(std::max<std::size_t>(run, 1));
+  }
+  return clean;
 }
 
-// Some servers quote what they were sent, and a refusal's words end up in logs.
-std::string withoutSecrets(std::string text, const Data& form) {
-  const auto sent = parseForm(textView(form));
-  for (const auto* name : {"code", "code_verifier", "refresh_token", "client_secret"}) {
-    const auto* secret = sent ? findParameter(*sent, name) : nullptr;
-    if (!secret || secret->empty()) continue;
-    for (auto at = text.find(secret->reveal()); at != std::string::npos;
-         at = text.find(secret->reveal(), at + 3))
-      text.replace(at, secret->reveal().size(), "...");
-  }
+std::string withoutSecrets(std::string text, const std::optional<FormParameters>& sent) {
+  // Far more than is shown of it, and little enough to be searched.
+  constexpr std::size_t longestText = 4096;
+  if (text.size() > longestText) text.resize(longestText);
+  for (const auto* name : {"code", "code_verifier", "refresh_token", "client_secret"})
+    if (const auto* secret = sent ? findParameter(*sent, name) : nullptr)
+      text = withoutSecret(text, *secret);
   return text;
 }
 
-NSError refusal(const std::string& host, int status, const Data& body, const Data& form) {
-  const auto object = parseSecretObject(textView(body));
+/// What the server's words mean to the user, who refreshes a session or finishes a sign-in.
+/// The names are those of RFC 6749 section 5.2, and Google's "deleted_client".
+std::string meaning(std::string_view host, std::string_view error, bool isRefresh) {
+  const std::string server(host);
+  if (error == "invalid_grant")
+    return server +
+           " no longer accepts this sign-in: it has expired or was revoked (invalid_grant). Sign "
+           "in again.";
+  const bool isClientRefused =
+      error == "invalid_client" || error == "unauthorized_client" || error == "deleted_client";
+  if (isClientRefused && isRefresh)
+    return server + " no longer accepts the client that this sign-in was made with (" +
+           std::string(error) + "). Sign in again, so that the program's present client is used.";
+  if (isClientRefused)
+    return server + " refused the program's client (" + std::string(error) +
+           "). Check the client ID and secret that the program was given.";
+  return {};
+}
+
+NSError refusal(const std::string& host, int status, const SecretObject* object, const Data& form) {
   auto error = object ? textMember(*object, "error") : std::nullopt;
   if (!error)
     return describedError(oauthTokenErrorDomain, oauthOtherErrorCode,
                           host + " refused to give a token (HTTP " + std::to_string(status) + ").");
-  if (oauthErrorCode(*error) == oauthOtherErrorCode) error = withoutSecrets(*std::move(error), form);
-  const auto description = withoutSecrets(textMember(*object, "error_description").value_or(""), form);
-  if (*error == "invalid_grant") return invalidGrant(host, description);
-  std::string text = host + " refused to give a token: " + oneLine(*error);
-  if (!description.empty()) text += " (" + oneLine(description) + ")";
-  text += *error == "invalid_client" ? ". Check the client ID and secret that the program was given."
-                                     : ". Signing in again may help.";
+  const auto sent = parseForm(textView(form));
+  if (oauthErrorCode(*error) == oauthOtherErrorCode)
+    error = withoutSecrets(*std::move(error), sent);
+  const auto description =
+      withoutSecrets(textMember(*object, "error_description").value_or(""), sent);
+
+  const auto* grant = sent ? findParameter(*sent, "grant_type") : nullptr;
+  auto text = meaning(host, *error, grant && grant->reveal() == "refresh_token");
+  if (text.empty()) {
+    text = host + " refused to give a token: " + oneLine(*error);
+    if (!description.empty()) text += " (" + oneLine(description) + ")";
+    text += ". Signing in again may help.";
+  }
   return oauthResponseError(oauthTokenErrorDomain, *error, description, std::move(text));
 }
 
@@ -60,14 +87,27 @@ bool isRefusal(int status) {
   return status >= 400 && status < 500 && status != 408 && status != 429;
 }
 
+// Nor does one that says so in words (RFC 6749 section 4.1.2.1), which some send with 400.
+bool saysBusy(const SecretObject& object) {
+  const auto error = textMember(object, "error");
+  return error == "temporarily_unavailable" || error == "server_error";
+}
+
+NSError busy(const std::string& host, int status) {
+  return urlError::make(urlError::badServerResponse, host + " could not give a token just now",
+                        "HTTP " + std::to_string(status), "Try again later.");
+}
+
 Answer judge(const std::string& host, const Data& form, Result<HTTPResponse, NSError> result) {
   if (!result) return Answer::failure(std::move(result).error());
   const HTTPResponse& response = result.value();
-  if (isRefusal(response.status)) return Answer::failure(refusal(host, response.status, response.body, form));
+  if (isRefusal(response.status)) {
+    const auto object = parseSecretObject(textView(response.body));
+    if (object && saysBusy(*object)) return Answer::failure(busy(host, response.status));
+    return Answer::failure(refusal(host, response.status, object ? &*object : nullptr, form));
+  }
   if (response.status < 200 || response.status >= 300)
-    return Answer::failure(urlError::make(urlError::badServerResponse,
-                                          host + " could not give a token just now",
-                                          "HTTP " + std::to_string(response.status), "Try again later."));
+    return Answer::failure(busy(host, response.status));
   auto tokens = parseTokenResponse(response.body);
   if (!tokens)
     return Answer::failure(urlError::make(urlError::cannotParseResponse,

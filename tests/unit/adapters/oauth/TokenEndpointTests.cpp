@@ -1,7 +1,9 @@
 #include "Documents.hpp"
 #include "ScriptedHTTPClient.hpp"
 #include "ThreadlessQueue.hpp"
+#include "URLErrors.hpp"
 #include "UnableHTTPClient.hpp"
+#include "oauth/FormEncoding.hpp"
 #include "oauth/OAuthErrors.hpp"
 #include "oauth/TokenEndpoint.hpp"
 #include "support/ManualQueue.hpp"
@@ -21,9 +23,10 @@ struct TokenEndpointTest : ::testing::Test {
   std::optional<Result<TokenResponse, NSError>> result;
   std::shared_ptr<Cancellable> request;
 
+  std::string form = "code=secret-code";
   std::shared_ptr<ScriptedHTTPClient::Exchange> send() {
     request =
-        endpoint.send(dataFromText("code=secret-code"), [this](auto answer) { result = std::move(answer); });
+        endpoint.send(dataFromText(form), [this](auto answer) { result = std::move(answer); });
     return http->next();
   }
   NSError errorFor(int status, std::string_view body) {
@@ -69,6 +72,41 @@ TEST_F(TokenEndpointTest, OtherRefusalsKeepTheirNameAndHaveTheirCode) {
   }
 }
 
+NSError refreshError(TokenEndpointTest& test, std::string_view error) {
+  test.form = "grant_type=refresh_token&refresh_token=r&client_id=c";
+  return test.errorFor(400, JSONDocument{{"error", error}, {"error_description", "words"}}.dump());
+}
+
+TEST_F(TokenEndpointTest, AClientRefusedAtARefreshSaysToSignInAgain) {
+  for (const auto* name : {"invalid_client", "unauthorized_client", "deleted_client"}) {
+    const auto error = refreshError(*this, name);
+    EXPECT_EQ(error.domain(), "org.openid.appauth.oauth_token");
+    EXPECT_THAT(error.localizedDescription(),
+                HasSubstr(std::string("(") + name + "). Sign in again"));
+    EXPECT_THAT(error.localizedDescription(), Not(HasSubstr("Check the client ID")));
+    EXPECT_EQ(
+        *error.userInfo().at("OIDOAuthErrorResponseErrorKey").dictionary()->at("error").text(),
+        name);
+  }
+}
+
+TEST_F(TokenEndpointTest, AClientRefusedAtASignInSaysToCheckTheClient) {
+  for (const auto* name : {"invalid_client", "unauthorized_client", "deleted_client"}) {
+    const auto text = errorFor(401, JSONDocument{{"error", name}}.dump()).localizedDescription();
+    EXPECT_THAT(text, HasSubstr("Check the client ID and secret"));
+    EXPECT_THAT(text, Not(HasSubstr("Sign in again")));
+  }
+}
+
+TEST_F(TokenEndpointTest, ARefusalThatSaysTheServerIsBusyMayPass) {
+  for (const auto* name : {"temporarily_unavailable", "server_error"}) {
+    const auto error = refreshError(*this, name);
+    EXPECT_EQ(error.domain(), "NSURLErrorDomain") << name;
+    EXPECT_EQ(error.code(), urlError::badServerResponse) << name;
+    EXPECT_THAT(error.localizedDescription(), HasSubstr("Try again later"));
+  }
+}
+
 TEST_F(TokenEndpointTest, RefusalsOfAnyOtherShapeAreToldWithoutTheirBody) {
   for (const auto* body :
        {"<html>markup</html>", "", "[]", "{}", R"({"error":{"message":"markup"}})", "null"}) {
@@ -99,6 +137,25 @@ TEST_F(TokenEndpointTest, SecretsThatTheServerRepeatsAreStruckOut) {
       EXPECT_THAT(value.description(), Not(HasSubstr("secret-code"))) << key;
     const auto& response = *told.userInfo().at("OIDOAuthErrorResponseErrorKey").dictionary();
     EXPECT_EQ(*response.at("error_description").text(), "Malformed ..., ...");
+  }
+}
+
+TEST_F(TokenEndpointTest, PartsOfSecretsThatTheServerRepeatsAreStruckOut) {
+  const std::string secret = "1//0abcdefghijklmnopqrstuvwxyz-ABCDEFGH";
+  for (const auto* name : {"code", "code_verifier", "refresh_token", "client_secret"}) {
+    FormBody body;
+    body.add(name, secret);
+    form = textView(body.take());
+    for (const auto& part :
+         {secret.substr(0, 16), secret.substr(4), secret.substr(1, secret.size() - 2)}) {
+      const auto told = errorFor(
+          400, JSONDocument{{"error", "invalid_request"},
+                            {"error_description", "Malformed: " + part + ", " + part + "!"}}
+                   .dump());
+      EXPECT_THAT(told.localizedDescription(), HasSubstr("(Malformed: ..., ...!)")) << name;
+      const auto& response = *told.userInfo().at("OIDOAuthErrorResponseErrorKey").dictionary();
+      EXPECT_EQ(*response.at("error_description").text(), "Malformed: ..., ...!") << name;
+    }
   }
 }
 

@@ -62,8 +62,16 @@ TEST(ErrorKind, SortsWhatDriveSaid) {
 
 TEST(ErrorKind, SaysSignInAgainWhenTheGrantIsNoLongerValid) {
   EXPECT_EQ(errorKind(token("invalid_grant")), ErrorKind::notSignedIn);
-  EXPECT_EQ(errorKind(token("invalid_client")), ErrorKind::other);
+  EXPECT_EQ(errorKind(token("invalid_request")), ErrorKind::other);
   EXPECT_EQ(errorKind(NSError(oauthTokenErrorDomain, 0)), ErrorKind::other);
+}
+
+TEST(ErrorKind, SaysSignInAgainWhenARefreshIsRefusedForItsClient) {
+  for (const auto* refusal : {"invalid_client", "unauthorized_client", "deleted_client"}) {
+    EXPECT_EQ(errorKind(token(refusal)), ErrorKind::notSignedIn) << refusal;
+    EXPECT_EQ(errorKind(wrapped(token(refusal))), ErrorKind::notSignedIn) << refusal;
+    EXPECT_EQ(errorKind(SignIn::signInFailed(token(refusal))), ErrorKind::other) << refusal;
+  }
 }
 
 TEST(ErrorKind, SortsWhatTheKeychainSaid) {
