@@ -38,8 +38,8 @@ class AuthSession {
   /// ask at once, one refresh is made. `rejected` is a token that the server refused: as long as the session
   /// still holds that very token, it is refreshed whatever its age.
   ///
-  /// The handler is called once, at once on this thread when a good token is at hand, else on a pool thread;
-  /// after cancellation it is dropped uncalled, and the others who wait are not disturbed.
+  /// The handler is called once: here if a good token is at hand, else on a pool thread. Cancelling
+  /// drops it uncalled and disturbs no one else who waits. Dropped otherwise, it fails the request.
   /// Errors: domain "org.openid.appauth.oauth_token" when the token endpoint refuses (its `invalid_grant`
   /// means that the user has to sign in again), `NSURLErrorDomain` for what went wrong on the way. The
   /// session stays usable.

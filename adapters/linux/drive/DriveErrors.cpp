@@ -88,6 +88,19 @@ NSError missingAuthorizerError() {
                         "the Drive service has no session to sign its requests with", "Sign in first.");
 }
 
+NSError unableToSendError(std::string_view host, std::string_view reason) {
+  return urlError::make(urlError::cannotConnectToHost, "Could not ask " + std::string(host), reason,
+                        "Try again later.");
+}
+
+const NSError& droppedTokenError() {
+  // Never destroyed: a worker may read it while the process ends.
+  static const auto& error = *new const NSError(urlError::make(
+      urlError::cancelled, "Nothing was sent",
+      "the account's session gave up the request for an access token", "Try again."));
+  return error;
+}
+
 const NSError& outOfMemoryError() {
   // Never destroyed: a worker may read it while the process ends.
   static const auto& error = *new const NSError(

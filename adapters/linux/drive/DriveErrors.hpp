@@ -28,6 +28,12 @@ NSError refusedQuery(std::string_view reason);
 /// No session to sign the request with; nothing was sent.
 NSError missingAuthorizerError();
 
+/// The HTTP client could not take the request; nothing was sent.
+NSError unableToSendError(std::string_view host, std::string_view reason);
+
+/// The session dropped the request for a token unanswered; nothing was sent. Made as the next one.
+const NSError& droppedTokenError();
+
 /// Memory ran out while an answer was read. Made by the first call, which may throw std::bad_alloc itself.
 const NSError& outOfMemoryError();
 

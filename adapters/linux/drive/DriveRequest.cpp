@@ -16,6 +16,29 @@ struct DriveRequest::Outcome {
   std::optional<NSError> error;
 };
 
+/// The handler that a session gets. A session of the host's may drop it uncalled: that ends the
+/// request too. A cancelled request is over by then, and stays silent.
+class DriveRequest::TokenReply {
+ public:
+  TokenReply(std::weak_ptr<DriveRequest> request, Attempt attempt)
+      : request_(std::move(request)), attempt_(attempt) {}
+  TokenReply(TokenReply&&) noexcept = default;  // leaves no request behind
+  TokenReply& operator=(TokenReply&&) = delete;
+  ~TokenReply() {
+    if (const auto request = request_.lock()) request->failLater(dropped_);
+  }
+
+  void operator()(Result<Secret, NSError> token) {
+    if (const auto request = std::exchange(request_, {}).lock())
+      request->tokenArrived(attempt_, std::move(token));
+  }
+
+ private:
+  std::weak_ptr<DriveRequest> request_;
+  Attempt attempt_;
+  NSError dropped_ = droppedTokenError();  // had while there is memory to make it
+};
+
 DriveRequest::DriveRequest(Environment environment, std::shared_ptr<AuthSession> session,
                            Result<DriveCall, NSError> call, GTLRDriveService::CompletionHandler handler)
     : environment_(std::move(environment)),
@@ -32,20 +55,26 @@ void DriveRequest::start() {
 
 void DriveRequest::requestToken(Attempt attempt, std::optional<Secret> rejected) {
   const auto phase = beginPhase();
-  auto waiting = session_->accessToken(std::move(rejected),
-                                       [weak = weak_from_this(), attempt](Result<Secret, NSError> token) {
-                                         if (const auto self = weak.lock())
-                                           self->tokenArrived(attempt, std::move(token));
-                                       });
+  auto waiting = session_->accessToken(std::move(rejected), TokenReply(weak_from_this(), attempt));
   phase->set(waiting.release());
 }
 
 void DriveRequest::tokenArrived(Attempt attempt, Result<Secret, NSError> token) {
   if (!token) return failLater(std::move(token).error());
   try {
-    send(attempt, std::move(token).value());
+    sendOrFail(attempt, std::move(token).value());
   } catch (const std::bad_alloc&) {
     finishWithoutMemory();
+  }
+}
+
+void DriveRequest::sendOrFail(Attempt attempt, Secret token) {
+  try {
+    send(attempt, std::move(token));
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& error) {  // no thread to be had
+    failLater(unableToSendError(environment_.host, error.what()));
   }
 }
 

@@ -54,9 +54,11 @@ class DriveRequest final : public GTLRServiceTicket, public std::enable_shared_f
  private:
   enum class Attempt { first, second };
   struct Outcome;
+  class TokenReply;
 
   void requestToken(Attempt attempt, std::optional<Secret> rejected);
   void tokenArrived(Attempt attempt, Result<Secret, NSError> token);
+  void sendOrFail(Attempt attempt, Secret token);
   void send(Attempt attempt, Secret token);
   void responseArrived(Attempt attempt, const Secret& token, Result<HTTPResponse, NSError> result);
   std::optional<Outcome> read(Attempt attempt, const Secret& token, Result<HTTPResponse, NSError> result);

@@ -8,6 +8,35 @@ namespace {
 
 class DriveAllocation : public DriveServiceTest {
  protected:
+  /// A request waits for a token, which arrives with one allocation more each time, until the
+  /// request leaves.
+  void exhaustArrivalOfAToken() {
+    constexpr int enough = 1'000;
+    int allocations = 0;
+    for (bool isEnough = false; !isEnough && allocations < enough; ++allocations) {
+      SCOPED_TRACE(std::to_string(allocations) + " allocations");
+      session->hold();
+      const auto delivery = execute(listQuery());
+      const auto sentBefore = client->sent();
+      {
+        const FailingAllocations shortage(allocations);
+        try {
+          session->letGo();
+        } catch (
+            const std::
+                bad_alloc&) {  // the session had no memory for the token, and dropped the handler
+        }
+      }
+      isEnough = FailingAllocations::failures() == 0;
+      queue->runAll();
+      EXPECT_EQ(delivery->calls, isEnough ? 0 : 1);
+      if (isEnough) EXPECT_EQ(client->sent() - sentBefore, 1u);
+      if (HasFailure()) return;
+    }
+    EXPECT_GT(allocations, 1);
+    EXPECT_LT(allocations, enough);
+  }
+
   /// Answers one request after another, each with one allocation more than the last, until one gets through.
   void exhaust(const GTLRDriveQuery& query, int status, std::string_view body, bool succeeds) {
     constexpr int enough = 1'000;
@@ -61,6 +90,10 @@ TEST_F(DriveAllocation, ThatFailsOverAnotherErrorIsOneError) {
 
 TEST_F(DriveAllocation, ThatFailsOverASignInPageIsOneError) {
   exhaust(deleteQuery(), 200, "<html>", false);
+}
+
+TEST_F(DriveAllocation, ThatFailsOnceATokenArrivesIsOneError) {
+  exhaustArrivalOfAToken();
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "DriveServiceFixture.hpp"
 
+#include <URLErrors.hpp>
+
 namespace corvane::test {
 namespace {
 
@@ -54,6 +56,62 @@ TEST_F(DriveRequest, WaitsForATokenThatIsBeingRefreshed) {
   ASSERT_EQ(client->sent(), 1u);
   client->answer(0, 200, "{}");
   EXPECT_EQ(delivery->calls, 1);
+}
+
+TEST_F(DriveRequest, ASessionThatDropsItsHandlerEndsItUnsent) {
+  session->hold();
+  const auto delivery = execute(deleteQuery());
+  session->drop();
+  EXPECT_EQ(delivery->calls, 0);
+  queue->runAll();
+  EXPECT_THAT(delivery, BroughtError(NSURLErrorDomain, NSURLErrorCancelled));
+  EXPECT_NE(delivery->description().find("session"), std::string::npos) << delivery->description();
+  EXPECT_EQ(client->sent(), 0u);
+}
+
+TEST_F(DriveRequest, ASessionThatDropsItsHandlerAtOnceEndsItAfterExecuteQuery) {
+  session->dropAtOnce();
+  const auto delivery = execute(aboutQuery());
+  EXPECT_EQ(delivery->calls, 0);
+  queue->runAll();
+  EXPECT_THAT(delivery, BroughtError(NSURLErrorDomain, NSURLErrorCancelled));
+}
+
+TEST_F(DriveRequest, ASessionThatDropsTheHandlerOfTheSecondTokenEndsIt) {
+  const auto delivery = execute(aboutQuery());
+  session->hold();
+  client->answer(0, 401, unauthorized);
+  session->drop();
+  queue->runAll();
+  EXPECT_THAT(delivery, BroughtError(NSURLErrorDomain, NSURLErrorCancelled));
+  EXPECT_EQ(client->sent(), 1u);
+}
+
+TEST_F(DriveRequest, ASessionThatDropsItsHandlerAfterACancelChangesNothing) {
+  session->hold();
+  const auto delivery = execute(aboutQuery());
+  ticket->cancelTicket();
+  session->drop();
+  queue->runAll();
+  EXPECT_EQ(delivery->calls, 0);
+  EXPECT_TRUE(delivery->released);
+}
+
+TEST_F(DriveRequest, AClientWithoutAThreadFailsItAfterExecuteQuery) {
+  client->becomeUnable();
+  const auto delivery = execute(deleteQuery());
+  EXPECT_EQ(delivery->calls, 0);
+  queue->runAll();
+  EXPECT_THAT(delivery, BroughtError(NSURLErrorDomain, urlError::cannotConnectToHost));
+}
+
+TEST_F(DriveRequest, AClientWithoutAThreadOnceATokenArrivesFailsIt) {
+  session->hold();
+  const auto delivery = execute(aboutQuery());
+  client->becomeUnable();
+  session->letGo();
+  queue->runAll();
+  EXPECT_THAT(delivery, BroughtError(NSURLErrorDomain, urlError::cannotConnectToHost));
 }
 
 TEST_F(DriveRequest, A401IsAnsweredWithOneFreshTokenAndOneRepetitionOfTheSameRequest) {

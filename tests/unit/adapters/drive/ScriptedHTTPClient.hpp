@@ -2,11 +2,13 @@
 
 #include <HTTPClient.hpp>
 
+#include <cerrno>
 #include <cstddef>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -32,6 +34,7 @@ class ScriptedHTTPClient final : public HTTPClient {
   ~ScriptedHTTPClient() override { releaseAll(); }
 
   std::shared_ptr<Cancellable> send(HTTPRequest request, HTTPHandler handler) override {
+    if (isUnable_) throw std::system_error(EAGAIN, std::generic_category());
     auto exchange = std::make_shared<Exchange>();
     exchange->request = std::move(request);
     exchange->handler = std::move(handler);
@@ -39,6 +42,9 @@ class ScriptedHTTPClient final : public HTTPClient {
     state_->exchanges.push_back(exchange);
     return std::make_shared<Hold>(state_, exchange);
   }
+
+  /// From now on it takes no request, as when no thread can be started for one.
+  void becomeUnable() { isUnable_ = true; }
 
   void cancelAll() override { releaseAll(); }
   void resetSession() override {
@@ -109,6 +115,7 @@ class ScriptedHTTPClient final : public HTTPClient {
   }
 
   std::shared_ptr<State> state_ = std::make_shared<State>();
+  bool isUnable_ = false;
 };
 
 }  // namespace corvane::test

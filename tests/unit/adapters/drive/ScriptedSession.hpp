@@ -25,6 +25,7 @@ class ScriptedSession final : public AuthSession {
         rejected_.emplace_back(rejected->reveal());
         if (rejected_.back() == token()) ++generation_;
       }
+      if (dropsAtOnce_) return {};
       if (held_) {
         askers_.push_back(asker);
         return AnyCancellable(std::shared_ptr<Cancellable>(asker));
@@ -48,6 +49,20 @@ class ScriptedSession final : public AuthSession {
     }
     for (const auto& asker : askers)
       if (const auto handler = asker->take()) handler(result());
+  }
+  /// Releases the handlers of those who wait, uncalled.
+  void drop() {
+    std::vector<std::shared_ptr<Asker>> askers;
+    {
+      const std::lock_guard lock(mutex_);
+      askers.swap(askers_);
+    }
+    for (const auto& asker : askers) const auto released = asker->take();
+  }
+  /// From now on who asks is dropped at once.
+  void dropAtOnce() {
+    const std::lock_guard lock(mutex_);
+    dropsAtOnce_ = true;
   }
   void fail(NSError error) { failure_ = std::move(error); }
 
@@ -89,6 +104,7 @@ class ScriptedSession final : public AuthSession {
   mutable std::mutex mutex_;
   std::vector<std::string> rejected_;
   int generation_ = 1;
+  bool dropsAtOnce_ = false;
   bool held_ = false;
   std::optional<NSError> failure_;
   std::vector<std::shared_ptr<Asker>> askers_;
