@@ -105,7 +105,8 @@ AnyCancellable OAuthSession::accessToken(std::optional<Secret> rejected, TokenHa
 }
 
 bool OAuthSession::isUsable(const std::optional<Secret>& rejected) const {
-  return expiry_ - clock_().uptime >= refreshMargin && !(rejected && *rejected == grant_.accessToken);
+  return expiry_ - clock_().uptime >= expiryMargin &&
+         !(rejected && *rejected == grant_.accessToken);
 }
 
 Data OAuthSession::refreshForm() const {

@@ -33,8 +33,9 @@ namespace corvane {
 /// With no memory to start a refresh, those who wait for it are told so on the thread that tried.
 class OAuthSession final : public AuthSession, public std::enable_shared_from_this<OAuthSession> {
  public:
-  /// A token this close to its expiry is not used any more, since it has to last through the request.
-  static constexpr std::chrono::seconds refreshMargin{60};
+  /// A token this close to its expiry has expired, as far as we are concerned: it has to last
+  /// through the request.
+  static constexpr std::chrono::seconds expiryMargin{60};
 
   /// The grant's expiry is judged by the wall clock here and now, and by uptime from then on.
   OAuthSession(OAuthGrant grant, std::shared_ptr<HTTPClient> http, std::shared_ptr<Queue> pool, Clock clock);
