@@ -1,8 +1,11 @@
 // Memory that runs out while a session is refreshed: each allocation fails in turn, once alone and once with all after
 // it, and each time whoever waits is told once, and whoever asks next has a token.
+#include "Documents.hpp"
 #include "ManualClock.hpp"
 #include "ScriptedHTTPClient.hpp"
+#include "oauth/AuthorizationRequest.hpp"
 #include "oauth/OAuthSession.hpp"
+#include "oauth/SignInGrant.hpp"
 #include "support/AllocationOperators.hpp"
 #include "support/ManualQueue.hpp"
 
@@ -201,6 +204,98 @@ TEST_P(OAuthAllocation, ThatFailsWhileATokenAnswerIsReadTellsEachWhoWaitsOnce) {
   exhaustAnswer(200, R"({"access_token":"token-2","expires_in":3599,"token_type":"Bearer",
                          "scope":"openid https://www.googleapis.com/auth/drive",
                          "more":[["of",{"what":"nobody"}],{"asked":["for",null]}]})");
+}
+
+/// The exchange of a sign-in's code, up to the grant that a session is made of.
+struct Exchanged {
+  std::shared_ptr<ScriptedHTTPClient> http = std::make_shared<ScriptedHTTPClient>();
+  std::shared_ptr<ManualQueue> pool = std::make_shared<ManualQueue>();
+  ManualClock clock;
+  AuthorizationRequest request{clientID, "http://127.0.0.1:4711/callback", ""};
+  TokenEndpoint endpoint{http, pool, "https://oauth2.example/token"};
+  int grants = 0;
+  int errors = 0;
+  int shortages = 0;
+
+  HTTPResponse answer(int status, const std::string& body) const {
+    HTTPResponse response;
+    response.status = status;
+    response.body = dataFromText(body);
+    return response;
+  }
+  std::string goodBody() {
+    const std::string nonce(request.nonce.reveal());
+    return goodTokens(idToken(goodClaims(nonce, clock.wall()))).dump();
+  }
+
+  std::shared_ptr<Cancellable> send() {
+    return endpoint.send(request.exchangeForm(Secret("the-code"), Secret("the-secret")),
+                         [this](Result<TokenResponse, NSError> result) {
+                           if (!result) {
+                             ++errors;
+                             return;
+                           }
+                           try {
+                             const auto accepted = acceptTokens(std::move(result).value(), request,
+                                                                issuer, clock.wall());
+                             ++(accepted ? grants : errors);
+                           } catch (const std::bad_alloc&) {
+                             ++shortages;
+                           }
+                         });
+  }
+};
+
+/// Does the step with one allocation more each time, until there is memory enough.
+void exhaustExchange(Shortage kind, const std::function<void(Exchanged&)>& step) {
+  constexpr int enough = 1'000;
+  int allocations = 0;
+  for (bool isEnough = false; !isEnough && allocations < enough; ++allocations) {
+    SCOPED_TRACE(std::to_string(allocations) + " allocations");
+    Exchanged each;
+    reached = false;
+    remaining = allocations;
+    step(each);
+    shortage = Shortage::none;
+    isEnough = !reached;
+    each.pool->runAll();
+    EXPECT_EQ(each.grants + each.errors + each.shortages, 1);
+    if (::testing::Test::HasFailure()) return;
+  }
+  EXPECT_GT(allocations, 1) << static_cast<int>(kind);
+  EXPECT_LT(allocations, enough);
+}
+
+TEST_P(OAuthAllocation, ThatFailsWhileACodeIsSentIsOneError) {
+  exhaustExchange(GetParam(), [](Exchanged& each) {
+    std::shared_ptr<Cancellable> request;
+    shortage = GetParam();
+    try {
+      request = each.send();
+    } catch (const std::bad_alloc&) {
+      ++each.shortages;
+    }
+    shortage = Shortage::none;
+    if (each.http->sent() > 0) each.http->next()->answer(each.answer(200, each.goodBody()));
+  });
+}
+
+TEST_P(OAuthAllocation, ThatFailsWhileAnExchangesAnswerIsReadIsOneError) {
+  for (const auto& [status, body] :
+       {std::pair<int, std::string>{200, ""},
+        {200, "<html>"},
+        {503, "busy"},
+        {400, R"({"error":"invalid_grant"})"},
+        {401,
+         R"({"error":"invalid_client","error_description":"The OAuth client was not found."})"}})
+    exhaustExchange(GetParam(), [&](Exchanged& each) {
+      const auto request = each.send();
+      const auto exchange = each.http->next();
+      auto response = each.answer(status, body.empty() ? each.goodBody() : body);
+      shortage = GetParam();
+      exchange->answer(std::move(response));
+      shortage = Shortage::none;
+    });
 }
 
 TEST_P(OAuthAllocation, ThatFailsWhenTheClientDropsARefreshTellsEachWhoWaitsOnce) {
