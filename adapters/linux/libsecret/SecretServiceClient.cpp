@@ -136,11 +136,6 @@ bool mentions(GVariant* paths, const std::string& path) {
   return false;
 }
 
-/// Whether the error says that a collection takes nothing, being locked or not there: nothing was done.
-bool tellsOfClosedDoor(const GError& error) {
-  return tellsOfLock(error) || tellsOfMissingObject(error);
-}
-
 /// Where a prompt says that the item was made, or nothing.
 std::string pathIn(const GVariantPointer& outcome) {
   if (!g_variant_is_of_type(outcome.get(), G_VARIANT_TYPE_OBJECT_PATH)) return {};
@@ -180,7 +175,7 @@ GDBusConnection* connectionOver(ReplyLoop& loop, GIOStream* stream, GError*& err
 }  // namespace
 
 SecretServiceClient::SecretServiceClient(const SecretServiceLimits& limits)
-    : limits_(limits), loop_(limits.reply), vacancy_(limits.look) {
+    : limits_(limits), loop_(limits.reply) {
   const ReplyLoop::Turn turn(loop_);
   connect();
   findService();
@@ -189,7 +184,6 @@ SecretServiceClient::SecretServiceClient(const SecretServiceLimits& limits)
 
 bool SecretServiceClient::resume() {
   isCommitted_ = false;
-  vacancy_.beginCall();
   loop_.catchUp();
   const GTextPointer owner(g_dbus_proxy_get_name_owner(G_DBUS_PROXY(service_.get())));
   return !g_dbus_connection_is_closed(connection_.get()) && owner && owner.get() == peer_.name &&
@@ -323,7 +317,6 @@ std::vector<FoundItem> SecretServiceClient::searchAlias(const ItemAttributes& at
   auto calls = itemCalls(expected, wanted);
   calls.insert(calls.begin(), searchCall(defaultAlias, attributes));
   if (isFirst) calls.push_back(defaultCollectionCall());
-  vacancy_.looks();
   auto found = answers(loop_, peer_, calls);
   if (isFirst) {
     collection_ = defaultCollectionIn(std::move(found.back()));
@@ -339,9 +332,7 @@ std::vector<FoundItem> SecretServiceClient::searchAlias(const ItemAttributes& at
   const auto isHere = [this](const std::string& path) { return isInCollection(path); };
   if (paths.empty() || !std::ranges::all_of(paths, isHere)) return {};
   if (paths != expected) found = answers(loop_, peer_, itemCalls(paths, wanted));
-  auto items = unlockedItems(paths, std::move(found));
-  if (!items.empty()) vacancy_.foundOpen(items.size());
-  return items;
+  return unlockedItems(paths, std::move(found));
 }
 
 std::vector<FoundItem> SecretServiceClient::search(const ItemAttributes& attributes, Wanted wanted) {
@@ -424,7 +415,7 @@ std::optional<Data> SecretServiceClient::secret(const FoundItem& item) {
 BusAnswer SecretServiceClient::write(const BusCall& call) {
   const bool before = std::exchange(isCommitted_, true);
   auto answer = std::move(answers(loop_, peer_, {call}).front());
-  if (answer.error && (tellsOfStranger(*answer.error) || tellsOfClosedDoor(*answer.error)))
+  if (answer.error && tellsOfStranger(*answer.error))
     isCommitted_ = before;
   return answer;
 }
@@ -454,20 +445,7 @@ void SecretServiceClient::finishCreation(BusAnswer answer) {
 }
 
 void SecretServiceClient::create(const NewItem& item) {
-  const Vacancy::Addition addition;
   finishCreation(writeItem(collection_, item));
-}
-
-bool SecretServiceClient::createAtOnce(const ItemAttributes& identity, const NewItem& item) {
-  if (!vacancy_.isKnown() || identity != searched_) return false;
-  const Vacancy::Addition addition;
-  auto answer = writeItem(defaultAlias, item);
-  if (answer.error && tellsOfClosedDoor(*answer.error)) return false;
-  finishCreation(std::move(answer));
-  if (lastPath_.empty() || isInCollection(lastPath_)) return true;
-  // Another keyring is the default one by now, and may have such an item.
-  remove({lastPath_, {}, std::nullopt});
-  return false;
 }
 
 bool SecretServiceClient::remove(const FoundItem& item) {
@@ -478,7 +456,7 @@ bool SecretServiceClient::remove(const FoundItem& item) {
   }
   const char* prompt = nullptr;
   g_variant_get(answer.get(), "(&o)", &prompt);
-  if (!answerOf(prompt)) vacancy_.removedItem();
+  answerOf(prompt);
   return true;
 }
 

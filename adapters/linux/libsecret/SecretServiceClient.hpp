@@ -4,7 +4,6 @@
 #include "ItemAttributes.hpp"
 #include "Prompt.hpp"
 #include "SecretServiceLimits.hpp"
-#include "Vacancy.hpp"
 
 #include <Corvane/Data.hpp>
 
@@ -66,10 +65,6 @@ class SecretServiceClient {
   /// Makes an item in the collection that was searched.
   void create(const NewItem& item);
 
-  /// Makes an item in the default collection without a search, if the call before this one has just found the collection
-  /// open and removed all that has the identity. False when this is not known, or is so no more: nothing was made then.
-  bool createAtOnce(const ItemAttributes& identity, const NewItem& item);
-
   /// False when the item is gone already.
   bool remove(const FoundItem& item);
 
@@ -110,7 +105,6 @@ class SecretServiceClient {
   std::string collection_;  // the default one's path, when last heard
   ItemAttributes searched_;
   std::string lastPath_;  // of the one item that has or was given them, if there is one
-  Vacancy vacancy_;       // of what was searched
   bool hasAlias_ = true;  // until the service says that it knows none
   bool isCommitted_ = false;
 };

@@ -171,10 +171,8 @@ OSStatus SecretServiceKeychain::SecItemAdd(const KeychainDictionary& attributes,
   return perform([&](auto inTurn) {
     const auto query = KeychainQuery::forAddition(attributes);
     return inTurn([&](SecretServiceClient& client) -> OSStatus {
-      if (!client.createAtOnce(searchAttributes(queryForIdentity(query.item)), newItem(query))) {
-        if (contains(client, query.item)) return errSecDuplicateItem;
-        client.create(newItem(query));
-      }
+      if (contains(client, query.item)) return errSecDuplicateItem;
+      client.create(newItem(query));
       query.fill(result, {query.item}, query.value);
       return errSecSuccess;
     });

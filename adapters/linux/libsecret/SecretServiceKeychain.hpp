@@ -43,13 +43,10 @@ class SecretServiceClient;
 /// | errSecDecode                  | the service answers nonsense |
 /// | errSecNotAvailable            | no bus, no service, no default collection; it hangs or ended midway |
 ///
-/// A bus is never started, no other store is ever used instead, and nothing is removed but what a deletion names, and
-/// what an addition has just made in a keyring that turns out to be another one than it looked at.
+/// A bus is never started, no other store is ever used instead, and nothing is removed but what a deletion names.
 ///
 /// Queries: as EncryptedFileKeychain. Of several items with the same identity, which other programs or a race of two
-/// processes may leave, the newest counts; a deletion removes them all. An addition right after the deletion of the same
-/// item, within a second, does not look once more whether it is there: another process that adds it in between is such a
-/// race, but nothing that this one was adding or has added by then.
+/// processes may leave, the newest counts; a deletion removes them all.
 class SecretServiceKeychain : public Keychain {
  public:
   using ProblemHandler = std::function<void(const std::string& sentence)>;

@@ -10,8 +10,6 @@ struct SecretServiceLimits {
   std::chrono::milliseconds reply = std::chrono::seconds(10);
   /// For the user, once a prompt is shown.
   std::chrono::milliseconds prompt = std::chrono::seconds(120);
-  /// How long the addition right after a deletion relies on what the deletion saw, instead of looking for itself.
-  std::chrono::milliseconds look = std::chrono::seconds(1);
 };
 
 }  // namespace corvane

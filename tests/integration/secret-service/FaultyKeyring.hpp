@@ -85,9 +85,6 @@ class FaultyKeyringTest : public testing::Test, protected FaultyKeyring {
   static SecretServiceLimits impatientForReplies() { return {.reply = std::chrono::milliseconds(300)}; }
   static SecretServiceLimits impatientForPrompts() { return {.prompt = std::chrono::milliseconds(300)}; }
 
-  /// However slow the machine is, what a deletion saw still counts.
-  static SecretServiceLimits unhurried() { return {.look = std::chrono::hours(1)}; }
-
   static KeychainDictionary account(const std::string& name) {
     return {{std::string(kSecClass), kSecClassGenericPassword},
             {std::string(kSecAttrService), "service"},

@@ -56,8 +56,7 @@ class GnomeKeyring : public testing::Test {
 
   KeyringSession session;
   std::vector<std::string> problems;
-  SecretServiceKeychain keychain{[this](const std::string& sentence) { problems.push_back(sentence); },
-                                 {.look = std::chrono::hours(1)}};
+  SecretServiceKeychain keychain{[this](const std::string& sentence) { problems.push_back(sentence); }};
 };
 
 TEST_F(GnomeKeyring, ShowsTheItemWithItsLabelAndAttributesUntilItIsRemoved) {
@@ -90,19 +89,6 @@ TEST_F(GnomeKeyring, GetsAndGivesSecretsEncrypted) {
   EXPECT_THAT(traffic, HasSubstr("CreateItem"));
   EXPECT_THAT(traffic, HasSubstr("dh-ietf1024-sha256-aes128-cbc-pkcs7"));
   EXPECT_THAT(traffic, Not(HasSubstr("a secret in the clear")));
-}
-
-TEST_F(GnomeKeyring, TakesASaveUnderItsAliasWithoutASecondLook) {
-  ASSERT_EQ(add("old"), errSecSuccess);
-  startMonitor();
-  EXPECT_EQ(keychain.SecItemDelete(ada()), errSecSuccess);
-  EXPECT_EQ(add("new"), errSecSuccess);
-  std::string secret;
-  EXPECT_EQ(read(&secret), errSecSuccess);
-  EXPECT_EQ(secret, "new");
-  const auto traffic = seenUntil("member=GetSecrets");
-  for (const auto* call : {"member=ReadAlias", "member=Get\n"}) EXPECT_THAT(traffic, Not(HasSubstr(call)));
-  EXPECT_EQ(add("again"), errSecDuplicateItem);
 }
 
 // There is no display in the test's session, so that the keyring's own prompt ends as if it were dismissed.

@@ -32,34 +32,6 @@ class KeptConnection : public FaultyKeyringTest {
   }
 };
 
-TEST_F(KeptConnection, CarriesAReadInThreeCallsASaveInFourAndAnAdditionAloneInFourToo) {
-  auto& same = connected({}, unhurried());
-  EXPECT_EQ(read(same, "ada"), errSecSuccess);
-  for (const auto* call : {"SearchAlias", "ItemProperties", "GetSecrets"}) EXPECT_EQ(calls(call), 1) << call;
-  EXPECT_EQ(allCalls(), 3);
-  forgetCalls();
-  EXPECT_EQ(remove(same, "ada"), errSecSuccess);
-  for (const auto* call : {"SearchAlias", "ItemProperties", "Delete"}) EXPECT_EQ(calls(call), 1) << call;
-  EXPECT_EQ(allCalls(), 3);
-  forgetCalls();
-  EXPECT_EQ(add(same, "ada"), errSecSuccess);
-  EXPECT_EQ(calls("CreateAtAlias"), 1);
-  EXPECT_EQ(allCalls(), 1);
-  forgetCalls();
-  EXPECT_EQ(add(same, "bob"), errSecSuccess);
-  for (const auto* call : {"ReadAlias", "CollectionProperties", "SearchItems", "CreateItem"})
-    EXPECT_EQ(calls(call), 1) << call;
-  EXPECT_EQ(allCalls(), 4);
-}
-
-TEST_F(KeptConnection, CarriesTheReadOfAnotherItemInThreeCallsToo) {
-  auto& same = connected();
-  ASSERT_EQ(add(same, "bob"), errSecSuccess);
-  forgetCalls();
-  EXPECT_EQ(read(same, "ada"), errSecSuccess);
-  EXPECT_EQ(allCalls(), 3);
-}
-
 TEST_F(KeptConnection, IsOneForAllCallsAndEndsWithTheKeychain) {
   start();
   const auto before = names();
@@ -207,7 +179,7 @@ TEST_F(ReplacedBus, TheConnectionThatTheBusClosedIsMadeAnewOnTheNextOne) {
 }
 
 TEST_F(ReplacedBus, AnAdditionLosesNothingByAnotherBusSinceTheDeletionBeforeIt) {
-  SecretServiceKeychain same({}, {.look = std::chrono::hours(1)});
+  SecretServiceKeychain same;
   {
     KeyringSession first;
     ASSERT_EQ(add(same), errSecSuccess);
