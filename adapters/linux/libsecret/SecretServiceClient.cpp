@@ -6,7 +6,6 @@
 #include "PrivateService.hpp"
 #include "SignalsBlocked.hpp"
 
-#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -24,12 +23,8 @@ constexpr const char* attributesProperty = "org.freedesktop.Secret.Item.Attribut
 // What it holds is gone when the user logs out.
 constexpr const char* sessionCollection = "/org/freedesktop/secrets/collection/session";
 
-// The default collection's other name (Secret Service API, "Object Paths").
-constexpr const char* defaultAlias = "/org/freedesktop/secrets/aliases/default";
-
 // Stands where there is no prompt (Secret Service API, "Prompts and Prompting").
 constexpr std::string_view noPrompt = "/";
-constexpr std::string_view noItem = "/";
 constexpr std::string_view noCollection = "/";
 
 // Without a builder, which reads a format for each of them.
@@ -81,19 +76,6 @@ bool isTrue(const GVariantPointer& answer) {
   return g_variant_is_of_type(value.get(), G_VARIANT_TYPE_BOOLEAN) && g_variant_get_boolean(value.get());
 }
 
-BusCall propertiesCall(const std::string& path, const char* interface) {
-  return {path, "org.freedesktop.DBus.Properties", "GetAll", g_variant_new("(s)", interface), "(a{sv})"};
-}
-
-/// The item's attributes, if it shows them and tells that it is not locked.
-std::optional<ItemAttributes> unlockedAttributes(const GVariantPointer& answer) {
-  const GVariantPointer all(g_variant_get_child_value(answer.get(), 0));
-  gboolean locked = TRUE;
-  const GVariantPointer texts(g_variant_lookup_value(all.get(), "Attributes", G_VARIANT_TYPE("a{ss}")));
-  if (!texts || !g_variant_lookup(all.get(), "Locked", "b", &locked) || locked) return std::nullopt;
-  return attributesIn(texts.get());
-}
-
 GVariant* onePath(const std::string& path) {
   const char* const paths[] = {path.c_str()};
   return g_variant_new_objv(paths, 1);
@@ -134,12 +116,6 @@ bool mentions(GVariant* paths, const std::string& path) {
   for (const char* each = nullptr; g_variant_iter_next(&iterator, "&o", &each);)
     if (each == path) return true;
   return false;
-}
-
-/// Where a prompt says that the item was made, or nothing.
-std::string pathIn(const GVariantPointer& outcome) {
-  if (!g_variant_is_of_type(outcome.get(), G_VARIANT_TYPE_OBJECT_PATH)) return {};
-  return g_variant_get_string(outcome.get(), nullptr);
 }
 
 KeychainProblem stillLocked() {
@@ -286,66 +262,7 @@ std::vector<std::string> SecretServiceClient::pathsWith(const ItemAttributes& at
   return pathsIn(reply(loop_, peer_, searchCall(collection_, attributes)));
 }
 
-std::vector<BusCall> SecretServiceClient::itemCalls(const std::vector<std::string>& paths, Wanted wanted) {
-  const bool takesSecret = wanted == Wanted::secretToo && paths.size() == 1;
-  if (takesSecret) ensureSession();  // first: a call that is never made would leak
-  std::vector<BusCall> calls;
-  for (const auto& path : paths) calls.push_back(propertiesCall(path, itemInterface));
-  if (takesSecret) calls.push_back(secretCall(paths.front()));
-  return calls;
-}
-
-std::vector<FoundItem> SecretServiceClient::unlockedItems(const std::vector<std::string>& paths,
-                                                          std::vector<BusAnswer> found) {
-  std::vector<FoundItem> items;
-  for (std::size_t i = 0; i < paths.size(); ++i) {
-    if (found[i].error && (tellsOfMissingProperty(*found[i].error) || tellsOfLock(*found[i].error)))
-      return {};
-    const auto properties = valueIfThere(std::move(found[i]));
-    auto attributes = properties ? unlockedAttributes(properties) : std::nullopt;
-    if (!attributes) return {};
-    items.push_back({paths[i], std::move(*attributes), std::nullopt});
-  }
-  if (found.size() > paths.size()) items.front().secret = secretIn(found.back());
-  return items;
-}
-
-std::vector<FoundItem> SecretServiceClient::searchAlias(const ItemAttributes& attributes, Wanted wanted) {
-  std::vector<std::string> expected;
-  if (attributes == searched_ && !lastPath_.empty()) expected.push_back(lastPath_);
-  const bool isFirst = collection_.empty();
-  auto calls = itemCalls(expected, wanted);
-  calls.insert(calls.begin(), searchCall(defaultAlias, attributes));
-  if (isFirst) calls.push_back(defaultCollectionCall());
-  auto found = answers(loop_, peer_, calls);
-  if (isFirst) {
-    collection_ = defaultCollectionIn(std::move(found.back()));
-    found.pop_back();
-  }
-  if (found.front().error && tellsOfLock(*found.front().error)) return {};
-  const auto search = valueIfThere(std::move(found.front()));
-  found.erase(found.begin());
-  hasAlias_ = search != nullptr;
-  if (!hasAlias_) return {};
-
-  const auto paths = pathsIn(search);
-  const auto isHere = [this](const std::string& path) { return isInCollection(path); };
-  if (paths.empty() || !std::ranges::all_of(paths, isHere)) return {};
-  if (paths != expected) found = answers(loop_, peer_, itemCalls(paths, wanted));
-  return unlockedItems(paths, std::move(found));
-}
-
 std::vector<FoundItem> SecretServiceClient::search(const ItemAttributes& attributes, Wanted wanted) {
-  std::vector<FoundItem> items;
-  if (hasAlias_ && wanted != Wanted::absence) items = searchAlias(attributes, wanted);
-  if (items.empty()) items = searchCollection(attributes, wanted);
-  searched_ = attributes;
-  lastPath_ = items.size() == 1 ? items.front().path : "";
-  return items;
-}
-
-std::vector<FoundItem> SecretServiceClient::searchCollection(const ItemAttributes& attributes,
-                                                             Wanted wanted) {
   const auto paths = pathsWith(attributes);
   if (paths.empty()) return {};
   const bool takesSecret = wanted == Wanted::secretToo && paths.size() == 1;
@@ -436,12 +353,9 @@ BusAnswer SecretServiceClient::writeItem(const std::string& collection, const Ne
 
 void SecretServiceClient::finishCreation(BusAnswer answer) {
   const auto value = valueOf(std::move(answer));
-  const char* path = nullptr;
   const char* prompt = nullptr;
-  g_variant_get(value.get(), "(&o&o)", &path, &prompt);
-  lastPath_ = path;
-  if (const auto outcome = answerOf(prompt)) lastPath_ = pathIn(outcome);
-  if (lastPath_ == noItem) lastPath_.clear();
+  g_variant_get(value.get(), "(o&o)", nullptr, &prompt);
+  answerOf(prompt);
 }
 
 void SecretServiceClient::create(const NewItem& item) {

@@ -51,8 +51,7 @@ class SecretServiceClient {
   /// Whether the call may have changed something, or has shown a prompt, so that it must not be made again.
   bool isCommitted() const { return isCommitted_; }
 
-  /// Absence: that there is none, which takes the fewest calls when it is so.
-  enum class Wanted { absence, attributes, secretToo };
+  enum class Wanted { attributes, secretToo };
 
   /// The default collection's items that have all these attributes, in no order. The user is asked to unlock the
   /// collection if need be: a locked one may show its items only in part, so that nothing found in it would mean nothing.
@@ -73,15 +72,6 @@ class SecretServiceClient {
   void findService();
   void open();
   void ensureSession();
-  /// The search in its usual case: the default collection is found under its alias and has such items, all of them tell
-  /// that they are not locked, so that nothing in it was hidden. Nothing in any other case. What was found last time is
-  /// asked for its attributes together with the search that shows whether it is what there is.
-  std::vector<FoundItem> searchAlias(const ItemAttributes& attributes, Wanted wanted);
-  std::vector<BusCall> itemCalls(const std::vector<std::string>& paths, Wanted wanted);
-  std::vector<FoundItem> unlockedItems(const std::vector<std::string>& paths, std::vector<BusAnswer> found);
-  bool isInCollection(const std::string& path) const { return path.starts_with(collection_ + "/"); }
-  /// The search in any case.
-  std::vector<FoundItem> searchCollection(const ItemAttributes& attributes, Wanted wanted);
   /// Which collection is the default one, whether the known one is locked, and what it has.
   std::vector<BusAnswer> look(const ItemAttributes& attributes);
   std::vector<std::string> pathsWith(const ItemAttributes& attributes);
@@ -103,9 +93,6 @@ class SecretServiceClient {
   BusPeer peer_{};
   GObjectPointer<SecretService> service_;
   std::string collection_;  // the default one's path, when last heard
-  ItemAttributes searched_;
-  std::string lastPath_;  // of the one item that has or was given them, if there is one
-  bool hasAlias_ = true;  // until the service says that it knows none
   bool isCommitted_ = false;
 };
 

@@ -71,7 +71,7 @@ KeychainQuery queryForIdentity(const KeychainItem& item) {
 }
 
 bool contains(SecretServiceClient& client, const KeychainItem& item) {
-  return std::ranges::any_of(matches(client, queryForIdentity(item), Wanted::absence),
+  return std::ranges::any_of(matches(client, queryForIdentity(item), Wanted::attributes),
                              [&](const Match& match) { return areTheSame(match.item, item); });
 }
 

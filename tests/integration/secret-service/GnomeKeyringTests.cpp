@@ -145,16 +145,6 @@ TEST_F(GnomeKeyring, LeavesOtherProgramsItemsAlone) {
   EXPECT_THAT(search(), HasSubstr("secret = theirs"));
 }
 
-TEST_F(GnomeKeyring, IsReadAndClearedUnderItsAlias) {
-  ASSERT_EQ(add("secret"), errSecSuccess);
-  startMonitor();
-  EXPECT_EQ(read(), errSecSuccess);
-  EXPECT_EQ(keychain.SecItemDelete(ada()), errSecSuccess);
-  const auto traffic = seenUntil("member=Delete");
-  EXPECT_THAT(traffic, HasSubstr("path=/org/freedesktop/secrets/aliases/default"));
-  for (const auto* call : {"member=ReadAlias", "member=Get\n"}) EXPECT_THAT(traffic, Not(HasSubstr(call)));
-}
-
 TEST_F(GnomeKeyring, FindsWhatAnotherProgramPutInTheItemsPlace) {
   ASSERT_EQ(add("secret"), errSecSuccess);
   ASSERT_EQ(read(), errSecSuccess);

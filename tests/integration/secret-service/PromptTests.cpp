@@ -33,6 +33,19 @@ TEST_F(Prompts, OnceUnlockedTheCallGoesOn) {
   EXPECT_THAT(problems, IsEmpty());
 }
 
+TEST_F(Prompts, LockedItemsThatTellNothingOfThemselvesAreFound) {
+  for (const auto* options : {"--silent", "--twins --partial"}) {
+    startLocked(options);
+    auto& same = keychain();
+    EXPECT_EQ(read(same, "ada"), errSecSuccess) << options;
+    EXPECT_EQ(calls("Prompt"), 1) << options;
+    lock();
+    EXPECT_EQ(remove(same, "ada"), errSecSuccess) << options;
+    EXPECT_EQ(calls("Prompt"), 2) << options;
+    EXPECT_EQ(read(same, "ada"), errSecItemNotFound) << options;
+  }
+}
+
 TEST_F(Prompts, DismissedIsToldFromLockedAndFromMissing) {
   startLocked("--prompt dismiss");
   EXPECT_EQ(read(keychain(), "ada"), errSecUserCanceled);

@@ -197,6 +197,17 @@ TEST_F(Reach, AServiceThatDiesMidwayIsNotAvailableAndTheNextOneIsUsed) {
   }
 }
 
+TEST_F(Reach, AServiceThatDiesWithinAReadIsNotAvailable) {
+  for (const auto* call : {"ItemProperties", "GetSecrets"}) {
+    start(std::string("--die-at ") + call);
+    auto& same = keychain();
+    ASSERT_EQ(add(same, "ada"), errSecSuccess);
+    EXPECT_EQ(read(same, "ada"), errSecNotAvailable) << call;
+    start();
+    EXPECT_EQ(read(same, "ada"), errSecItemNotFound) << call;
+  }
+}
+
 TEST_F(Reach, AServiceThatRefusesAccessIsToldFromALockedOne) {
   for (const auto* call : {"ReadAlias", "SearchItems", "OpenSession", "CreateItem"}) {
     start(std::string("--deny-at ") + call);
