@@ -6,22 +6,16 @@
 
 namespace corvane {
 
-std::vector<BusAnswer> answers(ReplyLoop& loop, const BusPeer& peer, const std::vector<BusCall>& calls) {
-  std::vector<ReplyLoop::Begin> begins;
-  for (const auto& call : calls)
-    begins.push_back([&peer, &call](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
-      constexpr int noLimit = G_MAXINT;  // the loop has its own
-      g_dbus_connection_call(peer.connection, peer.name.c_str(), call.path.c_str(), call.interface,
-                             call.method, call.arguments, G_VARIANT_TYPE(call.replyType),
-                             G_DBUS_CALL_FLAGS_NO_AUTO_START, noLimit, cancellable, callback, data);
-    });
-  std::vector<BusAnswer> answers;
-  for (const auto& result : loop.awaitAll(begins)) {
-    GError* error = nullptr;
-    GVariantPointer value(g_dbus_connection_call_finish(peer.connection, result.get(), &error));
-    answers.push_back({std::move(value), GErrorPointer(error)});
-  }
-  return answers;
+BusAnswer answer(ReplyLoop& loop, const BusPeer& peer, const BusCall& call) {
+  const auto result = loop.await([&](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
+    constexpr int noLimit = G_MAXINT;  // the loop has its own
+    g_dbus_connection_call(peer.connection, peer.name.c_str(), call.path.c_str(), call.interface, call.method,
+                           call.arguments, G_VARIANT_TYPE(call.replyType), G_DBUS_CALL_FLAGS_NO_AUTO_START,
+                           noLimit, cancellable, callback, data);
+  });
+  GError* error = nullptr;
+  GVariantPointer value(g_dbus_connection_call_finish(peer.connection, result.get(), &error));
+  return {std::move(value), GErrorPointer(error)};
 }
 
 GVariantPointer valueOf(BusAnswer answer) {
@@ -35,11 +29,11 @@ GVariantPointer valueIfThere(BusAnswer answer) {
 }
 
 GVariantPointer reply(ReplyLoop& loop, const BusPeer& peer, const BusCall& call) {
-  return valueOf(std::move(answers(loop, peer, {call}).front()));
+  return valueOf(answer(loop, peer, call));
 }
 
 GVariantPointer replyIfThere(ReplyLoop& loop, const BusPeer& peer, const BusCall& call) {
-  return valueIfThere(std::move(answers(loop, peer, {call}).front()));
+  return valueIfThere(answer(loop, peer, call));
 }
 
 }  // namespace corvane

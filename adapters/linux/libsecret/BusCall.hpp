@@ -3,12 +3,11 @@
 #include "ReplyLoop.hpp"
 
 #include <string>
-#include <vector>
 
 namespace corvane {
 
-/// Who calls go to. The name is the unique one: should the service be replaced midway, calls fail rather than reach
-/// another one that knows nothing of what went before.
+/// Who calls go to. The name is the unique one: should the service be replaced midway, calls fail rather than
+/// reach another one that knows nothing of what went before.
 struct BusPeer {
   GDBusConnection* connection;
   std::string name;
@@ -28,9 +27,8 @@ struct BusAnswer {
   GErrorPointer error;
 };
 
-/// Makes D-Bus calls that do not depend on each other, all before the first answer, so that they cost one wait. The
-/// service gets them in this order.
-std::vector<BusAnswer> answers(ReplyLoop& loop, const BusPeer& peer, const std::vector<BusCall>& calls);
+/// Makes a D-Bus call and waits for its answer.
+BusAnswer answer(ReplyLoop& loop, const BusPeer& peer, const BusCall& call);
 
 /// The answer's value. Throws KeychainProblem if it is an error.
 GVariantPointer valueOf(BusAnswer answer);

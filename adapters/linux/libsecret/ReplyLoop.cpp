@@ -33,23 +33,14 @@ ReplyLoop::~ReplyLoop() {
 }
 
 ReplyLoop::Result ReplyLoop::await(const Begin& begin) {
-  return std::move(awaitAll({begin}).front());
-}
-
-std::vector<ReplyLoop::Result> ReplyLoop::awaitAll(const std::vector<Begin>& calls) {
   const GObjectPointer<GCancellable> cancellable(g_cancellable_new());
-  std::vector<Result> results(calls.size());
-  for (std::size_t i = 0; i < calls.size(); ++i) calls[i](cancellable.get(), keepResult, &results[i]);
-
-  const auto missing = [&results] {
-    return std::ranges::count_if(results, [](const Result& result) { return !result; });
-  };
-  for (auto before = missing(); before > 0; before = missing()) {
-    if (waitUntil([&] { return missing() < before; }, replyLimit_)) continue;
+  Result result;
+  begin(cancellable.get(), keepResult, &result);
+  if (!waitUntil([&result] { return result != nullptr; }, replyLimit_)) {
     g_cancellable_cancel(cancellable.get());
-    while (missing() > 0) g_main_context_iteration(context_, TRUE);
+    while (!result) g_main_context_iteration(context_, TRUE);
   }
-  return results;
+  return result;
 }
 
 bool ReplyLoop::waitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit) {

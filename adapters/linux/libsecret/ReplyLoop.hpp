@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <functional>
-#include <vector>
 
 namespace corvane {
 
@@ -43,9 +42,6 @@ class ReplyLoop {
   /// The result of a call, for its `…_finish`. One that is not there within the limit is cancelled, and `…_finish` then
   /// fails with `G_IO_ERROR_CANCELLED`.
   Result await(const Begin& begin);
-
-  /// The same for calls that go out together; the limit counts from the latest reply.
-  std::vector<Result> awaitAll(const std::vector<Begin>& calls);
 
   /// Handles events until `done()`, or until the limit is over; tells `done()`.
   bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit);

@@ -25,7 +25,6 @@ constexpr const char* sessionCollection = "/org/freedesktop/secrets/collection/s
 
 // Stands where there is no prompt (Secret Service API, "Prompts and Prompting").
 constexpr std::string_view noPrompt = "/";
-constexpr std::string_view noCollection = "/";
 
 // Without a builder, which reads a format for each of them.
 GVariant* textsOf(const ItemAttributes& attributes) {
@@ -65,15 +64,10 @@ BusCall propertyCall(const std::string& path, const char* interface, const char*
   return {path, "org.freedesktop.DBus.Properties", "Get", g_variant_new("(ss)", interface, property), "(v)"};
 }
 
-GVariantPointer property(const GVariantPointer& answer) {
+GVariantPointer propertyIn(const GVariantPointer& answer) {
   GVariant* value = nullptr;
   g_variant_get(answer.get(), "(v)", &value);
   return GVariantPointer(value);
-}
-
-bool isTrue(const GVariantPointer& answer) {
-  const auto value = property(answer);
-  return g_variant_is_of_type(value.get(), G_VARIANT_TYPE_BOOLEAN) && g_variant_get_boolean(value.get());
 }
 
 GVariant* onePath(const std::string& path) {
@@ -81,32 +75,8 @@ GVariant* onePath(const std::string& path) {
   return g_variant_new_objv(paths, 1);
 }
 
-BusCall defaultCollectionCall() {
-  return {servicePath, serviceInterface, "ReadAlias", g_variant_new("(s)", SECRET_COLLECTION_DEFAULT), "(o)"};
-}
-
 KeychainProblem noDefaultCollection() {
   return unreachable("The keyring service has no default keyring.");
-}
-
-std::string defaultCollectionIn(BusAnswer answer) {
-  const auto value = valueOf(std::move(answer));
-  const char* path = nullptr;
-  g_variant_get(value.get(), "(&o)", &path);
-  if (std::string_view(path) == noCollection || std::string_view(path) == sessionCollection)
-    throw noDefaultCollection();
-  return path;
-}
-
-BusCall searchCall(const std::string& collection, const ItemAttributes& attributes) {
-  return {collection, collectionInterface, "SearchItems", g_variant_new("(@a{ss})", textsOf(attributes)),
-          "(ao)"};
-}
-
-std::vector<std::string> pathsIn(const GVariantPointer& answer) {
-  char** paths = nullptr;
-  g_variant_get(answer.get(), "(^ao)", &paths);
-  return takeTexts(paths);
 }
 
 bool mentions(GVariant* paths, const std::string& path) {
@@ -211,15 +181,44 @@ void SecretServiceClient::open() {
   if (error) raise(error);
 }
 
-void SecretServiceClient::ensureSession() {
-  if (secret_service_get_session_dbus_path(service_.get())) return;
-  const auto result =
-      loop_.await([&](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
-        secret_service_ensure_session(service_.get(), cancellable, callback, data);
-      });
+template <class Begin, class Finish>
+auto SecretServiceClient::await(Begin begin, Finish finish) {
+  const auto result = loop_.await([&](GCancellable* cancellable, GAsyncReadyCallback callback,
+                                      gpointer data) { begin(service_.get(), cancellable, callback, data); });
   GError* error = nullptr;
-  secret_service_ensure_session_finish(service_.get(), result.get(), &error);
+  const auto value = finish(service_.get(), result.get(), &error);
   if (error) raise(error);
+  return value;
+}
+
+void SecretServiceClient::ensureSession() {
+  if (!secret_service_get_session_dbus_path(service_.get()))
+    await(secret_service_ensure_session, secret_service_ensure_session_finish);
+}
+
+std::string SecretServiceClient::defaultCollection() {
+  const auto begin = [](SecretService* service, GCancellable* cancellable, GAsyncReadyCallback callback,
+                        gpointer data) {
+    secret_service_read_alias_dbus_path(service, SECRET_COLLECTION_DEFAULT, cancellable, callback, data);
+  };
+  const GTextPointer path(await(begin, secret_service_read_alias_dbus_path_finish));
+  if (!path || std::string_view(path.get()) == sessionCollection) throw noDefaultCollection();
+  return path.get();
+}
+
+std::optional<bool> SecretServiceClient::isLocked(const std::string& path, const char* interface) {
+  const auto answer = replyIfThere(loop_, peer_, propertyCall(path, interface, "Locked"));
+  if (!answer) return std::nullopt;
+  const auto locked = propertyIn(answer);
+  return g_variant_is_of_type(locked.get(), G_VARIANT_TYPE_BOOLEAN) && g_variant_get_boolean(locked.get());
+}
+
+std::optional<ItemAttributes> SecretServiceClient::attributesOf(const std::string& item) {
+  auto shown = answer(loop_, peer_, propertyCall(item, itemInterface, "Attributes"));
+  if (shown.error && tellsOfMissingProperty(*shown.error)) return std::nullopt;
+  const auto value = valueIfThere(std::move(shown));
+  if (!value) return std::nullopt;
+  return attributesIn(propertyIn(value).get());
 }
 
 GVariantPointer SecretServiceClient::answerOf(const char* prompt) {
@@ -240,56 +239,31 @@ void SecretServiceClient::unlock(const std::string& path) {
   if (!mentions(done.get(), path)) throw stillLocked();
 }
 
-std::vector<BusAnswer> SecretServiceClient::look(const ItemAttributes& attributes) {
-  return answers(loop_, peer_,
-                 {defaultCollectionCall(), propertyCall(collection_, collectionInterface, "Locked"),
-                  searchCall(collection_, attributes)});
-}
-
-std::vector<std::string> SecretServiceClient::pathsWith(const ItemAttributes& attributes) {
-  if (collection_.empty())
-    collection_ = defaultCollectionIn(std::move(answers(loop_, peer_, {defaultCollectionCall()}).front()));
-  auto found = look(attributes);
-  if (auto latest = defaultCollectionIn(std::move(found[0])); latest != collection_) {
-    collection_ = std::move(latest);
-    found = look(attributes);
-  }
-  const auto locked = valueIfThere(std::move(found[1]));
+std::vector<FoundItem> SecretServiceClient::search(const ItemAttributes& attributes) {
+  collection_ = defaultCollection();
+  const auto locked = isLocked(collection_, collectionInterface);
   if (!locked)
     throw noDefaultCollection();  // a fresh account's default is the name of one that was never made
-  if (!isTrue(locked)) return pathsIn(valueOf(std::move(found[2])));
-  unlock(collection_);
-  return pathsIn(reply(loop_, peer_, searchCall(collection_, attributes)));
-}
-
-std::vector<FoundItem> SecretServiceClient::search(const ItemAttributes& attributes, Wanted wanted) {
-  const auto paths = pathsWith(attributes);
-  if (paths.empty()) return {};
-  const bool takesSecret = wanted == Wanted::secretToo && paths.size() == 1;
-  if (takesSecret) ensureSession();
-  std::vector<BusCall> calls;
-  for (const auto& path : paths) calls.push_back(propertyCall(path, itemInterface, "Attributes"));
-  if (takesSecret) calls.push_back(secretCall(paths.front()));
-  auto found = answers(loop_, peer_, calls);
+  if (*locked) unlock(collection_);
+  const auto found = reply(loop_, peer_,
+                           {collection_, collectionInterface, "SearchItems",
+                            g_variant_new("(@a{ss})", textsOf(attributes)), "(ao)"});
+  char** paths = nullptr;
+  g_variant_get(found.get(), "(^ao)", &paths);
   std::vector<FoundItem> items;
-  for (std::size_t i = 0; i < paths.size(); ++i) {
-    if (found[i].error && tellsOfMissingProperty(*found[i].error)) continue;  // shows nothing of itself
-    if (const auto texts = valueIfThere(std::move(found[i])))
-      items.push_back({paths[i], attributesIn(property(texts).get()), std::nullopt});
-  }
-  if (takesSecret && !items.empty()) items.front().secret = secretIn(found.back());
+  for (const auto& path : takeTexts(paths))
+    if (auto shown = attributesOf(path)) items.push_back({path, std::move(*shown)});
   return items;
 }
 
-BusCall SecretServiceClient::secretCall(const std::string& path) {
+std::optional<Data> SecretServiceClient::givenSecret(const std::string& item) {
+  ensureSession();
   const char* const session = secret_service_get_session_dbus_path(service_.get());
-  return {servicePath, serviceInterface, "GetSecrets", g_variant_new("(@aoo)", onePath(path), session),
-          "(a{o(oayays)})"};
-}
-
-std::optional<Data> SecretServiceClient::secretIn(const BusAnswer& answer) {
-  if (!answer.value) return std::nullopt;
-  const GVariantPointer secrets(g_variant_get_child_value(answer.value.get(), 0));
+  const auto answer = replyIfThere(loop_, peer_,
+                                   {servicePath, serviceInterface, "GetSecrets",
+                                    g_variant_new("(@aoo)", onePath(item), session), "(a{o(oayays)})"});
+  if (!answer) return std::nullopt;
+  const GVariantPointer secrets(g_variant_get_child_value(answer.get(), 0));
   if (g_variant_n_children(secrets.get()) == 0) return std::nullopt;
   const GVariantPointer entry(g_variant_get_child_value(secrets.get(), 0));
   const GVariantPointer encrypted(g_variant_get_child_value(entry.get(), 1));
@@ -300,28 +274,14 @@ std::optional<Data> SecretServiceClient::secretIn(const BusAnswer& answer) {
   return Data(bytes, bytes + size);
 }
 
-std::optional<bool> SecretServiceClient::isLocked(const std::string& item) {
-  const auto answer = replyIfThere(loop_, peer_, propertyCall(item, itemInterface, "Locked"));
-  if (!answer) return std::nullopt;
-  return isTrue(answer);
-}
-
 std::optional<Data> SecretServiceClient::secret(const FoundItem& item) {
-  if (item.secret) return item.secret;
-  ensureSession();
-  const auto ask = [&] {
-    auto answer = std::move(answers(loop_, peer_, {secretCall(item.path)}).front());
-    auto secret = secretIn(answer);
-    if (!secret) valueIfThere(std::move(answer));  // for its error
-    return secret;
-  };
-  if (auto secret = ask()) return secret;
+  if (auto secret = givenSecret(item.path)) return secret;
   // Locked and missing items are left out of the answer.
-  auto locked = isLocked(item.path);
+  auto locked = isLocked(item.path, itemInterface);
   if (locked == true) {
     unlock(item.path);
-    if (auto secret = ask()) return secret;
-    locked = isLocked(item.path);
+    if (auto secret = givenSecret(item.path)) return secret;
+    locked = isLocked(item.path, itemInterface);
   }
   if (!locked) return std::nullopt;
   if (*locked) throw stillLocked();
@@ -331,13 +291,12 @@ std::optional<Data> SecretServiceClient::secret(const FoundItem& item) {
 
 BusAnswer SecretServiceClient::write(const BusCall& call) {
   const bool before = std::exchange(isCommitted_, true);
-  auto answer = std::move(answers(loop_, peer_, {call}).front());
-  if (answer.error && tellsOfStranger(*answer.error))
-    isCommitted_ = before;
-  return answer;
+  auto written = answer(loop_, peer_, call);
+  if (written.error && tellsOfStranger(*written.error)) isCommitted_ = before;
+  return written;
 }
 
-BusAnswer SecretServiceClient::writeItem(const std::string& collection, const NewItem& item) {
+void SecretServiceClient::create(const NewItem& item) {
   ensureSession();
   const SecretValuePointer value(secret_value_new(reinterpret_cast<const char*>(item.secret.data()),
                                                   static_cast<gssize>(item.secret.size()),
@@ -345,31 +304,25 @@ BusAnswer SecretServiceClient::writeItem(const std::string& collection, const Ne
   const GVariantPointer encrypted(
       g_variant_ref_sink(secret_service_encode_dbus_secret(service_.get(), value.get())));
   constexpr gboolean replace = FALSE;
-  return write({collection, collectionInterface, "CreateItem",
-                g_variant_new("(@a{sv}@(oayays)b)", itemProperties(item.label, item.attributes),
-                              encrypted.get(), replace),
-                "(oo)"});
-}
-
-void SecretServiceClient::finishCreation(BusAnswer answer) {
-  const auto value = valueOf(std::move(answer));
+  const auto created =
+      valueOf(write({collection_, collectionInterface, "CreateItem",
+                     g_variant_new("(@a{sv}@(oayays)b)", itemProperties(item.label, item.attributes),
+                                   encrypted.get(), replace),
+                     "(oo)"}));
   const char* prompt = nullptr;
-  g_variant_get(value.get(), "(o&o)", nullptr, &prompt);
+  g_variant_get(created.get(), "(o&o)", nullptr, &prompt);
   answerOf(prompt);
 }
 
-void SecretServiceClient::create(const NewItem& item) {
-  finishCreation(writeItem(collection_, item));
-}
-
 bool SecretServiceClient::remove(const FoundItem& item) {
-  const auto answer = valueIfThere(write({item.path, itemInterface, "Delete", nullptr, "(o)"}));
-  if (!answer) {
-    if (isLocked(item.path)) throw unreachable("The keyring service does not remove an item that is there.");
+  const auto removed = valueIfThere(write({item.path, itemInterface, "Delete", nullptr, "(o)"}));
+  if (!removed) {
+    if (isLocked(item.path, itemInterface))
+      throw unreachable("The keyring service does not remove an item that is there.");
     return false;
   }
   const char* prompt = nullptr;
-  g_variant_get(answer.get(), "(&o)", &prompt);
+  g_variant_get(removed.get(), "(&o)", &prompt);
   answerOf(prompt);
   return true;
 }

@@ -19,7 +19,6 @@ namespace corvane {
 struct FoundItem {
   std::string path;
   ItemAttributes attributes;
-  std::optional<Data> secret;  // when it came along
 };
 
 /// An item to be made.
@@ -32,8 +31,8 @@ struct NewItem {
 /// A conversation with the Secret Service, over a connection of its own. When it ends the service forgets its session and
 /// takes its prompts back.
 ///
-/// Each step sends the calls that do not need each other's answers together. libsecret agrees on the session and encrypts
-/// and decrypts; the calls are made by hand, because they go out together or may bring a prompt up (Prompt.cpp).
+/// libsecret agrees on the session, encrypts and decrypts. Most calls are made by hand: libsecret waits for the service
+/// and for the user alike, and does not tell a forgotten session from any other error.
 ///
 /// Threads: any, one after the other, each in a turn of `loop()`. Everything throws KeychainProblem; ConversationLost says
 /// that a new conversation may do better.
@@ -51,12 +50,9 @@ class SecretServiceClient {
   /// Whether the call may have changed something, or has shown a prompt, so that it must not be made again.
   bool isCommitted() const { return isCommitted_; }
 
-  enum class Wanted { attributes, secretToo };
-
   /// The default collection's items that have all these attributes, in no order. The user is asked to unlock the
   /// collection if need be: a locked one may show its items only in part, so that nothing found in it would mean nothing.
-  /// A secret comes along, when wanted, of an item that is alone.
-  std::vector<FoundItem> search(const ItemAttributes& attributes, Wanted wanted);
+  std::vector<FoundItem> search(const ItemAttributes& attributes);
 
   /// The item's secret; the user is asked to unlock the item if need be. Nothing when the item is gone.
   std::optional<Data> secret(const FoundItem& item);
@@ -71,18 +67,19 @@ class SecretServiceClient {
   void connect();
   void findService();
   void open();
+  /// Runs one of libsecret's asynchronous functions to its end.
+  template <class Begin, class Finish>
+  auto await(Begin begin, Finish finish);
   void ensureSession();
-  /// Which collection is the default one, whether the known one is locked, and what it has.
-  std::vector<BusAnswer> look(const ItemAttributes& attributes);
-  std::vector<std::string> pathsWith(const ItemAttributes& attributes);
+  std::string defaultCollection();
+  /// Whether an item or a collection is locked, or nothing when it is gone.
+  std::optional<bool> isLocked(const std::string& path, const char* interface);
+  /// Nothing when the item is gone or shows nothing of itself.
+  std::optional<ItemAttributes> attributesOf(const std::string& item);
   void unlock(const std::string& path);
-  BusCall secretCall(const std::string& path);
-  std::optional<Data> secretIn(const BusAnswer& answer);
-  /// Whether the item is locked, or nothing when it is gone.
-  std::optional<bool> isLocked(const std::string& item);
+  /// Nothing when the service leaves the item out of its answer.
+  std::optional<Data> givenSecret(const std::string& item);
   BusAnswer write(const BusCall& call);
-  BusAnswer writeItem(const std::string& collection, const NewItem& item);
-  void finishCreation(BusAnswer answer);
   /// Shows the prompt that a call ended with, if it is one.
   GVariantPointer answerOf(const char* prompt);
 
@@ -92,7 +89,7 @@ class SecretServiceClient {
   GObjectPointer<GDBusConnection> connection_;
   BusPeer peer_{};
   GObjectPointer<SecretService> service_;
-  std::string collection_;  // the default one's path, when last heard
+  std::string collection_;  // the one that was searched
   bool isCommitted_ = false;
 };
 

@@ -14,8 +14,6 @@
 namespace corvane {
 namespace {
 
-using Wanted = SecretServiceClient::Wanted;
-
 struct Match {
   FoundItem found;
   KeychainItem item;
@@ -34,9 +32,9 @@ std::string addedAt(const FoundItem& found) {
 }
 
 // All items that match, in the order in which they were added.
-std::vector<Match> matches(SecretServiceClient& client, const KeychainQuery& query, Wanted wanted) {
+std::vector<Match> matches(SecretServiceClient& client, const KeychainQuery& query) {
   std::vector<Match> result;
-  for (auto& found : client.search(searchAttributes(query), wanted))
+  for (auto& found : client.search(searchAttributes(query)))
     if (auto item = itemWith(found.attributes); item && query.matches(*item))
       result.push_back({std::move(found), std::move(*item)});
   std::ranges::stable_sort(result, {}, [](const Match& match) { return addedAt(match.found); });
@@ -71,7 +69,7 @@ KeychainQuery queryForIdentity(const KeychainItem& item) {
 }
 
 bool contains(SecretServiceClient& client, const KeychainItem& item) {
-  return std::ranges::any_of(matches(client, queryForIdentity(item), Wanted::attributes),
+  return std::ranges::any_of(matches(client, queryForIdentity(item)),
                              [&](const Match& match) { return areTheSame(match.item, item); });
 }
 
@@ -155,8 +153,7 @@ OSStatus SecretServiceKeychain::SecItemCopyMatching(const KeychainDictionary& di
   return perform([&](auto inTurn) {
     const auto query = KeychainQuery::forLookup(dictionary);
     return inTurn([&](SecretServiceClient& client) -> OSStatus {
-      const auto found =
-          distinct(matches(client, query, query.returnsData ? Wanted::secretToo : Wanted::attributes));
+      const auto found = distinct(matches(client, query));
       if (found.empty()) return errSecItemNotFound;
       std::optional<Data> secret = Data();
       if (query.returnsData) secret = client.secret(found.front().found);
@@ -184,8 +181,7 @@ OSStatus SecretServiceKeychain::SecItemDelete(const KeychainDictionary& dictiona
     const auto query = KeychainQuery::forDeletion(dictionary);
     return inTurn([&](SecretServiceClient& client) -> OSStatus {
       bool removed = false;
-      for (const auto& match : matches(client, query, Wanted::attributes))
-        removed |= client.remove(match.found);
+      for (const auto& match : matches(client, query)) removed |= client.remove(match.found);
       return removed ? errSecSuccess : errSecItemNotFound;
     });
   });
