@@ -11,7 +11,8 @@ run_packages=(g++ cmake ninja-build ccache pkg-config ca-certificates
   libcurl4-openssl-dev libsimdjson-dev libdeflate-dev nlohmann-json3-dev libsqlite3-dev libsodium-dev libsecret-1-dev
   libglib2.0-dev libutf8proc-dev libboost-dev libspdlog-dev libcli11-dev libssl-dev zlib1g-dev)
 test_packages=("${run_packages[@]}" libgtest-dev libgmock-dev
-  dbus gnome-keyring libsecret-tools python3-dbus python3-gi gir1.2-gcr-3 chromium chromium-driver)
+  dbus gnome-keyring libsecret-tools python3-dbus python3-gi gir1.2-gcr-3 chromium chromium-driver
+  keepassxc libkf5wallet-bin libqca-qt5-2-plugins xvfb xdotool)
 bench_packages=("${run_packages[@]}" python3 util-linux valgrind libbenchmark-dev)
 
 say() { printf '\n\033[1m== %s\033[0m\n' "$*"; }

@@ -259,24 +259,26 @@ std::vector<FoundItem> SecretServiceClient::search(const ItemAttributes& attribu
 std::optional<Data> SecretServiceClient::givenSecret(const std::string& item) {
   ensureSession();
   const char* const session = secret_service_get_session_dbus_path(service_.get());
-  const auto answer = replyIfThere(loop_, peer_,
-                                   {servicePath, serviceInterface, "GetSecrets",
-                                    g_variant_new("(@aoo)", onePath(item), session), "(a{o(oayays)})"});
-  if (!answer) return std::nullopt;
-  const GVariantPointer secrets(g_variant_get_child_value(answer.get(), 0));
+  auto given = answer(loop_, peer_,
+                      {servicePath, serviceInterface, "GetSecrets",
+                       g_variant_new("(@aoo)", onePath(item), session), "(a{o(oayays)})"});
+  if (given.error && tellsOfLock(*given.error)) return std::nullopt;
+  const auto value = valueIfThere(std::move(given));
+  if (!value) return std::nullopt;
+  const GVariantPointer secrets(g_variant_get_child_value(value.get(), 0));
   if (g_variant_n_children(secrets.get()) == 0) return std::nullopt;
   const GVariantPointer entry(g_variant_get_child_value(secrets.get(), 0));
   const GVariantPointer encrypted(g_variant_get_child_value(entry.get(), 1));
-  const SecretValuePointer value(secret_service_decode_dbus_secret(service_.get(), encrypted.get()));
-  if (!value) return std::nullopt;
+  const SecretValuePointer secret(secret_service_decode_dbus_secret(service_.get(), encrypted.get()));
+  if (!secret) return std::nullopt;
   gsize size = 0;
-  const auto* bytes = reinterpret_cast<const std::byte*>(secret_value_get(value.get(), &size));
+  const auto* bytes = reinterpret_cast<const std::byte*>(secret_value_get(secret.get(), &size));
   return Data(bytes, bytes + size);
 }
 
 std::optional<Data> SecretServiceClient::secret(const FoundItem& item) {
   if (auto secret = givenSecret(item.path)) return secret;
-  // Locked and missing items are left out of the answer.
+  // Of a locked item some services tell that it is locked; others leave it out, as if it were missing.
   auto locked = isLocked(item.path, itemInterface);
   if (locked == true) {
     unlock(item.path);
@@ -292,7 +294,8 @@ std::optional<Data> SecretServiceClient::secret(const FoundItem& item) {
 BusAnswer SecretServiceClient::write(const BusCall& call) {
   const bool before = std::exchange(isCommitted_, true);
   auto written = answer(loop_, peer_, call);
-  if (written.error && tellsOfStranger(*written.error)) isCommitted_ = before;
+  if (written.error && (tellsOfStranger(*written.error) || tellsOfLock(*written.error)))
+    isCommitted_ = before;
   return written;
 }
 
@@ -315,7 +318,13 @@ void SecretServiceClient::create(const NewItem& item) {
 }
 
 bool SecretServiceClient::remove(const FoundItem& item) {
-  const auto removed = valueIfThere(write({item.path, itemInterface, "Delete", nullptr, "(o)"}));
+  const auto removal = [&] { return write({item.path, itemInterface, "Delete", nullptr, "(o)"}); };
+  auto answered = removal();
+  if (answered.error && tellsOfLock(*answered.error)) {
+    unlock(item.path);
+    answered = removal();
+  }
+  const auto removed = valueIfThere(std::move(answered));
   if (!removed) {
     if (isLocked(item.path, itemInterface))
       throw unreachable("The keyring service does not remove an item that is there.");

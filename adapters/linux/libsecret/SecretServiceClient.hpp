@@ -60,7 +60,7 @@ class SecretServiceClient {
   /// Makes an item in the collection that was searched.
   void create(const NewItem& item);
 
-  /// False when the item is gone already.
+  /// False when the item is gone already. The user is asked to unlock the item if need be.
   bool remove(const FoundItem& item);
 
  private:
@@ -77,7 +77,7 @@ class SecretServiceClient {
   /// Nothing when the item is gone or shows nothing of itself.
   std::optional<ItemAttributes> attributesOf(const std::string& item);
   void unlock(const std::string& path);
-  /// Nothing when the service leaves the item out of its answer.
+  /// Nothing when the item is locked or gone, or its secret cannot be decrypted.
   std::optional<Data> givenSecret(const std::string& item);
   BusAnswer write(const BusCall& call);
   /// Shows the prompt that a call ended with, if it is one.

@@ -119,6 +119,35 @@ TEST_F(Prompts, ADismissedOneForCreatingOrDeletingIsTold) {
   EXPECT_EQ(read(keychain(), "ada"), errSecSuccess);
 }
 
+// As KeePassXC asks its user before a program sees an item.
+TEST_F(Prompts, LockedItemInAnOpenKeyringIsUnlockedAndRead) {
+  start("--ask-items");
+  ASSERT_EQ(add(keychain(), "ada"), errSecSuccess);
+  std::string secret;
+  EXPECT_EQ(read(keychain(), "ada", &secret), errSecSuccess);
+  EXPECT_EQ(secret, "secret");
+  EXPECT_EQ(calls("Prompt"), 1);
+  EXPECT_EQ(read(keychain(), "ada"), errSecSuccess);
+  EXPECT_EQ(calls("Prompt"), 1);
+  EXPECT_THAT(problems, IsEmpty());
+}
+
+TEST_F(Prompts, LockedItemInAnOpenKeyringIsUnlockedAndRemoved) {
+  start("--ask-items");
+  ASSERT_EQ(add(keychain(), "ada"), errSecSuccess);
+  EXPECT_EQ(remove(keychain(), "ada"), errSecSuccess);
+  EXPECT_EQ(calls("Prompt"), 1);
+  EXPECT_EQ(read(keychain(), "ada"), errSecItemNotFound);
+}
+
+TEST_F(Prompts, LockedItemIsNeitherReadNorRemovedAgainstItsUsersWill) {
+  start("--ask-items --prompt dismiss");
+  ASSERT_EQ(add(keychain(), "ada"), errSecSuccess);
+  EXPECT_EQ(read(keychain(), "ada"), errSecUserCanceled);
+  EXPECT_EQ(remove(keychain(), "ada"), errSecUserCanceled);
+  EXPECT_EQ(calls("Prompt"), 2);
+}
+
 TEST_F(Prompts, CallsThatWaitedMeanwhileShareTheAnswerAndBringUpNoSecondOne) {
   startLocked("--prompt wait");
   auto& shared = keychain({.prompt = std::chrono::seconds(2)});
