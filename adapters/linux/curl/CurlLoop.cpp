@@ -14,8 +14,6 @@ namespace {
 /// Further requests of a client wait for one of these to end: a thousand at once must not use up the
 /// descriptors.
 constexpr unsigned maxRunningPerClient = 64;
-/// Handles that are kept for further requests; 6 KiB each.
-constexpr std::size_t mostRested = 4;
 constexpr std::chrono::milliseconds untilWoken = std::chrono::hours(1);
 
 /// How long the client that has been idle the longest, of that many, may keep its connections.
@@ -35,12 +33,11 @@ CurlLoop::CurlLoop(TransferSettings settings, std::string extraCAFile, std::shar
       pool_(std::move(pool)),
       multi_(curl_multi_init()) {
   if (!multi_) throw std::system_error(ENOMEM, std::generic_category());
-  rested_.reserve(mostRested);
   curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, long{maxRunningPerClient});
 }
 
 CurlLoop::~CurlLoop() {
-  for (auto each = transfers_.begin(); each != transfers_.end();) each = drop(each);
+  for (auto each = transfers_.begin(); each != transfers_.end();) each = end(each);
   pools_.clear();
 }
 
@@ -79,7 +76,7 @@ void CurlLoop::admit(ExchangeQueue requests) noexcept {
 
 void CurlLoop::sweep() noexcept {
   for (auto each = transfers_.begin(); each != transfers_.end();)
-    each = each->second->exchange()->isCancelled() ? drop(each) : std::next(each);
+    each = each->second->exchange()->isCancelled() ? end(each) : std::next(each);
 
   for (auto each = pools_.begin(); each != pools_.end();) {
     Pool& pool = each->second;
@@ -113,9 +110,9 @@ void CurlLoop::start(Pool& pool, std::shared_ptr<Exchange> exchange) noexcept {
         return answer(std::move(exchange));
       }
     }
-    auto transfer = takeRested();
-    transfer.mapped()->begin(exchange, pool.share, authorities_ ? &*authorities_ : nullptr);
-    const auto added = transfers_.insert(std::move(transfer)).position;
+    auto transfer = std::make_unique<CurlTransfer>(settings_, exchange, pool.share,
+                                                   authorities_ ? &*authorities_ : nullptr);
+    const auto added = transfers_.emplace(transfer->handle(), std::move(transfer)).first;
     if (curl_multi_add_handle(multi_.get(), added->first) != CURLM_OK) {
       transfers_.erase(added);
       throw std::bad_alloc();
@@ -146,44 +143,18 @@ void CurlLoop::collectFinished() noexcept {
     } catch (const std::bad_alloc&) {
       // No outcome means just that.
     }
-    auto ended = end(transfer);
-    if (ended.mapped()->canServeAgain(code)) rest(std::move(ended));
+    end(transfer);
     answer(std::move(exchange));
   }
 }
 
-CurlLoop::Transfers::node_type CurlLoop::end(Transfers::iterator transfer) noexcept {
+CurlLoop::Transfers::iterator CurlLoop::end(Transfers::iterator transfer) noexcept {
   const auto& exchange = transfer->second->exchange();
   curl_multi_remove_handle(multi_.get(), transfer->first);
   exchange->forgetRequest();
   auto& pool = pools_.find(exchange->client().get())->second;
   --pool.running;
-  return transfers_.extract(transfer);
-}
-
-CurlLoop::Transfers::iterator CurlLoop::drop(Transfers::iterator transfer) noexcept {
-  const auto next = std::next(transfer);
-  end(transfer);
-  return next;
-}
-
-CurlLoop::Transfers::node_type CurlLoop::takeRested() {
-  if (rested_.empty()) {
-    auto transfer = std::make_unique<CurlTransfer>(settings_);
-    Transfers fresh;
-    return fresh.extract(fresh.emplace(transfer->handle(), std::move(transfer)).first);
-  }
-  auto transfer = std::move(rested_.back());
-  rested_.pop_back();
-  return transfer;
-}
-
-/// Keeps a handle for another request.
-void CurlLoop::rest(Transfers::node_type transfer) noexcept {
-  if (rested_.size() == mostRested) return;
-  transfer.mapped()->rest();
-  rested_.push_back(std::move(transfer));
-  restedSince_ = std::chrono::steady_clock::now();
+  return transfers_.erase(transfer);
 }
 
 void CurlLoop::answer(std::shared_ptr<Exchange> exchange) noexcept {
@@ -230,7 +201,6 @@ std::chrono::milliseconds CurlLoop::closeIdle() noexcept {
     if (!idle.longest || !isOver(idle.since, limit)) break;
     idle.longest->share.reset();
   }
-  if (!rested_.empty() && isOver(restedSince_, mayIdle(settings_.limits, 0))) rested_.clear();
   return sleep;
 }
 

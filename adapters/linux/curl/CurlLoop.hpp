@@ -13,7 +13,6 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
-#include <vector>
 
 namespace corvane {
 
@@ -52,7 +51,7 @@ class CurlLoop {
   bool handOver() noexcept;
 
   /// Closes the connections of clients that have long had nothing to send and nothing to take: libcurl would not use
-  /// them again, but close them only with the next request. Handles that have rested for long go too. Gives the time
+  /// them again, but close them only with the next request. Gives the time
   /// until there may be more of them.
   std::chrono::milliseconds closeIdle() noexcept;
 
@@ -88,10 +87,7 @@ class CurlLoop {
   void collectFinished() noexcept;
   Idle longestIdle() noexcept;
 
-  Transfers::node_type end(Transfers::iterator transfer) noexcept;
-  Transfers::iterator drop(Transfers::iterator transfer) noexcept;
-  Transfers::node_type takeRested();
-  void rest(Transfers::node_type transfer) noexcept;
+  Transfers::iterator end(Transfers::iterator transfer) noexcept;
   void answer(std::shared_ptr<Exchange> exchange) noexcept;
 
   const TransferSettings settings_;
@@ -101,8 +97,6 @@ class CurlLoop {
   std::unique_ptr<CURLM, MultiDeleter> multi_;
   std::unordered_map<const ClientState*, Pool> pools_;
   Transfers transfers_;
-  std::vector<Transfers::node_type> rested_;  // have brought an answer and wait for their next exchange
-  std::chrono::steady_clock::time_point restedSince_;
   ExchangeQueue answered_;
 };
 

@@ -35,35 +35,25 @@ std::string_view trimmed(std::string_view text) {
 
 }  // namespace
 
-CurlTransfer::CurlTransfer(const TransferSettings& settings)
-    : limits_(settings.limits), handle_(curl_easy_init()) {
+CurlTransfer::CurlTransfer(const TransferSettings& settings, std::shared_ptr<Exchange> exchange,
+                           std::shared_ptr<CurlShare> share, const Authorities* authorities)
+    : limits_(settings.limits),
+      exchange_(std::move(exchange)),
+      share_(std::move(share)),
+      handle_(curl_easy_init()) {
   if (!handle_) throw std::bad_alloc();
-  set(CURLOPT_NOSIGNAL, 1L);
-  set(CURLOPT_ERRORBUFFER, libraryText_.data());
-  // A look-up that nobody waits for any more is left to its thread; otherwise removing the handle would wait
-  // for it.
-  set(CURLOPT_QUICK_EXIT, 1L);
-  set(CURLOPT_OPENSOCKETFUNCTION, &CurlTransfer::openSocket);
-  set(CURLOPT_OPENSOCKETDATA, static_cast<void*>(this));
-  set(CURLOPT_PREREQFUNCTION, &CurlTransfer::onAttempt);
-  set(CURLOPT_PREREQDATA, static_cast<void*>(this));
-  set(CURLOPT_TCP_KEEPALIVE, 1L);
-  set(CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
-  set(CURLOPT_HEADERDATA, static_cast<void*>(this));
-  set(CURLOPT_WRITEFUNCTION, &CurlTransfer::onBody);
-  set(CURLOPT_WRITEDATA, static_cast<void*>(this));
-  // Both are made, and wiped, for each request: the one for sending, over TLS only, has the least size that there may
-  // be, the other holds most small answers.
-  set(CURLOPT_UPLOAD_BUFFERSIZE, 16L * 1024);
-  set(CURLOPT_BUFFERSIZE, 4L * 1024);
+  set(CURLOPT_SHARE, share_->handle());
   set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
   set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+  set(CURLOPT_TCP_KEEPALIVE, 1L);
   if (!settings.userAgent.empty()) set(CURLOPT_USERAGENT, settings.userAgent.c_str());
+  setCallbacks();
   setSecurity();
   setLimits();
+  setTarget(authorities);
+  setMethod();
+  setHeaders();
 }
-
-CurlTransfer::~CurlTransfer() = default;
 
 // Every option that is set here exists in the library that the build asked for, so only memory can fail it.
 template <class Value>
@@ -71,40 +61,18 @@ void CurlTransfer::set(CURLoption option, Value value) {
   if (curl_easy_setopt(handle_.get(), option, value) != CURLE_OK) throw std::bad_alloc();
 }
 
-void CurlTransfer::begin(std::shared_ptr<Exchange> exchange, std::shared_ptr<CurlShare> share,
-                         const Authorities* authorities) {
-  exchange_ = std::move(exchange);
-  share_ = std::move(share);
-  set(CURLOPT_SHARE, share_->handle());
-  setTarget(authorities);
-  setMethod();
-  setHeaders();
-}
-
-bool CurlTransfer::canServeAgain(CURLcode code) const noexcept {
-  long systemError = 0;
-  curl_easy_getinfo(handle(), CURLINFO_OS_ERRNO, &systemError);
-  return code == CURLE_OK && attempts_ == 1 && systemError == 0;
-}
-
-void CurlTransfer::rest() noexcept {
-  CURL* const handle = handle_.get();
-  curl_easy_setopt(handle, CURLOPT_SHARE, nullptr);
-  curl_easy_setopt(handle, CURLOPT_CURLU, nullptr);
-  curl_easy_setopt(handle, CURLOPT_URL, nullptr);
-  curl_easy_setopt(handle, CURLOPT_REQUEST_TARGET, nullptr);
-  curl_easy_setopt(handle, CURLOPT_POSTFIELDS, nullptr);
-  curl_easy_setopt(handle, CURLOPT_HTTPHEADER, nullptr);
-  headers_.clear();
-  libraryText_.front() = '\0';
-  response_ = {};
-  socketError_ = 0;
-  attempts_ = 0;
-  headerBytes_ = 0;
-  inBody_ = false;
-  stopped_ = Stopped::no;
-  share_.reset();
-  exchange_.reset();
+void CurlTransfer::setCallbacks() {
+  set(CURLOPT_NOSIGNAL, 1L);
+  set(CURLOPT_ERRORBUFFER, libraryText_.data());
+  // A look-up that nobody waits for any more is left to its thread; otherwise removing the handle would wait
+  // for it.
+  set(CURLOPT_QUICK_EXIT, 1L);
+  set(CURLOPT_OPENSOCKETFUNCTION, &CurlTransfer::openSocket);
+  set(CURLOPT_OPENSOCKETDATA, static_cast<void*>(this));
+  set(CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
+  set(CURLOPT_HEADERDATA, static_cast<void*>(this));
+  set(CURLOPT_WRITEFUNCTION, &CurlTransfer::onBody);
+  set(CURLOPT_WRITEDATA, static_cast<void*>(this));
 }
 
 void CurlTransfer::setSecurity() {
@@ -179,11 +147,6 @@ curl_socket_t CurlTransfer::openSocket(void* self, curlsocktype, curl_sockaddr* 
   const int opened = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
   if (opened < 0) static_cast<CurlTransfer*>(self)->socketError_ = errno;  // libcurl does not keep it
   return opened;
-}
-
-int CurlTransfer::onAttempt(void* self, char*, char*, int, int) noexcept {
-  ++static_cast<CurlTransfer*>(self)->attempts_;
-  return CURL_PREREQFUNC_OK;
 }
 
 std::size_t CurlTransfer::onHeader(char* data, std::size_t size, std::size_t count, void* self) noexcept {

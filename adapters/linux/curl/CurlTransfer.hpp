@@ -21,28 +21,14 @@ struct TransferSettings {
   std::string userAgent;
 };
 
-/// One exchange after another on one libcurl handle; the loop's.
-///
-/// Making and configuring a handle takes a third of what libcurl needs for a small request, so a handle that brought
-/// its answer serves further ones. What never changes is set once; whatever belongs to a request is set for each of
-/// them, to its default too, and forgotten when the handle comes to rest.
+/// One exchange on a libcurl handle of its own; the loop's.
 class CurlTransfer {
  public:
-  /// At rest. Throws std::bad_alloc.
-  explicit CurlTransfer(const TransferSettings& settings);
-  ~CurlTransfer();
+  /// Ready to be given to libcurl. Throws std::bad_alloc.
+  CurlTransfer(const TransferSettings& settings, std::shared_ptr<Exchange> exchange,
+               std::shared_ptr<CurlShare> share, const Authorities* authorities);
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
-
-  /// Takes an exchange on; the handle can be given to libcurl. One that throws std::bad_alloc is of no further use.
-  void begin(std::shared_ptr<Exchange> exchange, std::shared_ptr<CurlShare> share,
-             const Authorities* authorities);
-  /// Whether the handle, now that it is done with an exchange, can take another one on. It cannot when libcurl had to
-  /// repeat the request: it allows so many repeats for the whole life of a handle. Nor when an address failed before
-  /// another one worked: the handle would tell that error again for a later request.
-  bool canServeAgain(CURLcode code) const noexcept;
-  /// Forgets the exchange, and everything of it, once libcurl no longer has the handle.
-  void rest() noexcept;
 
   CURL* handle() const { return handle_.get(); }
   const std::shared_ptr<Exchange>& exchange() const { return exchange_; }
@@ -58,6 +44,7 @@ class CurlTransfer {
   };
   template <class Value>
   void set(CURLoption option, Value value);
+  void setCallbacks();
   void setSecurity();
   void setLimits();
   void setTarget(const Authorities* authorities);
@@ -65,8 +52,6 @@ class CurlTransfer {
   void setHeaders();
 
   static curl_socket_t openSocket(void* self, curlsocktype purpose, curl_sockaddr* address) noexcept;
-  static int onAttempt(void* self, char* serverAddress, char* ownAddress, int serverPort,
-                       int ownPort) noexcept;
   static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self) noexcept;
   static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self) noexcept;
   bool acceptHeader(std::string_view line);
@@ -75,15 +60,14 @@ class CurlTransfer {
   NSError failure(CURLcode code) const;
 
   const HTTPLimits limits_;
-  std::shared_ptr<Exchange> exchange_;
-  std::shared_ptr<CurlShare> share_;  // before the handle, which must let go of it first
+  const std::shared_ptr<Exchange> exchange_;
+  const std::shared_ptr<CurlShare> share_;  // before the handle, which must let go of it first
   HeaderLines headers_;
   std::array<char, CURL_ERROR_SIZE> libraryText_{};
   std::unique_ptr<CURL, HandleDeleter> handle_;
 
   HTTPResponse response_;
   int socketError_ = 0;
-  int attempts_ = 0;
   std::size_t headerBytes_ = 0;
   bool inBody_ = false;
   Stopped stopped_ = Stopped::no;

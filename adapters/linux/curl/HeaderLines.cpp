@@ -1,11 +1,6 @@
 #include "HeaderLines.hpp"
 
 namespace corvane {
-namespace {
-
-constexpr std::size_t mostKept = 4096;  // bytes; a bearer has some 200, the other lines are short
-
-}  // namespace
 
 void HeaderLines::add(std::string_view name, std::string_view value) {
   append(name);
@@ -38,14 +33,6 @@ curl_slist* HeaderLines::list() {
     begin = ends_[i];
   }
   return nodes_.empty() ? nullptr : nodes_.data();
-}
-
-void HeaderLines::clear() noexcept {
-  wipeMemory(text_.data(), text_.size());
-  text_.clear();
-  if (text_.capacity() > mostKept) text_ = decltype(text_)();
-  ends_.clear();
-  nodes_.clear();
 }
 
 }  // namespace corvane

@@ -12,7 +12,7 @@ namespace corvane {
 
 /// The header lines of one request as libcurl takes them: a linked list, which it reads and does not copy.
 ///
-/// One of the lines is the bearer, so all of them are wiped. Their memory is used again for the next request.
+/// One of the lines is the bearer, so all of them are wiped when they go.
 class HeaderLines {
  public:
   /// "Name: value", or libcurl's way to send a header without a value. Throws std::bad_alloc; likewise below.
@@ -23,11 +23,6 @@ class HeaderLines {
 
   /// The lines in their order; valid until the next call of another member.
   curl_slist* list();
-
-  /// Wipes and forgets the lines.
-  void clear() noexcept;
-  /// What further lines can use, in bytes.
-  std::size_t memoryKept() const noexcept { return text_.capacity(); }
 
  private:
   void append(std::string_view text) { text_.insert(text_.end(), text.begin(), text.end()); }

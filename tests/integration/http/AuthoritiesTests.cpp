@@ -208,8 +208,7 @@ CURLcode request(CURLM* multi, const Authorities& authorities, const std::string
   const auto exchange = std::make_shared<Exchange>(
       makeRequest("GET", url), 1000, std::make_shared<ClientState>(), std::make_shared<CurlDriver>());
   exchange->setTarget(RequestTarget::vet(exchange->request(), origins).value());
-  CurlTransfer transfer(TransferSettings{});
-  transfer.begin(exchange, std::make_shared<CurlShare>(), &authorities);
+  CurlTransfer transfer(TransferSettings{}, exchange, std::make_shared<CurlShare>(), &authorities);
   curl_multi_add_handle(multi, transfer.handle());
   int running = 0;
   while (curl_multi_perform(multi, &running) == CURLM_OK && running > 0)
