@@ -61,8 +61,6 @@ void requireLimits(const HTTPLimits& limits) {
   if (limits.stallBytesPerSecond <= 0) refuse("limits.stallBytesPerSecond", "The limit must be above zero.");
   if (limits.idleConnection.count() <= 0)
     refuse("limits.idleConnection", "The limit must be longer than nothing.");
-  if (limits.idleConnectionBeyond.count() <= 0)
-    refuse("limits.idleConnectionBeyond", "The limit must be longer than nothing.");
 }
 
 // A folder that is not used would hide where sessions really are.

@@ -1,7 +1,6 @@
 // Usage: bench-many URL CA-FILE EMAIL OBJECTS at-once|one-by-one SECONDS
 // API objects that each list all pages: all of them at the same time, or each on its own. Connections are closed
-// after SECONDS without a request, most of them earlier where many objects are idle; what objects hold is told right
-// after their last page, after the earlier moment, and after both.
+// after SECONDS without a request. What objects hold is told right after their last page, and after that.
 #include "Operations.hpp"
 #include "SignedIn.hpp"
 
@@ -126,20 +125,16 @@ void atOnce(bench::SignedIn& host, const std::string& email, std::size_t objects
     return bench::heapInUse() - heap;
   };
   const double last = heapAfterAnother(std::chrono::seconds(0));
-  const auto second = std::chrono::seconds(1);
-  const auto early = std::min(limits.idleConnectionBeyond, limits.idleConnection);
-  const double idle = heapAfterAnother(early + second);
-  const double closed = heapAfterAnother(limits.idleConnection - early + second);
+  const double closed = heapAfterAnother(limits.idleConnection + std::chrono::seconds(1));
   std::sort(times.begin(), times.end());
   std::printf(
       R"({"files": %zu, "cpu": %.3f, "wall": %.3f, "peak": %ld, "threads": %d, "unused": %.0f, "last": %.0f, )"
-      R"("idle": %.0f, "closed": %.0f, )"
+      R"("closed": %.0f, )"
       R"("median": %.3f, "slowest": %.3f})"
       "\n",
       files, end.cpu - begin.cpu, end.wall - begin.wall, bench::peakKiB(), mostThreads,
       unused / static_cast<double>(objects), last / static_cast<double>(objects),
-      idle / static_cast<double>(objects), closed / static_cast<double>(objects), times[times.size() / 2],
-      times.back());
+      closed / static_cast<double>(objects), times[times.size() / 2], times.back());
 }
 
 }  // namespace

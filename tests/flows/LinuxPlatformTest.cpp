@@ -88,10 +88,10 @@ TEST_F(LinuxPlatformTest, LimitThatLimitsNothingIsRefusedByTheNameOfItsOption) {
   ASSERT_TRUE(error);
   EXPECT_THAT(error->what(), HasSubstr("limits.stall"));
   options = local();
-  options.limits.idleConnectionBeyond = {};
+  options.limits.idleConnection = {};
   error = failureOf([&] { makeLinuxPlatform(options); });
   ASSERT_TRUE(error);
-  EXPECT_THAT(error->what(), HasSubstr("limits.idleConnectionBeyond"));
+  EXPECT_THAT(error->what(), HasSubstr("limits.idleConnection"));
 }
 
 TEST_F(LinuxPlatformTest, FolderForAKeychainThatIsNoFileIsRefused) {
@@ -124,8 +124,6 @@ TEST_F(LinuxPlatformTest, DefaultsAreGoogleAndPatienceForABadNetwork) {
   EXPECT_EQ(options.limits.stall, 60s);
   EXPECT_EQ(options.limits.stallBytesPerSecond, 64);
   EXPECT_EQ(options.limits.idleConnection, 60s);
-  EXPECT_EQ(options.limits.idleClients, 64u);
-  EXPECT_EQ(options.limits.idleConnectionBeyond, 1s);
   EXPECT_EQ(options.limits.body, std::size_t{16} << 20);
   EXPECT_EQ(options.limits.headers, std::size_t{300} << 10);
 }

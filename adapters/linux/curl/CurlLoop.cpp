@@ -16,15 +16,6 @@ namespace {
 constexpr unsigned maxRunningPerClient = 64;
 constexpr std::chrono::milliseconds untilWoken = std::chrono::hours(1);
 
-/// How long the client that has been idle the longest, of that many, may keep its connections.
-std::chrono::seconds mayIdle(const HTTPLimits& limits, std::size_t clients) {
-  constexpr std::chrono::seconds longest = std::chrono::years(100);  // more would not fit the clock
-  const auto limit = clients > limits.idleClients
-                         ? std::min(limits.idleConnection, limits.idleConnectionBeyond)
-                         : limits.idleConnection;
-  return std::min(limit, longest);
-}
-
 }  // namespace
 
 CurlLoop::CurlLoop(TransferSettings settings, std::string extraCAFile, std::shared_ptr<Queue> pool)
@@ -153,7 +144,7 @@ CurlLoop::Transfers::iterator CurlLoop::end(Transfers::iterator transfer) noexce
   curl_multi_remove_handle(multi_.get(), transfer->first);
   exchange->forgetRequest();
   auto& pool = pools_.find(exchange->client().get())->second;
-  --pool.running;
+  if (--pool.running == 0) pool.idleSince = std::chrono::steady_clock::now();
   return transfers_.erase(transfer);
 }
 
@@ -186,38 +177,19 @@ bool CurlLoop::handOver() noexcept {
 }
 
 std::chrono::milliseconds CurlLoop::closeIdle() noexcept {
+  constexpr std::chrono::seconds longest = std::chrono::years(100);  // more would not fit the clock
+  const auto limit = std::min(settings_.limits.idleConnection, longest);
   const auto now = std::chrono::steady_clock::now();
   auto sleep = untilWoken;
-  const auto isOver = [&](std::chrono::steady_clock::time_point since, std::chrono::seconds limit) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(since + limit - now);
-    if (left.count() > 0) sleep = std::min(sleep, left);
-    return left.count() <= 0;
-  };
-  for (;;) {
-    const auto idle = longestIdle();
-    const auto limit = mayIdle(settings_.limits, idle.count);
-    if (idle.hasUntaken)
-      sleep = std::min(sleep, std::max<std::chrono::milliseconds>(limit, untilPoolTakesIt));
-    if (!idle.longest || !isOver(idle.since, limit)) break;
-    idle.longest->share.reset();
-  }
-  return sleep;
-}
-
-CurlLoop::Idle CurlLoop::longestIdle() noexcept {
-  Idle idle;
   for (auto& [client, pool] : pools_) {
     if (!pool.share || pool.running > 0) continue;
-    ++idle.count;
-    const auto since = pool.client->nothingWaitsSince();
-    if (!since) {
-      idle.hasUntaken = true;
-    } else if (!idle.longest || *since < idle.since) {
-      idle.longest = &pool;
-      idle.since = *since;
-    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(pool.idleSince + limit - now);
+    if (left.count() > 0)
+      sleep = std::min(sleep, left);
+    else
+      pool.share.reset();
   }
-  return idle;
+  return sleep;
 }
 
 }  // namespace corvane

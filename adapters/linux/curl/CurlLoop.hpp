@@ -30,7 +30,7 @@ class CurlLoop {
     bool isEmpty() const noexcept { return requests.empty() && !sweep; }
   };
 
-  /// When to look again after a pool that had no memory for an answer, or has not come to it yet.
+  /// When to look again after a pool that had no memory for an answer,.
   static constexpr std::chrono::milliseconds untilPoolTakesIt{20};
 
   /// Throws std::system_error when the machine gives no multi handle or no descriptor.
@@ -50,7 +50,7 @@ class CurlLoop {
   /// Posts the answers to the pool. False if it cannot take them now.
   bool handOver() noexcept;
 
-  /// Closes the connections of clients that have long had nothing to send and nothing to take: libcurl would not use
+  /// Closes the connections of clients that have long had nothing to send: libcurl would not use
   /// them again, but close them only with the next request. Gives the time
   /// until there may be more of them.
   std::chrono::milliseconds closeIdle() noexcept;
@@ -67,15 +67,8 @@ class CurlLoop {
     std::shared_ptr<CurlShare> share;
     unsigned generation = 0;
     unsigned running = 0;
+    std::chrono::steady_clock::time_point idleSince;
     ExchangeQueue waiting;
-  };
-  /// Clients that have connections and no request under way. One whose answer waits for the pool is none that has been so
-  /// the longest.
-  struct Idle {
-    Pool* longest = nullptr;
-    std::chrono::steady_clock::time_point since;  // of the longest
-    std::size_t count = 0;
-    bool hasUntaken = false;  // others will be idle once the pool has taken their answers
   };
   using Transfers = std::unordered_map<CURL*, std::unique_ptr<CurlTransfer>>;
 
@@ -85,7 +78,6 @@ class CurlLoop {
   void start(Pool& pool, std::shared_ptr<Exchange> exchange) noexcept;
   std::optional<NSError> openAuthorities();
   void collectFinished() noexcept;
-  Idle longestIdle() noexcept;
 
   Transfers::iterator end(Transfers::iterator transfer) noexcept;
   void answer(std::shared_ptr<Exchange> exchange) noexcept;

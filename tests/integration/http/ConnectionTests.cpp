@@ -5,12 +5,10 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
-#include <array>
 #include <atomic>
 #include <charconv>
 #include <condition_variable>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -267,107 +265,6 @@ TEST(Connection, OfAClientThatMayIdleForeverIsKept) {
   HTTPFixture http(limits);
   for (int i = 0; i < 2; ++i) EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
   EXPECT_EQ(server.connections(), 1);
-}
-
-/// Clients that have each made a request, one after the other, and are idle.
-std::vector<std::shared_ptr<HTTPClient>> idleClients(HTTPFixture& http, int count, const std::string& url) {
-  std::vector<std::shared_ptr<HTTPClient>> clients;
-  for (int i = 0; i < count; ++i) {
-    clients.push_back(http.network.makeClient());
-    EXPECT_THAT(HTTPFixture::perform(*clients.back(), makeRequest("GET", url)), IsAnswer(200, "ok"));
-  }
-  return clients;
-}
-
-TEST(Connection, OfTheClientThatIsIdleTheLongestIsClosedEarlierWhereManyAre) {
-  Departure departure;
-  const ScriptedServer server(departure.script());
-  HTTPLimits limits;
-  limits.idleClients = 2;
-  limits.idleConnectionBeyond = 0s;
-  HTTPFixture http(limits);
-  const auto clients = idleClients(http, 4, server.url());
-  EXPECT_TRUE(departure.waitFor(2));
-  for (const auto client : {2u, 3u})
-    EXPECT_THAT(HTTPFixture::perform(*clients.at(client), makeRequest("GET", server.url())),
-                IsAnswer(200, "ok"));
-  EXPECT_EQ(server.connections(), 4);
-}
-
-TEST(Connection, OfAClientThatWasJustUsedIsKeptAlsoWhereManyAreIdle) {
-  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
-  HTTPLimits limits;
-  limits.idleClients = 0;
-  limits.idleConnectionBeyond = 1h;
-  HTTPFixture http(limits);
-  const auto clients = idleClients(http, 3, server.url());
-  for (const auto& client : clients)
-    EXPECT_THAT(HTTPFixture::perform(*client, makeRequest("GET", server.url())), IsAnswer(200, "ok"));
-  EXPECT_EQ(server.connections(), 3);
-}
-
-/// A pool that comes to nothing before it is told to.
-class HeldQueue final : public Queue {
- public:
-  void async(Block block) override {
-    const std::lock_guard lock(mutex_);
-    blocks_.push_back(std::move(block));
-    changed_.notify_all();
-  }
-  std::shared_ptr<Cancellable> asyncAfter(std::chrono::microseconds, Block) override { std::abort(); }
-
-  bool waitFor(std::size_t count) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, 30s, [&] { return blocks_.size() >= count; });
-  }
-  void runAll() {
-    for (const auto& block : std::exchange(blocks_, {})) block();
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::vector<Block> blocks_;
-};
-
-/// A network that closes a client's connections as soon as it is idle.
-CurlNetwork impatientNetwork(std::shared_ptr<Queue> pool) {
-  HTTPLimits limits;
-  limits.idleClients = 0;
-  limits.idleConnectionBeyond = 0s;
-  return CurlNetwork({limits, {}, "Corvane/test (gzip)", std::move(pool)});
-}
-
-TEST(Connection, IsNotIdleWhileAnAnswerWaitsForThePool) {
-  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
-  const auto pool = std::make_shared<HeldQueue>();
-  auto network = impatientNetwork(pool);
-  const auto client = network.makeClient();
-  const auto other = network.makeClient();
-  std::array<AwaitedAnswer, 3> answers;
-  std::vector<std::shared_ptr<Cancellable>> tickets;
-  std::size_t sent = 0;
-  for (const auto& sender : {client, other, client}) {
-    tickets.push_back(sender->send(makeRequest("GET", server.url()), answers.at(sent++).handler()));
-    ASSERT_TRUE(pool->waitFor(sent));
-  }
-  EXPECT_EQ(server.connections(), 2);
-  pool->runAll();
-  for (auto& answer : answers) EXPECT_THAT(answer.wait(), IsAnswer(200, "ok"));
-}
-
-TEST(Connection, IsClosedOnceThePoolHasTakenTheAnswerItWaitedFor) {
-  Departure departure;
-  const ScriptedServer server(departure.script());
-  const auto pool = std::make_shared<HeldQueue>();
-  auto network = impatientNetwork(pool);
-  const auto client = network.makeClient();
-  AwaitedAnswer answer;
-  const auto ticket = client->send(makeRequest("GET", server.url()), answer.handler());
-  ASSERT_TRUE(pool->waitFor(1));
-  pool->runAll();
-  EXPECT_THAT(answer.wait(), IsAnswer(200, "ok"));
-  EXPECT_TRUE(departure.waitFor(1));
 }
 
 TEST(Connection, IsNotInheritedByProgramsThatTheHostStarts) {
