@@ -1,6 +1,6 @@
 #include "CurlClient.hpp"
 
-#include "CurlCore.hpp"
+#include "NetworkThread.hpp"
 
 namespace corvane {
 
@@ -10,11 +10,11 @@ CurlClient::~CurlClient() {
 }
 
 std::shared_ptr<Cancellable> CurlClient::send(HTTPRequest request, HTTPHandler handler) {
-  auto exchange =
-      std::make_shared<Exchange>(std::move(request), core_->limits().body, state_, core_->driver());
+  auto exchange = std::make_shared<Exchange>(std::move(request), thread_->limits().body, state_,
+                                             thread_->queue());
   state_->add(exchange, std::move(handler));
   try {
-    core_->submit(exchange);
+    thread_->submit(exchange);
   } catch (...) {
     state_->take(*exchange);
     throw;
@@ -25,12 +25,12 @@ std::shared_ptr<Cancellable> CurlClient::send(HTTPRequest request, HTTPHandler h
 void CurlClient::cancelAll() {
   const auto cancelled = state_->takeAll();
   for (const auto& [key, entry] : cancelled) entry.exchange->markCancelled();
-  core_->driver()->poke();
+  thread_->queue()->requestSweep();
 }
 
 void CurlClient::resetSession() {
   ++state_->generation;
-  core_->driver()->poke();
+  thread_->queue()->requestSweep();
 }
 
 }  // namespace corvane

@@ -7,13 +7,13 @@
 
 namespace corvane {
 
-class CurlCore;
+class NetworkThread;
 
 /// The HTTPClient over libcurl. Handlers that are released uncalled are destroyed on the thread that cancels,
 /// resets or drops, outside every lock.
 class CurlClient final : public HTTPClient {
  public:
-  explicit CurlClient(std::shared_ptr<CurlCore> core) : core_(std::move(core)) {}
+  explicit CurlClient(std::shared_ptr<NetworkThread> thread) : thread_(std::move(thread)) {}
   ~CurlClient() override;
 
   std::shared_ptr<Cancellable> send(HTTPRequest request, HTTPHandler handler) override;
@@ -22,7 +22,7 @@ class CurlClient final : public HTTPClient {
   void resetSession() override;
 
  private:
-  const std::shared_ptr<CurlCore> core_;
+  const std::shared_ptr<NetworkThread> thread_;
   const std::shared_ptr<ClientState> state_ = std::make_shared<ClientState>();
 };
 

@@ -1,7 +1,5 @@
 #include "CurlLoop.hpp"
 
-#include "CurlErrors.hpp"
-
 #include <algorithm>
 #include <cerrno>
 #include <exception>
@@ -11,159 +9,168 @@
 namespace corvane {
 namespace {
 
-/// Further requests of a client wait for one of these to end: a thousand at once must not use up the
-/// descriptors.
-constexpr unsigned maxRunningPerClient = 64;
-constexpr std::chrono::milliseconds untilWoken = std::chrono::hours(1);
+using namespace std::chrono_literals;
+
+/// Further requests of a client wait for one of these to end.
+constexpr unsigned mostRunningPerClient = 64;
+/// When to try again after the pool had no memory or no thread for an answer.
+constexpr std::chrono::milliseconds untilPoolIsTriedAgain = 20ms;
+constexpr std::chrono::milliseconds untilWoken = 1h;
+
+/// The caller may hold the exchange for long, but its token is wiped at once.
+bool isCancelledAndForgotten(Exchange& exchange) noexcept {
+  if (!exchange.isCancelled()) return false;
+  exchange.forgetRequest();
+  return true;
+}
 
 }  // namespace
 
-CurlLoop::CurlLoop(TransferSettings settings, std::string extraCAFile, std::shared_ptr<Queue> pool)
+CurlLoop::CurlLoop(TransferSettings settings, std::string extraCAFile,
+                   std::shared_ptr<RequestQueue> queue, std::shared_ptr<Queue> pool)
     : settings_(std::move(settings)),
       extraCAFile_(std::move(extraCAFile)),
+      queue_(std::move(queue)),
       pool_(std::move(pool)),
       multi_(curl_multi_init()) {
   if (!multi_) throw std::system_error(ENOMEM, std::generic_category());
-  curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, long{maxRunningPerClient});
+  // A multi handle that got no descriptors for its wake-up is made all the same.
+  if (curl_multi_wakeup(multi_.get()) != CURLM_OK)
+    throw std::system_error(EMFILE, std::generic_category());
+  curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, long{mostRunningPerClient});
+  queue_->wakeBy(multi_.get());
 }
 
 CurlLoop::~CurlLoop() {
+  queue_->wakeBy(nullptr);
   for (auto each = transfers_.begin(); each != transfers_.end();) each = end(each);
-  pools_.clear();
+  clients_.clear();
 }
 
-void CurlLoop::work(Mail mail) noexcept {
-  admit(std::move(mail.requests));
-  if (mail.sweep) sweep();
-  startWaiting();
-  int running = 0;
-  curl_multi_perform(multi_.get(), &running);
-  collectFinished();
-  startWaiting();
+void CurlLoop::run() noexcept {
+  for (;;) {
+    auto contents = queue_->take();
+    if (contents.isStopped) return;
+    admit(std::move(contents.requests));
+    if (contents.needsSweep) sweep();
+    startWaiting();
+    work();
+    startWaiting();
+    auto sleep = closeIdle();
+    if (!handOver()) sleep = std::min(sleep, untilPoolIsTriedAgain);
+    curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(sleep.count()), nullptr);
+  }
 }
 
-void CurlLoop::wait(std::chrono::milliseconds longest, const Bell& bell) noexcept {
-  curl_waitfd listening{bell.descriptor(), CURL_WAIT_POLLIN, 0};
-  curl_multi_poll(multi_.get(), &listening, 1, static_cast<int>(longest.count()), nullptr);
-  if (listening.revents) bell.silence();
-}
-
-void CurlLoop::admit(ExchangeQueue requests) noexcept {
-  while (auto exchange = requests.pop()) {
-    if (exchange->isCancelled()) {
-      exchange->forgetRequest();
-      continue;
-    }
+void CurlLoop::admit(Exchanges requests) noexcept {
+  while (!requests.empty()) {
+    const auto& client = requests.front()->client();
     try {
-      const auto& client = exchange->client();
-      auto& pool = pools_[client.get()];
-      pool.client = client;
-      pool.waiting.push(std::move(exchange));
+      auto& connections = clients_[client.get()];
+      connections.client = client;
+      connections.waiting.splice(connections.waiting.end(), requests, requests.begin());
     } catch (const std::bad_alloc&) {
-      answer(std::move(exchange));
+      Exchanges refused;
+      refused.splice(refused.end(), requests, requests.begin());
+      answer(std::move(refused));
     }
   }
 }
 
+/// Looks for what was cancelled, reset or closed.
 void CurlLoop::sweep() noexcept {
   for (auto each = transfers_.begin(); each != transfers_.end();)
-    each = each->second->exchange()->isCancelled() ? end(each) : std::next(each);
+    each = each->second.exchange.front()->isCancelled() ? end(each) : std::next(each);
 
-  for (auto each = pools_.begin(); each != pools_.end();) {
-    Pool& pool = each->second;
-    ExchangeQueue waiting;
-    while (auto exchange = pool.waiting.pop())
-      if (exchange->isCancelled())
-        exchange->forgetRequest();
-      else
-        waiting.push(std::move(exchange));
-    pool.waiting = std::move(waiting);
-
-    if (const unsigned wanted = pool.client->generation; pool.generation != wanted) {
-      pool.generation = wanted;
-      pool.share.reset();
+  for (auto each = clients_.begin(); each != clients_.end();) {
+    Connections& connections = each->second;
+    connections.waiting.remove_if(
+        [](const auto& exchange) { return isCancelledAndForgotten(*exchange); });
+    if (const unsigned wanted = connections.client->generation; connections.generation != wanted) {
+      connections.generation = wanted;
+      connections.share.reset();
     }
-    each = pool.client->closed && pool.running == 0 ? pools_.erase(each) : std::next(each);
+    const bool isOver = connections.client->closed && connections.running == 0;
+    each = isOver ? clients_.erase(each) : std::next(each);
   }
 }
 
 void CurlLoop::startWaiting() noexcept {
-  for (auto& [client, pool] : pools_)
-    while (pool.running < maxRunningPerClient && !pool.waiting.empty()) start(pool, pool.waiting.pop());
+  for (auto& [client, connections] : clients_)
+    while (connections.running < mostRunningPerClient && !connections.waiting.empty())
+      start(connections);
 }
 
-void CurlLoop::start(Pool& pool, std::shared_ptr<Exchange> exchange) noexcept {
+/// Starts the first request that waits, or answers it when it cannot be started.
+void CurlLoop::start(Connections& connections) noexcept {
+  Exchanges first;
+  first.splice(first.end(), connections.waiting, connections.waiting.begin());
+  const auto& exchange = first.front();
+  if (isCancelledAndForgotten(*exchange)) return;
   try {
-    if (!pool.share) pool.share = std::make_shared<CurlShare>();
+    if (!connections.share) connections.share = std::make_shared<CurlShare>();
     if (exchange->target().origin->secure) {
       if (auto error = openAuthorities()) {
         exchange->setOutcome(Result<HTTPResponse, NSError>::failure(*std::move(error)));
-        return answer(std::move(exchange));
+        return answer(std::move(first));
       }
     }
-    auto transfer = std::make_unique<CurlTransfer>(settings_, exchange, pool.share,
+    auto transfer = std::make_unique<CurlTransfer>(settings_, exchange, connections.share,
                                                    authorities_ ? &*authorities_ : nullptr);
-    const auto added = transfers_.emplace(transfer->handle(), std::move(transfer)).first;
-    if (curl_multi_add_handle(multi_.get(), added->first) != CURLM_OK) {
+    CURL* const handle = transfer->handle();
+    const auto added = transfers_.emplace(handle, Running{std::move(transfer), {}}).first;
+    if (curl_multi_add_handle(multi_.get(), handle) != CURLM_OK) {
       transfers_.erase(added);
       throw std::bad_alloc();
     }
-    ++pool.running;
+    added->second.exchange = std::move(first);
+    ++connections.running;
   } catch (const std::bad_alloc&) {
-    answer(std::move(exchange));
+    answer(std::move(first));
   }
 }
 
 std::optional<NSError> CurlLoop::openAuthorities() {
-  if (authorities_ && authorities_->isFresh(std::chrono::steady_clock::now())) return std::nullopt;
+  if (authorities_ && authorities_->isFresh(Clock::now())) return std::nullopt;
   auto opened = Authorities::open(extraCAFile_);
   if (!opened) return std::move(opened).error();
   authorities_ = std::move(opened).value();
   return std::nullopt;
 }
 
-void CurlLoop::collectFinished() noexcept {
+void CurlLoop::work() noexcept {
+  int running = 0;
+  curl_multi_perform(multi_.get(), &running);
   int left = 0;
   while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
     if (message->msg != CURLMSG_DONE) continue;
-    const CURLcode code = message->data.result;
-    const auto transfer = transfers_.find(message->easy_handle);
-    auto exchange = transfer->second->exchange();
+    const auto found = transfers_.find(message->easy_handle);
     try {
-      transfer->second->finish(code);
+      found->second.transfer->finish(message->data.result);
     } catch (const std::bad_alloc&) {
-      // No outcome means just that.
+      // The exchange has no outcome, which means just that.
     }
-    end(transfer);
+    auto exchange = std::move(found->second.exchange);
+    end(found);
     answer(std::move(exchange));
   }
 }
 
-CurlLoop::Transfers::iterator CurlLoop::end(Transfers::iterator transfer) noexcept {
-  const auto& exchange = transfer->second->exchange();
-  curl_multi_remove_handle(multi_.get(), transfer->first);
+CurlLoop::Transfers::iterator CurlLoop::end(Transfers::iterator found) noexcept {
+  curl_multi_remove_handle(multi_.get(), found->first);
+  const auto& exchange = found->second.transfer->exchange();
   exchange->forgetRequest();
-  auto& pool = pools_.find(exchange->client().get())->second;
-  if (--pool.running == 0) pool.idleSince = std::chrono::steady_clock::now();
-  return transfers_.erase(transfer);
+  auto& connections = clients_.find(exchange->client().get())->second;
+  if (--connections.running == 0) connections.idleSince = Clock::now();
+  return transfers_.erase(found);
 }
 
-void CurlLoop::answer(std::shared_ptr<Exchange> exchange) noexcept {
-  exchange->forgetRequest();
-  answered_.push(std::move(exchange));
+void CurlLoop::answer(Exchanges exchange) noexcept {
+  exchange.front()->forgetRequest();
+  answered_.splice(answered_.end(), exchange);
 }
 
-Block CurlLoop::takeAnswer() noexcept {
-  if (answered_.empty()) return {};
-  try {
-    auto block = answered_.front()->answering();
-    answered_.pop();
-    return block;
-  } catch (const std::bad_alloc&) {
-    return {};
-  }
-}
-
+/// False when the pool cannot take the answers now.
 bool CurlLoop::handOver() noexcept {
   while (!answered_.empty()) {
     try {
@@ -171,23 +178,25 @@ bool CurlLoop::handOver() noexcept {
     } catch (const std::exception&) {
       return false;  // out of memory or threads
     }
-    answered_.pop();
+    answered_.pop_front();
   }
   return true;
 }
 
+/// Closes the connections of clients that have had nothing to send for too long. libcurl would not
+/// use them again, but closes them only with the next request. Gives the time until there may be more.
 std::chrono::milliseconds CurlLoop::closeIdle() noexcept {
   constexpr std::chrono::seconds longest = std::chrono::years(100);  // more would not fit the clock
   const auto limit = std::min(settings_.limits.idleConnection, longest);
-  const auto now = std::chrono::steady_clock::now();
+  const auto now = Clock::now();
   auto sleep = untilWoken;
-  for (auto& [client, pool] : pools_) {
-    if (!pool.share || pool.running > 0) continue;
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(pool.idleSince + limit - now);
+  for (auto& [client, connections] : clients_) {
+    if (!connections.share || connections.running > 0) continue;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(connections.idleSince + limit - now);
     if (left.count() > 0)
       sleep = std::min(sleep, left);
     else
-      pool.share.reset();
+      connections.share.reset();
   }
   return sleep;
 }

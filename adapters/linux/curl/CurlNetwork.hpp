@@ -1,5 +1,26 @@
 #pragma once
 
+// HTTP over libcurl: who owns whom, and on which thread each lives.
+//
+//   the caller's thread                          the network thread                the pool
+//
+//   CurlNetwork ── makes ──► CurlClient
+//        │                       │ send: an Exchange (request and answer),
+//        │ own                   │ its handler kept in the ClientState
+//        ▼                       ▼
+//   NetworkThread ◄──────────────┘
+//        │ RequestTarget::vet
+//        └──── RequestQueue ───────────────► CurlLoop
+//              (wakes the network thread)     │ one CurlTransfer for each exchange that runs
+//                                             │ one CurlShare for each client: its connections
+//                                             └────── Exchange::answering ───────► inflates the body,
+//                                                                                  calls the handler
+//
+// The network thread alone uses libcurl's handles and owns what it needs for them. It never runs the
+// host's code, and waits for nothing but sockets and the queue. An exchange belongs to one thread at a
+// time, so it needs no lock. Only its handler is disputed, between an answer and a cancellation: the
+// ClientState gives it out once.
+
 #include "HTTPClient.hpp"
 
 #include <CorvaneLinux/HTTPLimits.hpp>
@@ -10,9 +31,9 @@
 
 namespace corvane {
 
-class CurlCore;
+class NetworkThread;
 
-/// The one network thread of a platform, and libcurl's multi handle, for any number of clients.
+/// The one network thread of a platform, for any number of clients.
 ///
 /// Lifetime: the thread starts at the first request, and ends with the last of this object and its clients.
 /// Threads: any. The last one to drop it waits for the network thread to close its sockets, which never waits
@@ -36,7 +57,7 @@ class CurlNetwork {
   std::shared_ptr<HTTPClient> makeClient();
 
  private:
-  std::shared_ptr<CurlCore> core_;
+  std::shared_ptr<NetworkThread> thread_;
 };
 
 }  // namespace corvane

@@ -1,8 +1,8 @@
 #include "Exchange.hpp"
 
-#include "CurlDriver.hpp"
 #include "CurlErrors.hpp"
 #include "GzipInflater.hpp"
+#include "RequestQueue.hpp"
 
 #include <algorithm>
 #include <new>
@@ -33,17 +33,17 @@ void dropHeader(HTTPResponse& response, std::string_view name) {
 }  // namespace
 
 Exchange::Exchange(HTTPRequest request, std::size_t bodyLimit, std::shared_ptr<ClientState> client,
-                   std::shared_ptr<CurlDriver> driver)
+                   std::shared_ptr<RequestQueue> queue)
     : request_(std::move(request)),
       bodyLimit_(bodyLimit),
       client_(std::move(client)),
-      driver_(std::move(driver)) {}
+      queue_(std::move(queue)) {}
 
 void Exchange::cancel() noexcept {
   const HTTPHandler handler = client_->take(*this);
   if (!handler) return;
   markCancelled();
-  driver_->poke();
+  queue_->requestSweep();
 }
 
 Block Exchange::answering() {

@@ -12,17 +12,17 @@
 
 namespace corvane {
 
-class CurlDriver;
+class RequestQueue;
 
-/// One request and its answer, on the way from the caller's thread over the loop to the pool.
+/// One request and its answer, on the way from the caller's thread over the network thread to the pool.
 ///
-/// It is in one place at a time, so its parts need no lock: whoever drives the loop owns them from
-/// `CurlDriver::post` to `answering`, the pool afterwards. Only `cancel` comes from anywhere. The handler lies in the
-/// client's book meanwhile.
+/// It is in one place at a time, so its parts need no lock: the network thread owns them from
+/// `RequestQueue::post` to `answering`, the pool afterwards. Only `cancel` comes from any thread. The
+/// handler is kept in the `ClientState` meanwhile.
 class Exchange final : public Cancellable, public std::enable_shared_from_this<Exchange> {
  public:
   Exchange(HTTPRequest request, std::size_t bodyLimit, std::shared_ptr<ClientState> client,
-           std::shared_ptr<CurlDriver> driver);
+           std::shared_ptr<RequestQueue> queue);
 
   /// Releases the handler on the calling thread, outside every lock, and has the transfer dropped.
   void cancel() noexcept override;
@@ -45,8 +45,6 @@ class Exchange final : public Cancellable, public std::enable_shared_from_this<E
   Block answering();
 
  private:
-  friend class ExchangeQueue;
-
   void answer();
   Result<HTTPResponse, NSError> inflatedOutcome();
   Result<HTTPResponse, NSError> inflated(HTTPResponse response) const;
@@ -55,10 +53,9 @@ class Exchange final : public Cancellable, public std::enable_shared_from_this<E
   RequestTarget target_;
   std::size_t bodyLimit_;
   std::shared_ptr<ClientState> client_;
-  std::shared_ptr<CurlDriver> driver_;
+  std::shared_ptr<RequestQueue> queue_;
   std::optional<Result<HTTPResponse, NSError>> outcome_;
   std::atomic<bool> cancelled_{false};
-  std::shared_ptr<Exchange> next_;  // in an ExchangeQueue
 };
 
 }  // namespace corvane

@@ -2,7 +2,6 @@
 
 #include "DriveAnswer.hpp"
 #include "DriveErrors.hpp"
-#include "EndOfBlock.hpp"
 
 #include <exception>
 #include <new>
@@ -91,7 +90,6 @@ void DriveRequest::send(Attempt attempt, Secret token) {
   request.body = call.body;
 
   const auto phase = beginPhase();
-  const EndOfBlock end;  // of the one that signed the request, or of the one that brought its token
   phase->set(client->send(std::move(request), [weak = weak_from_this(), attempt, token = std::move(token)](
                                                   Result<HTTPResponse, NSError> result) {
     if (const auto self = weak.lock()) self->responseArrived(attempt, token, std::move(result));
@@ -107,7 +105,6 @@ void DriveRequest::responseArrived(Attempt attempt, const Secret& token,
   } catch (const std::bad_alloc&) {
     return finishWithoutMemory();
   }
-  const EndOfBlock end;  // the handler only posts the outcome on, and no more happens here
   if (outcome) finish(*std::move(outcome));
 }
 

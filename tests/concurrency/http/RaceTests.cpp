@@ -1,4 +1,3 @@
-#include "EndOfBlock.hpp"
 #include "asio/AsioQueues.hpp"
 #include "integration/http/HTTPFixture.hpp"
 #include "integration/http/Hanging.hpp"
@@ -8,8 +7,6 @@
 #include <atomic>
 #include <filesystem>
 #include <latch>
-#include <mutex>
-#include <optional>
 #include <random>
 
 namespace corvane::test {
@@ -101,96 +98,7 @@ TEST(Race, AmongThreadsThatSendCancelResetAndDropLosesNoHandler) {
   EXPECT_EQ(outcomes.called + outcomes.released, threads * rounds);
 }
 
-/// A client whose requests are each sent as the last act of a block of the pool, so that a worker waits for the answer.
-class BlockSender {
- public:
-  BlockSender(std::shared_ptr<Queue> pool, CurlNetwork& network, std::string url)
-      : pool_(std::move(pool)), client_(network.makeClient()), url_(std::move(url)) {}
-
-  HTTPClient& client() const { return *client_; }
-
-  void send(HTTPHandler handler) {
-    pool_->async([client = client_, tickets = tickets_, url = url_, handler = std::move(handler)]() mutable {
-      const EndOfBlock end;
-      auto ticket = client->send(makeRequest("GET", url), std::move(handler));
-      const std::lock_guard lock(tickets->mutex);
-      tickets->all.push_back(std::move(ticket));
-    });
-  }
-  void cancelSome(std::size_t number) {
-    std::shared_ptr<Cancellable> ticket;
-    {
-      const std::lock_guard lock(tickets_->mutex);
-      if (tickets_->all.empty()) return;
-      ticket = tickets_->all[number % tickets_->all.size()];
-    }
-    ticket->cancel();
-  }
-
- private:
-  struct Tickets {
-    std::mutex mutex;
-    std::vector<std::shared_ptr<Cancellable>> all;
-  };
-  std::shared_ptr<Queue> pool_;
-  std::shared_ptr<HTTPClient> client_;
-  std::string url_;
-  std::shared_ptr<Tickets> tickets_ = std::make_shared<Tickets>();
-};
-
-TEST(Race, AmongBlocksThatEndWithRequestsAndThreadsThatCancelResetAndDropLosesNoHandler) {
-  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
-  Outcomes outcomes;
-  constexpr int threads = 4;
-  constexpr int rounds = 300;
-  {
-    LinuxQueues queues = makeLinuxQueues();
-    CurlNetwork network({{}, "", "Corvane/test (gzip)", queues.userInitiated});
-    std::latch start(threads);
-    std::vector<std::thread> posters;
-    for (unsigned seed = 0; seed < threads; ++seed)
-      posters.emplace_back([&, seed] {
-        std::mt19937 random(seed);
-        std::optional<BlockSender> sender(std::in_place, queues.taskPool, network, server.url());
-        start.arrive_and_wait();
-        for (int i = 0; i < rounds; ++i) {
-          sender->send(outcomes.handler());
-          switch (random() % 16) {
-            case 0:
-              sender.emplace(queues.taskPool, network, server.url());
-              break;
-            case 1:
-              sender->client().cancelAll();
-              break;
-            case 2:
-              sender->client().resetSession();
-              break;
-            case 3:
-            case 4:
-              sender->cancelSome(random());
-              break;
-            case 5:
-            case 6: {  // lets a worker come to wait
-              AwaitedAnswer answer;
-              sender->send(answer.handler());
-              EXPECT_THAT(answer.wait(), IsAnswer(200, "ok"));
-              break;
-            }
-            default:
-              break;
-          }
-        }
-      });
-    for (auto& poster : posters) poster.join();
-    AwaitedAnswer answer;
-    BlockSender sender(queues.taskPool, network, server.url());
-    sender.send(answer.handler());
-    EXPECT_THAT(answer.wait(), IsAnswer(200, "ok"));
-  }
-  EXPECT_EQ(outcomes.called + outcomes.released, threads * rounds);
-}
-
-TEST(Race, BetweenAWorkerThatWaitsAndTheEndOfItsNetworkHarmsNeither) {
+TEST(Race, BetweenABlockThatSendsAndTheEndOfItsNetworkHarmsNeither) {
   const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
   Outcomes outcomes;
   constexpr int rounds = 200;
@@ -201,30 +109,13 @@ TEST(Race, BetweenAWorkerThatWaitsAndTheEndOfItsNetworkHarmsNeither) {
     const auto client = network.makeClient();
     queues.taskPool->async(
         [sent, &sender = *client, url = server.url(), handler = outcomes.handler()]() mutable {
-          {
-            const EndOfBlock end;
-            static_cast<void>(sender.send(makeRequest("GET", url), std::move(handler)));
-          }
+          static_cast<void>(sender.send(makeRequest("GET", url), std::move(handler)));
           sent->count_down();
         });
     sent->wait();
   }
   queues = {};
   EXPECT_EQ(outcomes.called + outcomes.released, rounds);
-}
-
-TEST(Race, BetweenAWorkersWaitAndBlocksThatNeedAllWorkersLosesNoAnswer) {
-  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
-  LinuxQueues queues = makeLinuxQueues();
-  CurlNetwork network({{}, "", "Corvane/test (gzip)", queues.userInitiated});
-  BlockSender sender(queues.taskPool, network, server.url());
-  std::mt19937 random(1);
-  for (int i = 0; i < 500; ++i) {
-    AwaitedAnswer answer;
-    sender.send(answer.handler());
-    for (auto left = random() % 8; left > 0; --left) queues.userInitiated->async([] {});
-    EXPECT_THAT(answer.wait(), IsAnswer(200, "ok"));
-  }
 }
 
 TEST(Race, AThousandRequestsAtTeardownAreReleased) {

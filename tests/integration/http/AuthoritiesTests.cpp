@@ -3,9 +3,9 @@
 #include "Certificates.hpp"
 #include "HTTPFixture.hpp"
 #include "ScriptedServer.hpp"
-#include "curl/CurlDriver.hpp"
 #include "curl/CurlLibrary.hpp"
 #include "curl/CurlTransfer.hpp"
+#include "curl/RequestQueue.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gmock/gmock.h>
@@ -206,7 +206,7 @@ TEST_F(AuthoritiesTest, OfTheBundleDoNotMakeAnExpiredServerTrusted) {
 CURLcode request(CURLM* multi, const Authorities& authorities, const std::string& url) {
   Origins origins;
   const auto exchange = std::make_shared<Exchange>(
-      makeRequest("GET", url), 1000, std::make_shared<ClientState>(), std::make_shared<CurlDriver>());
+      makeRequest("GET", url), 1000, std::make_shared<ClientState>(), std::make_shared<RequestQueue>());
   exchange->setTarget(RequestTarget::vet(exchange->request(), origins).value());
   CurlTransfer transfer(TransferSettings{}, exchange, std::make_shared<CurlShare>(), &authorities);
   curl_multi_add_handle(multi, transfer.handle());

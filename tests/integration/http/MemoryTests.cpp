@@ -1,9 +1,7 @@
 // Memory that runs out between the arrival of an answer and its delivery: each allocation of the network thread and
 // of the pool's threads fails in turn, and each time the handler gets the answer or an error, once.
-#include "EndOfBlock.hpp"
 #include "Gzip.hpp"
 #include "HTTPFixture.hpp"
-#include "asio/AsioQueues.hpp"
 #include "support/AllocationOperators.hpp"
 
 #include <gtest/gtest.h>
@@ -25,7 +23,7 @@ bool isOfTheTransport() {
     char name[16] = {};
     pthread_getname_np(pthread_self(), name, sizeof name);
     const std::string_view own(name);
-    answer = own == "corvane-http" || own == "corvane-worker" || own == "pool";
+    answer = own == "corvane-http" || own == "pool";
   }
   return answer == 1;
 }
@@ -63,35 +61,6 @@ struct Arrival {
 
 class OutOfMemory : public testing::TestWithParam<Arrival> {};
 
-/// The network thread waits for the answer.
-class WaitingThread {
- public:
-  WaitingThread() { namePoolThreads(*http_.pool); }
-  void send(const std::string& url, HTTPHandler handler) {
-    static_cast<void>(http_.client->send(makeRequest("GET", url), std::move(handler)));
-  }
-
- private:
-  HTTPFixture http_;
-};
-
-/// The worker that has sent the request waits for the answer.
-class WaitingWorker {
- public:
-  void send(const std::string& url, HTTPHandler handler) {
-    queues_.taskPool->async([url, client = client_, handler = std::move(handler)]() mutable {
-      const EndOfBlock end;
-      static_cast<void>(client->send(makeRequest("GET", url), std::move(handler)));
-    });
-  }
-
- private:
-  LinuxQueues queues_ = makeLinuxQueues();
-  CurlNetwork network_{{{}, "", "Corvane/test (gzip)", queues_.userInitiated}};
-  std::shared_ptr<HTTPClient> client_ = network_.makeClient();
-};
-
-template <class Waiting>
 void expectTheAnswerOrOneError(const Arrival& arrival) {
   int failures = 0;
   for (int n = 0; n < 1000; ++n) {
@@ -103,9 +72,10 @@ void expectTheAnswerOrOneError(const Arrival& arrival) {
       mayAnswer.wait();
       connection.send(arrival.bytes);
     });
-    Waiting waiting;
+    HTTPFixture http;
+    namePoolThreads(*http.pool);
     AwaitedAnswer answer;
-    waiting.send(server.url(), answer.handler());
+    const auto ticket = http.client->send(makeRequest("GET", server.url()), answer.handler());
     arrived.get_future().wait();
     allocationsUntilFailure = n;
     armed.set_value();
@@ -126,11 +96,7 @@ void expectTheAnswerOrOneError(const Arrival& arrival) {
 }
 
 TEST_P(OutOfMemory, WhileAnAnswerArrivesGivesTheAnswerOrOneError) {
-  expectTheAnswerOrOneError<WaitingThread>(GetParam());
-}
-
-TEST_P(OutOfMemory, WhileAWorkerWaitsForItsAnswerGivesTheAnswerOrOneError) {
-  expectTheAnswerOrOneError<WaitingWorker>(GetParam());
+  expectTheAnswerOrOneError(GetParam());
 }
 
 const std::string text(5000, 'x');
