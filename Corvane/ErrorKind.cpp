@@ -31,7 +31,7 @@ ErrorKind kindOfStatus(OSStatus status) {
 }
 
 // The OAuth error that the token endpoint refused with; empty for any other error.
-std::string_view tokenRefusal(const NSError& error) {
+std::string_view serverRefusal(const NSError& error) {
   if (error.domain() != oauthTokenErrorDomain) return {};
   const auto response = error.userInfo().find(std::string(oauthErrorResponseKey));
   if (response == error.userInfo().end() || !response->second.dictionary()) return {};
@@ -59,7 +59,7 @@ ErrorKind kindOfSignIn(const GoogleDriveAuthorizationProviderError& error) {
       return ErrorKind::keychainUnavailable;
     case Case::signInFailed:
       // The client is the program's own here: the same sign-in would fail again.
-      if (refusesClient(tokenRefusal(error.underlying()->nsError()))) return ErrorKind::other;
+      if (refusesClient(serverRefusal(error.underlying()->nsError()))) return ErrorKind::other;
       return errorKind(*error.underlying());
     default:
       return ErrorKind::other;
@@ -113,12 +113,23 @@ ErrorKind kindOfRefresh(std::string_view refusal) {
                                                               : ErrorKind::other;
 }
 
+// RFC 6749, section 4.1.2.1, and Google's guide for installed apps, "Authorization errors".
+ErrorKind kindOfRefusal(std::string_view refusal) {
+  if (refusal == "server_error" || refusal == "temporarily_unavailable") return ErrorKind::temporary;
+  if (refusal == "access_denied" || refusal == "admin_policy_enforced" || refusal == "org_internal")
+    return ErrorKind::permission;
+  return ErrorKind::other;
+}
+
 ErrorKind kindOfBridged(const NSError& error) {
   if (error.domain() == NSURLErrorDomain) return kindOfNetworkCode(error.code());
   if (error.domain() == GTLRErrorObjectDomain || error.domain() == GTLRServiceErrorDomain)
     return kindOfDriveCode(error.code());
   if (error.domain() == sessionArchiveErrorDomain) return ErrorKind::keychainUnavailable;
-  if (error.domain() == oauthTokenErrorDomain) return kindOfRefresh(tokenRefusal(error));
+  if (error.domain() == oauthTokenErrorDomain) return kindOfRefresh(serverRefusal(error));
+  if (error.domain() == oauthAuthorizationErrorDomain) return kindOfRefusal(serverRefusal(error));
+  if (error.domain() == signInServiceErrorDomain && error.code() == signInOtherAccountCode)
+    return ErrorKind::notSignedIn;
   return ErrorKind::other;
 }
 

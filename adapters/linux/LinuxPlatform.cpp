@@ -69,12 +69,19 @@ void requireKeychainChoice(const LinuxPlatformOptions& options) {
     refuse("keychainFolder", "A folder is for KeychainBackend::encryptedFile only.");
 }
 
+void requireSignInChoice(const LinuxPlatformOptions& options) {
+  if (options.onlyThisAccount && options.loginHint.empty())
+    refuse("onlyThisAccount", "The account must be named in loginHint.");
+  if (options.signInTimeout.count() < 0) refuse("signInTimeout", "The time must not be negative.");
+}
+
 void requireValid(const LinuxPlatformOptions& options) {
   requireEndpoint("google.drive", options.google.drive);
   requireEndpoint("google.authorization", options.google.authorization);
   requireEndpoint("google.token", options.google.token);
   requireLimits(options.limits);
   requireKeychainChoice(options);
+  requireSignInChoice(options);
 }
 
 const LogCategory keychainLog("Keychain");
@@ -126,6 +133,8 @@ std::shared_ptr<const Pieces> makePieces(LinuxPlatformOptions options) {
   pieces->json = std::make_shared<const NlohmannJSON>();
   pieces->signIn.google = std::move(options.google);
   pieces->signIn.loginHint = std::move(options.loginHint);
+  pieces->signIn.onlyThisAccount = options.onlyThisAccount;
+  pieces->signIn.timeout = options.signInTimeout;
   pieces->signIn.presenter =
       options.presenter ? std::move(options.presenter) : makeSystemPresenter(printSignInURL);
   pieces->signIn.http = pieces->oauthClient;

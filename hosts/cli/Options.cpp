@@ -107,7 +107,7 @@ void addCommands(CLI::App& app, Draft& draft) {
   signIn->add_option("--timeout", draft.timeoutSeconds, "Seconds to wait for the browser (300 by default)")
       ->check(CLI::Range(0.001, 86'400.0).description(""))
       ->type_name("S");
-  signIn->add_option("--account", draft.signIn.account, "The account to suggest on Google's page")
+  signIn->add_option("--account", draft.signIn.account, "The only account to sign in")
       ->type_name("EMAIL");
 
   command(app, "accounts", "List the accounts that are signed in");

@@ -19,11 +19,12 @@ class TerminalPresenter::Page final : public Cancellable {
   const std::shared_ptr<Cancellable> inBrowser_;
 };
 
-std::shared_ptr<Cancellable> TerminalPresenter::present(const std::string& url, const WindowHandle& window,
-                                                        UniqueFunction<void()> dismissed) {
+std::shared_ptr<Cancellable> TerminalPresenter::presentLink(const SignInLink& link,
+                                                            const WindowHandle& window,
+                                                            UniqueFunction<void()> dismissed) {
   note_(browser_ ? "Your browser opens this page; sign in there, or press Ctrl-C to give up:"
                  : "Open this page in a browser on this computer; press Ctrl-C to give up:");
-  printURL_(url);
+  printURL_(link.page);
   bool early = false;
   {
     const std::lock_guard lock(mutex_);
@@ -34,10 +35,10 @@ std::shared_ptr<Cancellable> TerminalPresenter::present(const std::string& url, 
     dismissed();
     return nullptr;
   }
-  auto inBrowser = browser_ ? browser_->present(url, window,
-                                                [weak = weak_from_this()] {
-                                                  if (const auto self = weak.lock()) self->dismiss();
-                                                })
+  auto inBrowser = browser_ ? browser_->presentLink(link, window,
+                                                    [weak = weak_from_this()] {
+                                                      if (const auto self = weak.lock()) self->dismiss();
+                                                    })
                             : nullptr;
   return std::make_shared<Page>(weak_from_this(), std::move(inBrowser));
 }

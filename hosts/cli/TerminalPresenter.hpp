@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
 namespace corvane::cli {
 
@@ -22,7 +23,14 @@ class TerminalPresenter final : public Presenter, public std::enable_shared_from
       : browser_(std::move(browser)), printURL_(std::move(printURL)), note_(std::move(note)) {}
 
   std::shared_ptr<Cancellable> present(const std::string& url, const WindowHandle& window,
-                                       UniqueFunction<void()> dismissed) override;
+                                       UniqueFunction<void()> dismissed) override {
+    return presentLink({url, url}, window, std::move(dismissed));
+  }
+
+  /// Prints the page's own address, which only the terminal's owner sees: it may be opened in any browser, as often as
+  /// they like, also on a computer whose port is forwarded here. The browser gets the one-use address.
+  std::shared_ptr<Cancellable> presentLink(const SignInLink& link, const WindowHandle& window,
+                                           UniqueFunction<void()> dismissed) override;
 
   /// The user gives up: ends the sign-in presented now, or as soon as it is.
   void dismiss();

@@ -56,7 +56,11 @@ Platform makePlatform(const Options& options, std::shared_ptr<TerminalPresenter>
   wanted.extraCAFile = options.global.caFile;
   wanted.presenter = std::move(presenter);
   wanted.logLevel = options.global.logLevel;
-  if (const auto* signIn = std::get_if<SignInOptions>(&options.command)) wanted.loginHint = signIn->account;
+  if (const auto* signIn = std::get_if<SignInOptions>(&options.command)) {
+    wanted.loginHint = signIn->account;
+    wanted.onlyThisAccount = !signIn->account.empty();
+    wanted.signInTimeout = signIn->timeout;
+  }
   try {
     return makeLinuxPlatform(std::move(wanted));
   } catch (const AnyError& error) {

@@ -18,6 +18,16 @@ namespace corvane {
 // Error domains and codes by which a sign-in tells how it ended.
 inline constexpr std::string_view signInServiceErrorDomain = "TessoraService";
 inline constexpr std::int64_t signInMissingScopesCode = -2;
+inline constexpr std::int64_t signInNoRefreshTokenCode = -100;
+inline constexpr std::int64_t signInNoPortCode = -101;
+inline constexpr std::int64_t signInForeignIssuerCode = -102;
+inline constexpr std::int64_t signInOpenedTwiceCode = -103;
+/// Another account than the one asked for; the two addresses stand under `signInExpectedAccountKey` and
+/// `signInChosenAccountKey`.
+inline constexpr std::int64_t signInOtherAccountCode = -104;
+inline constexpr std::int64_t signInTimedOutCode = -105;
+inline constexpr std::string_view signInExpectedAccountKey = "expectedAccount";
+inline constexpr std::string_view signInChosenAccountKey = "chosenAccount";
 inline constexpr std::string_view oauthAuthorizationErrorDomain = "org.openid.appauth.oauth_authorization";
 inline constexpr std::string_view oauthTokenErrorDomain = "org.openid.appauth.oauth_token";
 inline constexpr std::string_view oauthGeneralErrorDomain = "org.openid.appauth.general";

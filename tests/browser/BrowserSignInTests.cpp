@@ -2,6 +2,7 @@
 
 #include <Corvane/Corvane.hpp>
 #include <CorvaneLinux/LinuxPlatform.hpp>
+#include <CorvanePlatform/SignInService.hpp>
 
 #include <gmock/gmock.h>
 
@@ -21,19 +22,24 @@ using ::testing::Not;
 using ::testing::StartsWith;
 using Case = GoogleDriveAuthorizationProviderError::Case;
 
-/// Hands the page's address to the test, which has the browser.
+/// Hands the addresses to the test, which has the browser.
 struct NotingPresenter final : Presenter {
-  std::shared_ptr<Cancellable> present(const std::string& url, const WindowHandle&,
+  std::shared_ptr<Cancellable> present(const std::string&, const WindowHandle&,
                                        UniqueFunction<void()>) override {
-    lastURL = url;
     return nullptr;
   }
-  std::string lastURL;
+  std::shared_ptr<Cancellable> presentLink(const SignInLink& link, const WindowHandle&,
+                                           UniqueFunction<void()>) override {
+    last = link;
+    return nullptr;
+  }
+  SignInLink last;
 };
 
 /// A sign-in that has been started.
 struct SignIn {
-  std::string page;  // where it begins
+  std::string start;  // where the browser begins
+  std::string page;
   std::future<GoogleDriveAccountModel> account;
   std::future<GoogleDriveAuthorizationProviderError> error;
   AnyCancellable subscription;
@@ -75,13 +81,14 @@ struct BrowserSignIn : BrowserTest {
   SignIn start() {
     auto account = std::make_shared<std::promise<GoogleDriveAccountModel>>();
     auto error = std::make_shared<std::promise<GoogleDriveAuthorizationProviderError>>();
-    SignIn signIn{{}, account->get_future(), error->get_future(), {}};
+    SignIn signIn{{}, {}, account->get_future(), error->get_future(), {}};
     signIn.subscription = factory.makeAuthorizationProvider(nullptr)->signIn().sink(
         [error](Completion<GoogleDriveAuthorizationProviderError> end) {
           if (end.isFailure()) error->set_value(std::move(end).error());
         },
         [account](GoogleDriveAccountModel value) { account->set_value(std::move(value)); });
-    signIn.page = presenter->lastURL;
+    signIn.start = presenter->last.oneUse;
+    signIn.page = presenter->last.page;
     return signIn;
   }
 
@@ -99,7 +106,8 @@ struct BrowserSignIn : BrowserTest {
 
 TEST_F(BrowserSignIn, AllowedItEndsAtDriveWithTheChosenAccount) {
   auto signIn = start();
-  browser.open(signIn.page);
+  browser.open(signIn.start);
+  EXPECT_EQ(browser.url(), signIn.page);
   screenshot("consent");
   EXPECT_TRUE(browser.isTicked("#drive"));
   consent("grace@example.com", "allow");
@@ -108,26 +116,52 @@ TEST_F(BrowserSignIn, AllowedItEndsAtDriveWithTheChosenAccount) {
   EXPECT_EQ(accounts(), std::vector<std::string>{"grace@example.com"});
 }
 
+TEST_F(BrowserSignIn, StartThatIsReloadedOrOpenedTwiceInOneBrowserGoesOn) {
+  auto signIn = start();
+  browser.open(signIn.start);
+  browser.reload();
+  browser.newTab();
+  browser.open(signIn.start);
+  EXPECT_EQ(browser.url(), signIn.page);
+  consent("ada@example.com", "allow");
+  EXPECT_EQ(signIn.account.get().userEmail(), "ada@example.com");
+}
+
+TEST_F(BrowserSignIn, StartThatTwoBrowsersOpenEndsTheSignIn) {
+  auto signIn = start();
+  Chromium stranger(driver, folder.path() / "stranger");
+  stranger.open(signIn.start);
+  EXPECT_EQ(stranger.url(), signIn.page);
+  browser.open(signIn.start);
+  EXPECT_THAT(browser.text(), HasSubstr("opened twice"));
+  screenshot("opened-twice");
+  const auto error = signIn.error.get();
+  EXPECT_EQ(error.kind(), Case::signInFailed);
+  EXPECT_EQ(error.underlying()->code(), signInOpenedTwiceCode);
+  stranger.click("#allow");  // its way back is closed
+  EXPECT_TRUE(accounts().empty());
+}
+
 TEST_F(BrowserSignIn, DeniedItSaysSoInBrowserAndProgramAndAReloadChangesNothing) {
   auto signIn = start();
-  browser.open(signIn.page);
+  browser.open(signIn.start);
   consent("ada@example.com", "deny");
   browser.waitForURL(signIn.redirect());
-  EXPECT_THAT(browser.text(), HasSubstr("Access was not granted"));
+  EXPECT_THAT(browser.text(), HasSubstr("Access to the account was not granted"));
   EXPECT_EQ(browser.style("main", "border-top-style"), "solid");  // the page's own policy lets its style in
   screenshot("page");
   EXPECT_EQ(signIn.error.get().kind(), Case::accessDenied);
 
   browser.reload();  // of a page whose server is gone
   EXPECT_THAT(browser.url(), StartsWith(signIn.redirect()));
-  EXPECT_THAT(browser.text(), Not(HasSubstr("Access was not granted")));
+  EXPECT_THAT(browser.text(), Not(HasSubstr("not granted")));
   screenshot("reloaded");
   EXPECT_TRUE(accounts().empty());
 }
 
 TEST_F(BrowserSignIn, WithTheDriveBoxUntickedItSaysWhatIsMissing) {
   auto signIn = start();
-  browser.open(signIn.page);
+  browser.open(signIn.start);
   browser.click("#drive");
   EXPECT_FALSE(browser.isTicked("#drive"));
   screenshot("consent");
@@ -141,7 +175,7 @@ TEST_F(BrowserSignIn, WithTheDriveBoxUntickedItSaysWhatIsMissing) {
 
 TEST_F(BrowserSignIn, ReloadOfTheRedirectPageBeforeConsentLeavesItWaiting) {
   auto signIn = start();
-  browser.open(signIn.page);
+  browser.open(signIn.start);
   const auto first = browser.tab();
   browser.newTab();
   browser.open(signIn.redirect());
@@ -158,12 +192,12 @@ TEST_F(BrowserSignIn, ReloadOfTheRedirectPageBeforeConsentLeavesItWaiting) {
 
 TEST_F(BrowserSignIn, SecondTabWithAnOldStateDisturbsNothing) {
   auto old = start();
-  browser.open(old.page);
+  browser.open(old.start);
   const auto oldTab = browser.tab();
   old.subscription.cancel();
   auto current = start();
   const auto currentTab = browser.newTab();
-  browser.open(current.page);
+  browser.open(current.start);
 
   browser.switchTo(oldTab);
   consent("grace@example.com", "allow");  // its way back is closed
@@ -186,7 +220,7 @@ TEST_F(BrowserSignIn, BrowserThatIsClosedWhileTheHostCancelsLeavesNothingBehind)
   auto signIn = start();
   // The way back is answered only once the code has been exchanged: nothing here may wait for a page.
   Chromium leaving(driver, folder.path() / "leaving", PageLoad::notAwaited);
-  leaving.open(signIn.page);
+  leaving.open(signIn.start);
   leaving.click("#allow");
   ASSERT_TRUE(gate->waitUntilReached());
   {
@@ -202,7 +236,7 @@ TEST_F(BrowserSignIn, BrowserThatIsClosedWhileTheHostCancelsLeavesNothingBehind)
   another.open(signIn.redirect());
   EXPECT_THAT(another.text(), Not(HasSubstr("sign-in")));  // the port is closed
   auto again = start();
-  another.open(again.page);
+  another.open(again.start);
   another.click("#allow");
   EXPECT_EQ(again.account.get().userEmail(), "ada@example.com");
 }

@@ -33,8 +33,7 @@ std::shared_ptr<Cancellable> ScriptedBrowser::present(const std::string& url, co
                                                       UniqueFunction<void()>) {
   const std::lock_guard guard(mutex_);
   visits_.emplace_back([url] {
-    const std::string callback = redirectOf(url);
-    if (callback.starts_with("http://127.0.0.1:")) redirectOf(callback);
+    for (auto next = url; next.starts_with("http://127.0.0.1:");) next = redirectOf(next);
   });
   return nullptr;
 }

@@ -87,6 +87,7 @@ TEST_P(BadExchangeTest, EndsTheSignInInOneErrorAndKeepsAndTellsNothing) {
   expectNoSecretIn(lastPage, tokensGiven);
 }
 
+constexpr auto service = "TessoraService";
 constexpr auto general = "org.openid.appauth.general";
 constexpr auto refused = "org.openid.appauth.oauth_token";
 constexpr auto network = "NSURLErrorDomain";
@@ -100,7 +101,7 @@ INSTANTIATE_TEST_SUITE_P(
         badTokens("OfAnotherNonce", R"({"nonce":"another"})", "{}", general, -15),
         badTokens("ThatHasExpired", R"({"exp":1000000000})", "{}", general, -15),
         badTokens("WithoutAnIDToken", "{}", R"({"id_token":null})", general, -14),
-        badTokens("WithoutARefreshToken", "{}", R"({"refresh_token":null})", general, -100),
+        badTokens("WithoutARefreshToken", "{}", R"({"refresh_token":null})", service, -100),
         badTokens("OfAnotherTokenType", "{}", R"({"token_type":"mac"})", network, -1017),
         BadExchange{
             "WithoutTheDriveScope", {}, "{}", R"({"scope":"openid email"})", Case::missingRequiredScopes},

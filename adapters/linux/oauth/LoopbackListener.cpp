@@ -1,6 +1,6 @@
 #include "LoopbackListener.hpp"
 
-#include "OAuthErrors.hpp"
+#include "SignInErrors.hpp"
 #include "SignInPages.hpp"
 #include "SignalsBlocked.hpp"
 
@@ -11,14 +11,16 @@
 
 #include <boost/asio.hpp>
 
-#include <fcntl.h>
 #include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <condition_variable>
+#include <exception>
 #include <list>
+#include <mutex>
 #include <system_error>
 
 namespace corvane {
@@ -31,11 +33,6 @@ using boost::system::error_code;
 
 constexpr std::chrono::milliseconds acceptPause{
     100};  // after a failed accept, as when descriptors are used up
-
-// A program that the presenter starts must not inherit our sockets, or the port would outlive the sign-in.
-void closeOnExec(int descriptor) {
-  ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-}
 
 // A listening socket on a free port of the address, or -1 and errno.
 int openPort(const tcp::endpoint& endpoint) {
@@ -51,10 +48,26 @@ int openPort(const tcp::endpoint& endpoint) {
   return -1;
 }
 
+// Closes a descriptor that no socket owns yet.
+class NewDescriptor {
+ public:
+  explicit NewDescriptor(int descriptor) : descriptor_(descriptor) {}
+  NewDescriptor(const NewDescriptor&) = delete;
+  NewDescriptor& operator=(const NewDescriptor&) = delete;
+  ~NewDescriptor() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+  }
+  int get() const { return descriptor_; }
+  void release() { descriptor_ = -1; }
+
+ private:
+  int descriptor_;
+};
+
 // One browser tab, or whoever else has come.
 struct Connection {
-  Connection(tcp::socket taken, std::size_t limit)
-      : socket(std::move(taken)), timer(socket.get_executor()), buffer(limit) {}
+  Connection(asio::io_context& context, std::size_t limit)
+      : socket(context), timer(context), buffer(limit) {}
 
   void close() {
     error_code ignored;
@@ -70,13 +83,14 @@ struct Connection {
   Data buffer;  // wiped, since the code comes through it
   std::size_t received = 0;
   std::string reply;
+  bool isHeld = false;  // its answer comes with the end
 };
 
 using ConnectionRef = std::shared_ptr<Connection>;
 
 }  // namespace
 
-// Every function but the constructor, `host` and `post` runs on the listener's thread, inside run(); so
+// Every function but the constructor, `host` and `end` runs on the listener's thread, inside run(); so
 // callbacks may hold a bare `this`.
 class LoopbackListener::Server {
  public:
@@ -98,45 +112,73 @@ class LoopbackListener::Server {
            std::to_string(endpoint.port());
   }
 
-  template <class Function>
-  void post(Function function) {
-    asio::post(context_, std::move(function));
-  }
-
-  void run(RequestHandler handler) {
+  void run(RequestHandler handler, LoopbackTroubles troubles) noexcept {
     handler_ = std::move(handler);
-    accept();
-    context_.run();
+    troubles_ = std::move(troubles);
+    serve([this] {
+      limitLifetime();
+      accept();
+    });
+    while (!serve([this] { context_.run(); })) continue;
+    const auto [reply, then] = waitForEnd();
+    for (const auto& connection : connections_)
+      if (connection->isHeld) tell(*connection, reply);
+    closeAll();
     handler_ = nullptr;
+    troubles_ = {};
+    if (then) then();
   }
 
-  void finish(std::string reply, UniqueFunction<void()> then) {
-    stopAccepting();
-    if (!held_) {
-      closeAll();
-      then();
-      return;
+  // Any thread.
+  void end(std::string reply, UniqueFunction<void()> then) noexcept {
+    {
+      const std::lock_guard lock(mutex_);
+      hasEnded_ = true;
+      if (then) ending_ = {std::move(reply), std::move(then)};
     }
-    const auto connection = held_;
-    connection->reply = std::move(reply);
-    limitTime(connection);
-    asio::async_write(connection->socket, asio::buffer(connection->reply),
-                      [this, connection, then = std::make_shared<UniqueFunction<void()>>(std::move(then))](
-                          error_code, std::size_t) {
-                        closeGently(*connection);
-                        closeAll();
-                        (*then)();  // the browser may have gone; that is no matter
-                      });
+    ended_.notify_all();
+    context_.stop();
+  }
+
+ private:
+  struct Ending {
+    std::string reply;
+    UniqueFunction<void()> then;
+  };
+
+  // Does some of the work; false when there was no memory to do it all.
+  template <class Work>
+  bool serve(Work work) noexcept {
+    try {
+      work();
+      return true;
+    } catch (const std::exception&) {
+      closeAll();
+      if (const auto tell = std::exchange(troubles_.isExhausted, nullptr)) tell();
+      return false;
+    }
+  }
+
+  Ending waitForEnd() {
+    std::unique_lock lock(mutex_);
+    ended_.wait(lock, [this] { return hasEnded_; });
+    return std::move(ending_);
+  }
+
+  void limitLifetime() {
+    if (limits_.lifetime.count() <= 0) return;
+    lifetime_.expires_after(limits_.lifetime);
+    lifetime_.async_wait([this](error_code error) {
+      if (const auto tell = std::exchange(troubles_.timeIsUp, nullptr); tell && !error) tell();
+    });
   }
 
   void closeAll() {
     stopAccepting();
     for (const auto& connection : connections_) connection->close();
     connections_.clear();
-    held_ = nullptr;
   }
 
- private:
   void stopAccepting() {
     error_code ignored;
     acceptor_.close(ignored);
@@ -144,16 +186,28 @@ class LoopbackListener::Server {
   }
 
   void accept() {
-    acceptor_.async_accept([this](error_code error, tcp::socket socket) {
+    acceptor_.async_wait(tcp::acceptor::wait_read, [this](error_code error) {
       if (!acceptor_.is_open()) return;
-      if (error) {
-        acceptLater();
-        return;
-      }
-      closeOnExec(socket.native_handle());
-      admit(std::make_shared<Connection>(std::move(socket), limits_.requestBytes));
-      accept();
+      if (error || !take()) acceptLater();
     });
+  }
+
+  // The next connection, if it has not gone again; false when the system cannot give one now.
+  // Not with async_accept: a program that the host starts between that and a later FD_CLOEXEC would inherit
+  // the connection.
+  bool take() {
+    NewDescriptor descriptor(
+        ::accept4(acceptor_.native_handle(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    const bool isGone = errno == EAGAIN || errno == EWOULDBLOCK || errno == ECONNABORTED || errno == EINTR;
+    if (descriptor.get() < 0 && !isGone) return false;
+    if (descriptor.get() >= 0) {
+      const auto connection = std::make_shared<Connection>(context_, limits_.requestBytes);
+      connection->socket.assign(acceptor_.local_endpoint().protocol(), descriptor.get());
+      descriptor.release();
+      admit(connection);
+    }
+    accept();
+    return true;
   }
 
   void acceptLater() {
@@ -173,14 +227,13 @@ class LoopbackListener::Server {
 
   void dropOldest() {
     const auto oldest = std::find_if(connections_.begin(), connections_.end(),
-                                     [this](const auto& connection) { return connection != held_; });
+                                     [](const auto& connection) { return !connection->isHeld; });
     if (oldest != connections_.end()) drop(*oldest);
   }
 
   void drop(ConnectionRef connection) {
     connection->close();
     connections_.remove(connection);
-    if (held_ == connection) held_ = nullptr;
   }
 
   void limitTime(const ConnectionRef& connection) {
@@ -216,7 +269,7 @@ class LoopbackListener::Server {
       write(connection, *std::move(reply));
       return;
     }
-    held_ = connection;
+    connection->isHeld = true;
     connection->timer.expires_at(
         asio::steady_timer::time_point::max());  // how long the exchange takes is not ours
   }
@@ -247,11 +300,15 @@ class LoopbackListener::Server {
                                        });
   }
 
-  // The same for the last answer, but without waiting for the client.
-  static void closeGently(Connection& connection) {
+  // The last answer. It is short and the first that goes to the client, so the kernel takes it at once; then
+  // what has come is read as above, but without waiting for the client.
+  static void tell(Connection& connection, const std::string& reply) noexcept {
+    if (reply.empty()) return;
     error_code error;
-    connection.socket.shutdown(tcp::socket::shutdown_send, error);
     connection.socket.non_blocking(true, error);
+    connection.socket.write_some(asio::buffer(reply), error);
+    connection.socket.shutdown(tcp::socket::shutdown_send, error);
+    error.clear();
     for (int round = 0; round < 64 && !error; ++round)
       connection.socket.read_some(asio::buffer(connection.buffer), error);
   }
@@ -260,9 +317,15 @@ class LoopbackListener::Server {
   asio::io_context context_{1};
   tcp::acceptor acceptor_{context_};
   asio::steady_timer acceptTimer_{context_};
+  asio::steady_timer lifetime_{context_};
   RequestHandler handler_;
+  LoopbackTroubles troubles_;
   std::list<ConnectionRef> connections_;  // the oldest first
-  ConnectionRef held_;
+
+  std::mutex mutex_;
+  std::condition_variable ended_;
+  bool hasEnded_ = false;
+  Ending ending_;
 };
 
 LoopbackListener::LoopbackListener(const LoopbackLimits& limits)
@@ -277,23 +340,21 @@ LoopbackListener::~LoopbackListener() {
     thread_.join();
 }
 
-void LoopbackListener::start(RequestHandler handler) {
+void LoopbackListener::start(RequestHandler handler, LoopbackTroubles troubles) {
   const SignalsBlocked signals;
-  thread_ = std::thread([server = server_, handler = std::move(handler)]() mutable {
-    pthread_setname_np(pthread_self(), "corvane-signin");
-    server->run(std::move(handler));
-  });
+  thread_ = std::thread(
+      [server = server_, handler = std::move(handler), troubles = std::move(troubles)]() mutable {
+        pthread_setname_np(pthread_self(), "corvane-signin");
+        server->run(std::move(handler), std::move(troubles));
+      });
 }
 
-void LoopbackListener::finish(std::string reply, UniqueFunction<void()> then) {
-  server_->post([server = server_.get(), reply = std::move(reply),
-                 then = std::make_shared<UniqueFunction<void()>>(std::move(then))]() mutable {
-    server->finish(std::move(reply), [then] { (*then)(); });
-  });
+void LoopbackListener::finish(std::string reply, UniqueFunction<void()> then) noexcept {
+  server_->end(std::move(reply), std::move(then));
 }
 
-void LoopbackListener::stop() {
-  server_->post([server = server_.get()] { server->closeAll(); });
+void LoopbackListener::stop() noexcept {
+  server_->end({}, nullptr);
 }
 
 }  // namespace corvane

@@ -33,14 +33,6 @@ NSError oauthResponseError(std::string_view domain, std::string_view error, std:
   return NSError(domain, oauthErrorCode(error), std::move(userInfo));
 }
 
-NSError listenerError(std::string_view reason) {
-  return describedError(
-      oauthGeneralErrorDomain, oauthListenerUnavailableCode,
-      "The sign-in could not open a port on this computer's loopback address, which the browser "
-      "needs to come back to: " +
-          std::string(reason) + ".");
-}
-
 NSError tokenMemoryError() {
   return describedError("NSPOSIXErrorDomain", ENOMEM,
                         "There is not enough memory to ask for an access token.");

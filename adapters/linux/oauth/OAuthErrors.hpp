@@ -12,9 +12,6 @@ namespace corvane {
 // Codes in `oauthGeneralErrorDomain`, beside oauthUserCancelledCode.
 inline constexpr std::int64_t oauthIDTokenUnreadableCode = -14;
 inline constexpr std::int64_t oauthIDTokenRefusedCode = -15;
-inline constexpr std::int64_t oauthNoRefreshTokenCode = -100;
-inline constexpr std::int64_t oauthListenerUnavailableCode = -101;
-inline constexpr std::int64_t oauthIssuerMismatchCode = -102;
 
 /// The code, in the domains "oauth_authorization" and "oauth_token", of an OAuth error name:
 ///   -2 invalid_request, -3 unauthorized_client, -4 access_denied, -5 unsupported_response_type, -6
@@ -29,9 +26,6 @@ NSError describedError(std::string_view domain, std::int64_t code, std::string d
 /// An error that the authorization server sent; its name and description lie under `oauthErrorResponseKey`.
 NSError oauthResponseError(std::string_view domain, std::string_view error, std::string_view errorDescription,
                            std::string description);
-
-/// There is no port for the browser to come back to.
-NSError listenerError(std::string_view reason);
 
 /// There is no memory to ask for a token or to read it.
 NSError tokenMemoryError();

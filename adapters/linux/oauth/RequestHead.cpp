@@ -30,11 +30,11 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
-bool isHostName(std::string_view name) {
-  constexpr std::string_view host = "host";
-  return std::equal(name.begin(), name.end(), host.begin(), host.end(), [](char left, char right) {
-    return (left >= 'A' && left <= 'Z' ? static_cast<char>(left - 'A' + 'a') : left) == right;
-  });
+bool isNamed(std::string_view name, std::string_view inLowerCase) {
+  return std::equal(name.begin(), name.end(), inLowerCase.begin(), inLowerCase.end(),
+                    [](char left, char right) {
+                      return (left >= 'A' && left <= 'Z' ? static_cast<char>(left - 'A' + 'a') : left) == right;
+                    });
 }
 
 bool readRequestLine(std::string_view line, RequestHead& head) {
@@ -58,6 +58,7 @@ std::optional<RequestHead> RequestHead::parse(std::string_view text) {
   const auto requestLine = takeLine(text);
   if (!requestLine || !readRequestLine(*requestLine, head)) return std::nullopt;
   int hosts = 0;
+  head.headers = text;
   for (;;) {
     const auto line = takeLine(text);
     if (!line) return std::nullopt;
@@ -66,12 +67,21 @@ std::optional<RequestHead> RequestHead::parse(std::string_view text) {
     if (colon == 0 || colon == std::string_view::npos) return std::nullopt;
     const auto name = line->substr(0, colon);
     if (!isVisible(name) || !isHeaderValue(*line)) return std::nullopt;
-    if (!isHostName(name)) continue;
+    if (!isNamed(name, "host")) continue;
     head.host = trimmed(line->substr(colon + 1));
     ++hosts;
   }
   if (hosts != 1) head.host = {};
   return head;
+}
+
+std::string_view RequestHead::header(std::string_view name) const {
+  auto rest = headers;
+  for (auto line = takeLine(rest); line && !line->empty(); line = takeLine(rest)) {
+    const auto colon = std::min(line->find(':'), line->size());
+    if (isNamed(line->substr(0, colon), name)) return trimmed(line->substr(colon + 1));
+  }
+  return {};
 }
 
 }  // namespace corvane

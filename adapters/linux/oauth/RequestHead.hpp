@@ -12,6 +12,11 @@ struct RequestHead {
   std::string_view query;
   /// Empty when there is none, or more than one.
   std::string_view host;
+  /// The header lines, whole.
+  std::string_view headers;
+
+  /// The value of the first header of a name, in lower case; empty when there is none.
+  std::string_view header(std::string_view name) const;
 
   /// Nothing when the text is not a request line and header lines, each ended by CR LF. Strict: nothing is
   /// guessed.

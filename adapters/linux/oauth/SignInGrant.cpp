@@ -1,7 +1,7 @@
 #include "SignInGrant.hpp"
 
 #include "IDToken.hpp"
-#include "OAuthErrors.hpp"
+#include "SignInErrors.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -17,16 +17,9 @@ Result<OAuthGrant, NSError> acceptTokens(TokenResponse response, const Authoriza
   auto scopes =
       response.scopes ? *std::move(response.scopes) : splitScopes("openid email " + std::string(driveScope));
   if (std::find(scopes.begin(), scopes.end(), driveScope) == scopes.end())
-    return Accepted::failure(
-        describedError(signInServiceErrorDomain, signInMissingScopesCode,
-                       "Access to Google Drive was not granted. Sign in again and tick the box "
-                       "that allows it."));
+    return Accepted::failure(missingScopesError());
   if (response.refreshToken.empty())
-    return Accepted::failure(
-        describedError(oauthGeneralErrorDomain, oauthNoRefreshTokenCode,
-                       "The sign-in brought no refresh token, so it would last for an hour only. "
-                       "Remove this program's access in the Google account's settings, then sign "
-                       "in again."));
+    return Accepted::failure(noRefreshTokenError());
   OAuthGrant grant;
   grant.clientID = request.clientID;
   grant.accessToken = std::move(response.accessToken);

@@ -12,6 +12,8 @@ struct Content {
   std::string_view text;
 };
 
+constexpr std::string_view notSignedIn = "Google Drive: not signed in";
+
 Content contentOf(SignInPage page) {
   switch (page) {
     case SignInPage::badRequest:
@@ -23,18 +25,28 @@ Content contentOf(SignInPage page) {
       return {"405 Method Not Allowed", "Nothing here", "Only GET is answered here."};
     case SignInPage::tooLong:
       return {"431 Request Header Fields Too Large", "Request too long", "This request is too long."};
-    case SignInPage::declined:
-      return {"403 Forbidden", "Not signed in",
-              "Access was not granted, so you are not signed in. You can close this page."};
+    case SignInPage::ahead:
+      return {"503 Service Unavailable", "Google Drive sign-in",
+              "This address cannot be loaded ahead of a visit. Open it to sign in."};
     case SignInPage::accessMissing:
-      return {"403 Forbidden", "Not signed in",
+      return {"403 Forbidden", notSignedIn,
               "Access to Google Drive was not granted, so you are not signed in. Start the sign-in again and "
-              "tick the "
-              "box that allows it."};
+              "tick the box that allows it."};
+    case SignInPage::otherAccount:
+      return {"403 Forbidden", notSignedIn,
+              "You chose another account than the one that the program asked for, so you are not signed in. "
+              "Start the sign-in again and choose the account that the program names."};
+    case SignInPage::openedTwice:
+      return {"403 Forbidden", notSignedIn,
+              "The sign-in address was opened twice: another program on this machine may have seen it. The "
+              "sign-in has been ended, and nothing was stored. Start it again."};
+    case SignInPage::dismissed:
+      return {"403 Forbidden", notSignedIn,
+              "The sign-in was given up in the program that you came from. You can close this page."};
     case SignInPage::failed:
       break;
   }
-  return {"502 Bad Gateway", "Not signed in",
+  return {"502 Bad Gateway", notSignedIn,
           "The sign-in could not be completed. The program that you came from says why. You can close this "
           "page."};
 }
@@ -57,27 +69,38 @@ constexpr std::string_view commonHeaders =
     "X-Content-Type-Options: nosniff\r\n"
     "Connection: close\r\n";
 
-}  // namespace
-
-std::string pageReply(SignInPage page) {
-  const auto content = contentOf(page);
+std::string reply(std::string_view status, std::string_view headers, std::string_view title,
+                  std::string_view text) {
   std::string body = "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">";
   body += "<meta name=\"viewport\" content=\"width=device-width\"><style>";
-  body.append(style).append("</style><title>").append(content.title);
-  body.append("</title></head>\n<body><main><h1>").append(content.title);
-  body.append("</h1><p>").append(content.text).append("</p></main></body></html>\n");
+  body.append(style).append("</style><title>").append(title);
+  body.append("</title></head>\n<body><main><h1>").append(title);
+  body.append("</h1><p>").append(text).append("</p></main></body></html>\n");
 
   std::string reply = "HTTP/1.1 ";
-  reply.append(content.status).append("\r\n").append(commonHeaders);
-  if (page == SignInPage::methodNotAllowed) reply += "Allow: GET\r\n";
+  reply.append(status).append("\r\n").append(commonHeaders).append(headers);
   reply +=
       "Content-Type: text/html; charset=utf-8\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n";
   return reply + body;
 }
 
-std::string redirectReply(const URL& location) {
-  std::string reply = "HTTP/1.1 302 Found\r\nLocation: " + location.absoluteString() + "\r\n";
-  return reply.append(commonHeaders).append("Content-Length: 0\r\n\r\n");
+}  // namespace
+
+std::string pageReply(SignInPage page) {
+  const auto content = contentOf(page);
+  const bool saysMethods = page == SignInPage::methodNotAllowed;
+  return reply(content.status, saysMethods ? "Allow: GET\r\n" : "", content.title, content.text);
+}
+
+std::string pageReply(const SignInRefusal& refusal) {
+  std::string text(refusal.sentence);
+  text.append(", so you are not signed in. ").append(refusal.advice);
+  return reply(refusal.isTemporary ? "503 Service Unavailable" : "403 Forbidden", {}, notSignedIn, text);
+}
+
+std::string redirectReply(std::string_view location, std::string_view cookie) {
+  std::string reply = "HTTP/1.1 302 Found\r\nLocation: ";
+  return reply.append(location).append("\r\n").append(cookie).append(commonHeaders).append("Content-Length: 0\r\n\r\n");
 }
 
 }  // namespace corvane

@@ -1,8 +1,9 @@
 #pragma once
 
-#include <CorvanePlatform/URL.hpp>
+#include "SignInRefusals.hpp"
 
 #include <string>
+#include <string_view>
 
 namespace corvane {
 
@@ -12,15 +13,21 @@ enum class SignInPage {
   notFound,
   methodNotAllowed,
   tooLong,
-  declined,
+  ahead,
   accessMissing,
+  otherAccount,
+  openedTwice,
+  dismissed,
   failed,
 };
 
 /// A whole HTTP answer with that page, which asks not to be stored and may load or run nothing.
 std::string pageReply(SignInPage page);
 
-/// A whole HTTP answer that sends the browser on to the success page.
-std::string redirectReply(const URL& location);
+/// The same for an error that the sign-in page handed back.
+std::string pageReply(const SignInRefusal& refusal);
+
+/// A whole HTTP answer that sends the browser on. `cookie` is a header line or empty.
+std::string redirectReply(std::string_view location, std::string_view cookie = {});
 
 }  // namespace corvane

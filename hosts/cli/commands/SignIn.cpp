@@ -8,26 +8,25 @@
 
 #include <Corvane/ErrorKind.hpp>
 #include <Corvane/GoogleDriveAuthorizationProviderError.hpp>
+#include <CorvanePlatform/SignInService.hpp>
 
 namespace corvane::cli {
 namespace {
 
 using PendingSignIn = Pending<GoogleDriveAccountModel, GoogleDriveAuthorizationProviderError>;
 
-Failure timedOut(std::chrono::milliseconds limit) {
-  Failure failure;
-  failure.kind = "timedOut";
-  const auto seconds = (limit.count() + 999) / 1000;
-  failure.headline = "The sign-in was given up: it was not finished within " + std::to_string(seconds) +
-                     (seconds == 1 ? " second." : " seconds.");
-  failure.remedy = "Sign in again, and finish it in the browser; --timeout S allows more time.";
-  return failure;
+bool isTimedOut(const AnyError& error) {
+  return error.domain() == signInServiceErrorDomain && error.code() == signInTimedOutCode;
 }
 
 /// A session that could not be saved does not say why; the keychain knows.
 Failure signInFailure(const Context& context, const AnyError& error) {
   Failure failure = Failure::of(error, "sign in", context.options.keychain);
   const auto typed = error.as<GoogleDriveAuthorizationProviderError>();
+  if (typed && typed->underlying() && isTimedOut(*typed->underlying())) {
+    failure.kind = "timedOut";
+    failure.remedy += " --timeout S allows more time.";
+  }
   const OSStatus status = context.keychain.lastFailure();
   if (typed && typed->kind() == GoogleDriveAuthorizationProviderError::Case::tokenSaveFailed &&
       status != errSecSuccess) {
@@ -50,17 +49,11 @@ void requireKeychain(const Context& context) {
   }
 }
 
-GoogleDriveAccountModel signIn(const Context& context, std::chrono::milliseconds timeout) {
+GoogleDriveAccountModel signIn(const Context& context) {
   PendingSignIn pending(context.factory.makeAuthorizationProvider(nullptr)->signIn());
-  switch (pending.wait(context.interrupt, std::chrono::steady_clock::now() + timeout)) {
-    case PendingSignIn::Wake::timedOut:
-      throw timedOut(timeout);
-    case PendingSignIn::Wake::interrupted:
-      context.presenter.dismiss();
-      pending.waitForAnswer();
-      break;
-    case PendingSignIn::Wake::answered:
-      break;
+  if (pending.wait(context.interrupt) == PendingSignIn::Wake::interrupted) {
+    context.presenter.dismiss();
+    pending.waitForAnswer();
   }
   try {
     return pending.take();
@@ -71,16 +64,14 @@ GoogleDriveAccountModel signIn(const Context& context, std::chrono::milliseconds
 
 }  // namespace
 
-ExitCode run(const Context& context, const SignInOptions& options) {
+ExitCode run(const Context& context, const SignInOptions&) {
   requireKeychain(context);
-  const auto account = signIn(context, options.timeout);
+  const auto account = signIn(context);
   context.out.line(context.options.json ? jsonObject([&account](KeyedEncodingContainer& object) {
     object.encode(std::string_view(account.userEmail()), CodingKey("userEmail"));
     object.encode(true, CodingKey("signedIn"));
   })
                                         : "Signed in as " + escapedName(account.userEmail()));
-  if (!options.account.empty() && !(account == GoogleDriveAccountModel(options.account)))
-    context.note("Note that this is not " + options.account + ", which was asked for.");
   return ExitCode::ok;
 }
 

@@ -54,14 +54,35 @@ std::string location(const std::string& answer) {
 
 }  // namespace
 
+std::string locationOf(const std::string& url) {
+  std::uint16_t port = 0;
+  const char* end = url.data() + url.size();
+  const char* rest = std::from_chars(url.data() + thisComputer.size(), end, port).ptr;
+  return location(answerTo(port, std::string(rest, end)));
+}
+
 std::string browse(std::string url) {
-  while (url.starts_with(thisComputer)) {
-    std::uint16_t port = 0;
-    const char* end = url.data() + url.size();
-    const char* rest = std::from_chars(url.data() + thisComputer.size(), end, port).ptr;
-    url = location(answerTo(port, std::string(rest, end)));
-  }
+  while (url.starts_with(thisComputer)) url = locationOf(url);
   return url;
+}
+
+std::string valueOf(const std::string& url, const std::string& name) {
+  const auto found = url.find(name + "=");
+  if (found == std::string::npos) return {};
+  const auto begin = found + name.size() + 1;
+  const auto raw = url.substr(begin, url.find('&', begin) - begin);
+  std::string value;
+  for (std::size_t i = 0; i < raw.size(); ++i) {
+    if (raw[i] != '%' || i + 2 >= raw.size()) {
+      value += raw[i];
+      continue;
+    }
+    int code = 0;
+    std::from_chars(raw.data() + i + 1, raw.data() + i + 3, code, 16);
+    value += static_cast<char>(code);
+    i += 2;
+  }
+  return value;
 }
 
 bool listensOn(std::uint16_t port) {

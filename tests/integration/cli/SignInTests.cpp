@@ -11,7 +11,13 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
-using SignIn = ProgramTest;
+class SignIn : public ProgramTest {
+ protected:
+  /// Where the sign-in page sends the browser with an error.
+  static std::string refusalOf(const std::string& page, const std::string& error) {
+    return valueOf(page, "redirect_uri") + "?state=" + valueOf(page, "state") + "&error=" + error;
+  }
+};
 
 TEST_F(SignIn, AccountIsNamedAndKept) {
   const auto result = signIn("ada@example.com");
@@ -67,13 +73,29 @@ class SignInWithABrowser : public ProgramTest {
   }
 };
 
-TEST_F(SignInWithABrowser, SystemsOpenerIsGivenTheWholeAddress) {
+TEST_F(SignInWithABrowser, SystemsOpenerIsGivenAnAddressThatLeadsToThePage) {
   installNoting("xdg-open");
   Program program(setupWith(""));
   const auto page = program.waitForErrorLine(pageStart());
-  EXPECT_EQ(opened(), "xdg-open " + page);
+  const auto given = opened();
+  ASSERT_THAT(given, testing::MatchesRegex("xdg-open http://127\\.0\\.0\\.1:[0-9]+/[A-Za-z0-9_-]{22}"));
+  EXPECT_EQ(locationOf(given.substr(given.find(' ') + 1)), page);
   browse(page);
   EXPECT_EQ(program.finish().exitCode, 0);
+}
+
+TEST_F(SignInWithABrowser, AddressThatTwoProgramsOpenedEndsTheSignIn) {
+  installNoting("xdg-open");
+  Program program(setupWith(""));
+  const auto page = program.waitForErrorLine(pageStart());
+  const auto given = opened();
+  const auto address = given.substr(given.find(' ') + 1);
+  EXPECT_EQ(locationOf(address), page);  // whoever read it in a list of processes
+  EXPECT_EQ(locationOf(address), "");
+  const auto result = program.finish();
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_THAT(result.errors, HasSubstr("The sign-in address was opened twice"));
+  EXPECT_EQ(run({"accounts"}).exitCode, 4);
 }
 
 TEST_F(SignInWithABrowser, BrowserOfTheEnvironmentGoesFirst) {
@@ -81,7 +103,7 @@ TEST_F(SignInWithABrowser, BrowserOfTheEnvironmentGoesFirst) {
   installNoting("wanted");
   Program program(setupWith("missing:wanted"));
   const auto page = program.waitForErrorLine(pageStart());
-  EXPECT_EQ(opened(), "wanted " + page);
+  EXPECT_THAT(opened(), testing::StartsWith("wanted http://127.0.0.1:"));
   browse(page);
   EXPECT_EQ(program.finish().exitCode, 0);
 }
@@ -110,16 +132,63 @@ TEST_F(SignIn, DriveLeftUntickedIsAMatterOfPermission) {
   EXPECT_THAT(result.errors, HasSubstr("leave the box for Google Drive ticked"));
 }
 
-TEST_F(SignIn, OtherAccountThanSuggestedIsSaid) {
-  Program program(
-      setup({"--credentials", credentials(), "sign-in", "--no-browser", "--account", "ada@example.com"}));
-  std::string page = program.waitForErrorLine(pageStart());
-  const auto hint = page.find("ada%40example.com");
-  ASSERT_NE(hint, std::string::npos);
-  browse(page.replace(hint, 17, "bob%40example.com"));
+class SignInOfAda : public ProgramTest {
+ protected:
+  /// The user chooses bob in the browser.
+  ProgramResult chooseBob(const std::vector<std::string>& more = {}) const {
+    std::vector<std::string> arguments{"--credentials", credentials(), "sign-in",
+                                       "--no-browser",  "--account",   "ada@example.com"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    Program program(setup(arguments));
+    std::string page = program.waitForErrorLine(pageStart());
+    const auto hint = page.find("ada%40example.com");
+    if (hint == std::string::npos) throw std::runtime_error("the page suggests nobody");
+    browse(page.replace(hint, 17, "bob%40example.com"));
+    return program.finish();
+  }
+};
+
+TEST_F(SignInOfAda, FailsForAnotherAccountAndStoresNothing) {
+  const auto result = chooseBob();
+  EXPECT_EQ(result.exitCode, 4);
+  EXPECT_EQ(result.output, "");
+  EXPECT_THAT(result.errors, HasSubstr("The sign-in was for ada@example.com, but bob@example.com was chosen"));
+  EXPECT_EQ(run({"accounts"}).exitCode, 4);
+}
+
+TEST_F(SignInOfAda, FailsForAnotherAccountInJSONToo) {
+  const auto result = chooseBob({"--json"});
+  EXPECT_EQ(result.exitCode, 4);
+  EXPECT_EQ(result.output, "");
+  EXPECT_EQ(errorIn(result).at("kind"), "notSignedIn");
+  EXPECT_THAT(errorIn(result).at("message").get<std::string>(),
+              testing::StartsWith("Google Drive sign-in failed: The sign-in was for ada@example.com"));
+  EXPECT_EQ(run({"accounts"}).exitCode, 4);
+}
+
+TEST_F(SignInOfAda, LeavesAnotherAccountsOlderSessionAlone) {
+  ASSERT_EQ(signIn("bob@example.com").exitCode, 0);
+  EXPECT_EQ(chooseBob().exitCode, 4);
+  EXPECT_EQ(run({"accounts"}).output, "bob@example.com\n");
+  EXPECT_EQ(run({"about", "bob@example.com"}).exitCode, 0);
+}
+
+TEST_F(SignIn, RefusalOfTheMomentIsTemporaryAndSaysWhatGoogleSaid) {
+  Program program(setup({"--json", "--credentials", credentials(), "sign-in", "--no-browser"}));
+  browse(refusalOf(program.waitForErrorLine(pageStart()), "server_error&error_description=Down+for+a+while"));
   const auto result = program.finish();
-  EXPECT_EQ(result.output, "Signed in as bob@example.com\n");
-  EXPECT_THAT(result.errors, HasSubstr("this is not ada@example.com"));
+  EXPECT_EQ(result.exitCode, 5);
+  EXPECT_EQ(errorIn(result).at("kind"), "temporary");
+  EXPECT_THAT(errorIn(result).at("message").get<std::string>(),
+              AllOf(HasSubstr("Google Drive sign-in failed: "), HasSubstr("Down for a while")));
+}
+
+TEST_F(SignIn, RefusalByAnAdministratorSaysWhomToAsk) {
+  Program program(setup({"--credentials", credentials(), "sign-in", "--no-browser"}));
+  browse(refusalOf(program.waitForErrorLine(pageStart()), "admin_policy_enforced"));
+  const auto result = program.finish();
+  EXPECT_EQ(result.exitCode, 6);
+  EXPECT_THAT(result.errors, HasSubstr("Ask the administrator"));
 }
 
 TEST_F(SignIn, TimeOutCancelsItWithAMessage) {
@@ -128,6 +197,9 @@ TEST_F(SignIn, TimeOutCancelsItWithAMessage) {
   EXPECT_EQ(result.exitCode, 1);
   const auto error = errorIn(result);
   EXPECT_EQ(error.at("kind"), "timedOut");
+  EXPECT_THAT(error.at("message").get<std::string>(),
+              AllOf(HasSubstr("not finished in the browser"), HasSubstr("Access blocked"),
+                    HasSubstr("test users")));
   EXPECT_EQ(run({"accounts"}).exitCode, 4);
 }
 

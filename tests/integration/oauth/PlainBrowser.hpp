@@ -43,14 +43,23 @@ inline std::string parameterOf(const std::string& url, const std::string& name) 
   return {};
 }
 
-/// Takes the page's URL down; the test is the browser.
+/// Takes the page's addresses down; the test is the browser.
 class NotingPresenter final : public Presenter {
  public:
-  std::shared_ptr<Cancellable> present(const std::string& url, const WindowHandle&,
+  std::shared_ptr<Cancellable> present(const std::string&, const WindowHandle&,
                                        UniqueFunction<void()>) override {
-    const std::lock_guard guard(mutex_);
-    lastURL_ = url;
     return nullptr;
+  }
+  std::shared_ptr<Cancellable> presentLink(const SignInLink& link, const WindowHandle&,
+                                           UniqueFunction<void()>) override {
+    const std::lock_guard guard(mutex_);
+    lastURL_ = link.page;
+    oneUseURL_ = link.oneUse;
+    return nullptr;
+  }
+  std::string oneUseURL() const {
+    const std::lock_guard guard(mutex_);
+    return oneUseURL_;
   }
   std::string lastURL() const {
     const std::lock_guard guard(mutex_);
@@ -62,6 +71,7 @@ class NotingPresenter final : public Presenter {
  private:
   mutable std::mutex mutex_;
   std::string lastURL_;
+  std::string oneUseURL_;
 };
 
 }  // namespace corvane::test

@@ -18,14 +18,18 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-/// Passes a sign-in page on to the browser and keeps its address.
+/// Passes a sign-in page on to the browser and keeps its own address.
 class NotingPresenter final : public Presenter {
  public:
   explicit NotingPresenter(std::shared_ptr<Presenter> browser) : browser_(std::move(browser)) {}
   std::shared_ptr<Cancellable> present(const std::string& url, const WindowHandle& window,
                                        UniqueFunction<void()> dismissed) override {
-    urls.push_back(url);
     return browser_->present(url, window, std::move(dismissed));
+  }
+  std::shared_ptr<Cancellable> presentLink(const SignInLink& link, const WindowHandle& window,
+                                           UniqueFunction<void()> dismissed) override {
+    urls.push_back(link.page);
+    return browser_->presentLink(link, window, std::move(dismissed));
   }
   std::vector<std::string> urls;
 

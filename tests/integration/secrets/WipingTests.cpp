@@ -23,9 +23,13 @@ using testing::Not;
 class Browser final : public Presenter {
  public:
   explicit Browser(SmallGoogle& google) : google_(google) {}
-  std::shared_ptr<Cancellable> present(const std::string& url, const WindowHandle&,
+  std::shared_ptr<Cancellable> present(const std::string&, const WindowHandle&,
                                        UniqueFunction<void()>) override {
-    google_.browse(url);
+    return nullptr;
+  }
+  std::shared_ptr<Cancellable> presentLink(const SignInLink& link, const WindowHandle&,
+                                           UniqueFunction<void()>) override {
+    google_.browse(link.page);
     return nullptr;
   }
 

@@ -6,6 +6,7 @@
 #include <CorvaneLinux/Presenter.hpp>
 #include <CorvanePlatform/Platform.hpp>
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -34,6 +35,12 @@ struct LinuxPlatformOptions {
   std::shared_ptr<Presenter> presenter;
   /// The account that sign-in pages suggest; empty for none. (OpenID Connect Core 3.1.2.1, login_hint.)
   std::string loginHint;
+  /// Whether `loginHint` is the only account wanted: a sign-in with another one fails, and nothing is stored.
+  /// Addresses are compared without the case of ASCII letters.
+  bool onlyThisAccount = false;
+  /// How long a sign-in waits for the browser to come back; zero, the default, for as long as the subscription
+  /// lives. Without it a sign-in whose page the user closes waits on: no browser tells of a closed tab.
+  std::chrono::milliseconds signInTimeout{0};
 
   /// A log of the host's own; empty means standard error at `logLevel`.
   std::shared_ptr<Lumark> log;

@@ -6,8 +6,19 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace corvane {
+
+/// Two addresses of one sign-in page.
+struct SignInLink {
+  /// An address on this computer that leads the first browser that opens it, and only that one, on to the page.
+  /// Opened by a second one it ends the sign-in with an error, since another program may have seen it.
+  std::string oneUse;
+  /// The page's own. Whoever has it can finish the sign-in with an account of their own, so it may be shown to
+  /// the user, but must not be given to another program: every user of the machine may read command lines.
+  std::string page;
+};
 
 /// Shows the sign-in page to the user: the one seam between a sign-in and whatever opens a browser.
 ///
@@ -19,9 +30,19 @@ namespace corvane {
 class Presenter {
  public:
   virtual ~Presenter() = default;
+
+  /// `url` is the one-use address.
   [[nodiscard]] virtual std::shared_ptr<Cancellable> present(const std::string& url,
                                                              const WindowHandle& window,
                                                              UniqueFunction<void()> dismissed) = 0;
+
+  /// What a sign-in calls. Override it to show the page's own address to the user, who may then open it as
+  /// often, and in as many browsers, as they like.
+  [[nodiscard]] virtual std::shared_ptr<Cancellable> presentLink(const SignInLink& link,
+                                                                 const WindowHandle& window,
+                                                                 UniqueFunction<void()> dismissed) {
+    return present(link.oneUse, window, std::move(dismissed));
+  }
 };
 
 }  // namespace corvane

@@ -45,6 +45,15 @@ TEST(TerminalPresenter, AddressIsPrintedBareAndOpened) {
   EXPECT_EQ(browser->opened, std::vector<std::string>{url});
 }
 
+TEST(TerminalPresenter, PageItselfIsPrintedAndTheBrowserGetsTheOneUseAddress) {
+  Screen screen;
+  const auto browser = std::make_shared<Browser>();
+  const auto page = screen.presenter(browser)->presentLink({"http://127.0.0.1:4/once", url},
+                                                           WindowHandle::terminal(), [] {});
+  EXPECT_EQ(screen.urls, std::vector<std::string>{url});
+  EXPECT_EQ(browser->opened, std::vector<std::string>{"http://127.0.0.1:4/once"});
+}
+
 TEST(TerminalPresenter, AddressIsPrintedAloneWhenNoBrowserIsWanted) {
   Screen screen;
   const auto page = screen.presenter()->present(url, WindowHandle::terminal(), [] {});

@@ -198,7 +198,7 @@ TEST_F(BrowserSignInServiceTest, AnotherIssuersAnswerEndsTheSignInWithoutAnExcha
   roundTrip(signIn.host(),
             signIn.callback("code=x&iss=https%3A%2F%2Fevil.example&state=" + signIn.parameter("state")));
   const auto error = *signIn.outcome().error;
-  EXPECT_EQ(error.domain(), "org.openid.appauth.general");
+  EXPECT_EQ(error.domain(), "TessoraService");
   EXPECT_EQ(error.code(), -102);
   EXPECT_EQ(signIn.http->sent(), 0u);
 }
@@ -461,7 +461,7 @@ TEST_F(BrowserSignInServiceTest, WithoutALoopbackPortTheHandlerIsToldAndNoPageIs
   signIn.limits.addresses = {"192.0.2.1"};
   signIn.start();
   const auto outcome = signIn.outcome();
-  EXPECT_EQ(outcome.error->domain(), "org.openid.appauth.general");
+  EXPECT_EQ(outcome.error->domain(), "TessoraService");
   EXPECT_EQ(outcome.error->code(), -101);
   EXPECT_EQ(outcome.thread, signIn.pool->threadID());
   EXPECT_EQ(signIn.presenter->lastURL, "");

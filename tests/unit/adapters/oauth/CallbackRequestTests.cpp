@@ -110,25 +110,5 @@ TEST(CallbackRequest, WhatIsNoRequestIsStray) {
     EXPECT_EQ(strayPage(text), SignInPage::badRequest) << text;
 }
 
-TEST(SignInPages, EveryPageForbidsStoringAndRunningAndSaysItsLength) {
-  for (const auto page :
-       {SignInPage::badRequest, SignInPage::notFound, SignInPage::methodNotAllowed, SignInPage::tooLong,
-        SignInPage::declined, SignInPage::accessMissing, SignInPage::failed}) {
-    const auto reply = pageReply(page);
-    EXPECT_THAT(reply, ::testing::HasSubstr("Cache-Control: no-store\r\n"));
-    EXPECT_THAT(reply, ::testing::HasSubstr("Content-Security-Policy: default-src 'none'"));
-    EXPECT_THAT(reply, ::testing::HasSubstr("Referrer-Policy: no-referrer\r\n"));
-    EXPECT_THAT(reply, ::testing::HasSubstr("X-Content-Type-Options: nosniff\r\n"));
-    const auto body = reply.substr(reply.find("\r\n\r\n") + 4);
-    EXPECT_THAT(reply, ::testing::HasSubstr("Content-Length: " + std::to_string(body.size()) + "\r\n"));
-  }
-}
-
-TEST(SignInPages, SuccessSendsTheBrowserOn) {
-  const auto reply = redirectReply(*URL::parse("https://drive.google.com/"));
-  EXPECT_THAT(reply, ::testing::StartsWith("HTTP/1.1 302 Found\r\nLocation: https://drive.google.com/\r\n"));
-  EXPECT_THAT(reply, ::testing::HasSubstr("Cache-Control: no-store\r\n"));
-}
-
 }  // namespace
 }  // namespace corvane::test

@@ -344,7 +344,7 @@ TEST(LoopbackListener, WithoutAnyLoopbackItSaysSo) {
   limits.addresses = {"192.0.2.1"};
   const auto error = errorOf([&] { LoopbackListener{limits}; });
   ASSERT_TRUE(error);
-  EXPECT_THAT(*error, IsError("org.openid.appauth.general", -101, HasSubstr("could not open a port")));
+  EXPECT_THAT(*error, IsError("TessoraService", -101, HasSubstr("could not open a port")));
 }
 
 TEST(LoopbackListener, NoSocketIsInheritedByPrograms) {

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <future>
 #include <memory>
 #include <optional>
@@ -19,7 +20,7 @@
 
 namespace corvane::test {
 
-/// Takes the page's URL down instead of opening it.
+/// Takes the page's addresses down instead of opening one.
 class RecordingPresenter final : public Presenter {
  public:
   struct Presentation final : Cancellable {
@@ -27,9 +28,15 @@ class RecordingPresenter final : public Presenter {
     std::atomic<bool> isOver{false};
   };
 
-  std::shared_ptr<Cancellable> present(const std::string& url, const WindowHandle& window,
-                                       UniqueFunction<void()> dismissed) override {
-    lastURL = url;
+  std::shared_ptr<Cancellable> present(const std::string&, const WindowHandle&,
+                                       UniqueFunction<void()>) override {
+    ADD_FAILURE() << "a sign-in presents a link";
+    return nullptr;
+  }
+  std::shared_ptr<Cancellable> presentLink(const SignInLink& link, const WindowHandle& window,
+                                           UniqueFunction<void()> dismissed) override {
+    lastURL = link.page;
+    oneUseURL = link.oneUse;
     lastWindow = window;
     thread = std::this_thread::get_id();
     dismiss = std::move(dismissed);
@@ -40,6 +47,7 @@ class RecordingPresenter final : public Presenter {
 
   bool dismissAtOnce = false;
   std::string lastURL;
+  std::string oneUseURL;
   std::optional<WindowHandle> lastWindow;
   std::thread::id thread;
   UniqueFunction<void()> dismiss;
@@ -62,6 +70,8 @@ struct SignIn {
   std::shared_ptr<RecordingPresenter> presenter = std::make_shared<RecordingPresenter>();
   ManualClock clock;
   std::string loginHint;
+  bool onlyThisAccount = false;
+  std::chrono::milliseconds timeout{0};
   LoopbackLimits limits;
   std::string clientSecret = "the-client-secret";
 
@@ -75,7 +85,8 @@ struct SignIn {
     if (otherPool) queue = otherPool;
     std::shared_ptr<HTTPClient> client = http;
     if (otherHTTP) client = otherHTTP;
-    SignInEnvironment environment{{}, loginHint, presenter, client, queue, clock.clock(), limits};
+    SignInEnvironment environment{{}, loginHint, presenter, client, queue, clock.clock(), limits,
+                                  onlyThisAccount, timeout};
     service = std::make_shared<BrowserSignInService>(QVTessoraCredentials(clientID, Secret(clientSecret)),
                                                      *URL::parse("https://drive.google.com/"), environment);
     const auto life = std::make_shared<int>();
@@ -102,6 +113,11 @@ struct SignIn {
 
   /// What the sign-in page makes the browser ask for.
   std::string callback(const std::string& query) const { return getRequest(host(), path() + "?" + query); }
+  /// A browser's visit of the one-use address, with these further header lines.
+  std::string visit(const std::string& headers = {}, const std::string& method = "GET") const {
+    const auto target = presenter->oneUseURL.substr(7 + host().size());
+    return roundTrip(host(), method + " " + target + " HTTP/1.1\r\nHost: " + host() + "\r\n" + headers + "\r\n");
+  }
   std::string goodCallback() const { return callback("state=" + parameter("state") + "&code=4%2Fthe-code"); }
 
   JSONDocument tokens() { return goodTokens(idToken(goodClaims(parameter("nonce"), clock.wall()))); }

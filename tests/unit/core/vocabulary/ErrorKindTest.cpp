@@ -34,6 +34,10 @@ AnyError token(const char* reason) {
   return NSError(oauthTokenErrorDomain, 0,
                  {{std::string(oauthErrorResponseKey), UserInfo{{"error", reason}}}});
 }
+AnyError refusal(const char* reason) {
+  return NSError(oauthAuthorizationErrorDomain, 0,
+                 {{std::string(oauthErrorResponseKey), UserInfo{{"error", reason}}}});
+}
 AnyError wrapped(AnyError underlying) {
   return GoogleDriveAPIRequestError{"ada@example.com", std::nullopt, std::move(underlying)};
 }
@@ -104,6 +108,25 @@ TEST(ErrorKind, SortsHowASignInFailed) {
   EXPECT_EQ(errorKind(SignIn::presentingWindowUnavailable()), ErrorKind::other);
   EXPECT_EQ(errorKind(SignIn::signInFailedUnknown()), ErrorKind::other);
   EXPECT_EQ(errorKind(SignIn::signInFailed(url(-1001))), ErrorKind::temporary);
+}
+
+TEST(ErrorKind, SortsWhatTheSignInPageHandedBack) {
+  const std::vector<std::pair<const char*, ErrorKind>> table{
+      {"server_error", ErrorKind::temporary},          {"temporarily_unavailable", ErrorKind::temporary},
+      {"admin_policy_enforced", ErrorKind::permission}, {"org_internal", ErrorKind::permission},
+      {"login_required", ErrorKind::other},            {"invalid_scope", ErrorKind::other},
+      {"never_heard_of", ErrorKind::other},
+  };
+  for (const auto& [reason, kind] : table)
+    EXPECT_EQ(errorKind(SignIn::signInFailed(refusal(reason))), kind) << reason;
+  EXPECT_EQ(errorKind(NSError(oauthAuthorizationErrorDomain, -7)), ErrorKind::other);
+}
+
+TEST(ErrorKind, AsksForAnotherSignInAfterTheWrongAccount) {
+  const NSError other(signInServiceErrorDomain, signInOtherAccountCode);
+  EXPECT_EQ(errorKind(SignIn::signInFailed(other)), ErrorKind::notSignedIn);
+  EXPECT_EQ(errorKind(SignIn::signInFailed(NSError(signInServiceErrorDomain, signInTimedOutCode))),
+            ErrorKind::other);
 }
 
 TEST(ErrorKind, LooksThroughWrappers) {
