@@ -10,7 +10,10 @@
 #include <pthread.h>
 #include <sched.h>
 #include <sys/ioctl.h>
+#include <sys/syscall.h>
 
+#include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <deque>
@@ -19,6 +22,30 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+namespace {
+
+std::atomic<int> flagsOfAccept{0};
+std::atomic<int> failuresOfAccept{0};
+
+int noted(int flags, int descriptor) {
+  flagsOfAccept = flags;
+  if (descriptor < 0 && errno != EAGAIN) {
+    ++failuresOfAccept;
+    failuresOfAccept.notify_all();
+  }
+  return descriptor;
+}
+
+}  // namespace
+
+// Both ways to take a connection, watched.
+extern "C" int accept4(int listener, sockaddr* address, socklen_t* size, int flags) {
+  return noted(flags, static_cast<int>(::syscall(SYS_accept4, listener, address, size, flags)));
+}
+extern "C" int accept(int listener, sockaddr* address, socklen_t* size) {
+  return noted(0, static_cast<int>(::syscall(SYS_accept4, listener, address, size, 0)));
+}
 
 namespace corvane::test {
 namespace {
@@ -367,6 +394,57 @@ TEST(LoopbackListener, NoSocketIsInheritedByPrograms) {
   held.send(getRequest(listener.host(), "/hold"));
   isHeld.get_future().wait();
   EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST(LoopbackListener, ConnectionsAreCloseOnExecFromTheirFirstMomentOn) {
+  flagsOfAccept = 0;
+  LoopbackListener listener;
+  listener.start(echo);
+  roundTrip(listener.host(), getRequest(listener.host(), "/"));
+  EXPECT_NE(flagsOfAccept & SOCK_CLOEXEC, 0);
+}
+
+TEST(LoopbackListener, WithNoDescriptorLeftItWaitsUntilOneIsFree) {
+  if (sanitizersNeedDescriptors) GTEST_SKIP() << "the sanitizers need descriptors themselves";
+  LoopbackListener listener;
+  listener.start(echo);
+  std::optional<DescriptorLimit> limit(std::in_place, 1);
+  failuresOfAccept = 0;
+  const RawClient client(listener.host());  // has the last one
+  client.send(getRequest(listener.host(), "/"));
+  failuresOfAccept.wait(0);
+  limit.reset();
+  EXPECT_THAT(client.receiveAll(), HasSubstr("hello"));
+}
+
+TEST(LoopbackListener, TellsOnceThatItsTimeIsUp) {
+  LoopbackLimits limits;
+  limits.lifetime = std::chrono::milliseconds{1};
+  LoopbackListener listener(limits);
+  std::promise<void> told;
+  LoopbackTroubles troubles;
+  troubles.timeIsUp = [&told] { told.set_value(); };
+  listener.start(echo, std::move(troubles));
+  told.get_future().wait();
+  EXPECT_THAT(roundTrip(listener.host(), getRequest(listener.host(), "/")), HasSubstr("hello"));
+}
+
+TEST(LoopbackListener, FinishAnswersAllThatAreHeld) {
+  LoopbackListener listener;
+  std::promise<void> areHeld;
+  int count = 0;
+  listener.start([&](std::string_view) -> std::optional<std::string> {
+    if (++count == 2) areHeld.set_value();
+    return std::nullopt;
+  });
+  const RawClient first(listener.host());
+  const RawClient second(listener.host());
+  first.send(getRequest(listener.host(), "/hold"));
+  second.send(getRequest(listener.host(), "/hold"));
+  areHeld.get_future().wait();
+  listener.finish(answerWith("done"), [] {});
+  EXPECT_THAT(first.receiveAll(), HasSubstr("done"));
+  EXPECT_THAT(second.receiveAll(), HasSubstr("done"));
 }
 
 TEST(LoopbackListener, WithoutAFreeDescriptorTheOldestConnectionMakesRoom) {
