@@ -30,9 +30,9 @@ ErrorKind kindOfStatus(OSStatus status) {
   }
 }
 
-// The OAuth error that the token endpoint refused with; empty for any other error.
+// The OAuth error that the authorization server refused with; empty for any other error.
 std::string_view serverRefusal(const NSError& error) {
-  if (error.domain() != oauthTokenErrorDomain) return {};
+  if (error.domain() != oauthTokenErrorDomain && error.domain() != oauthAuthorizationErrorDomain) return {};
   const auto response = error.userInfo().find(std::string(oauthErrorResponseKey));
   if (response == error.userInfo().end() || !response->second.dictionary()) return {};
   const auto& members = *response->second.dictionary();
