@@ -18,7 +18,7 @@ function(corvane_adapter name)
   target_include_directories(corvane_linux_${name} PRIVATE
     "${PROJECT_SOURCE_DIR}/adapters/linux" "${PROJECT_SOURCE_DIR}/adapters/linux/include")
   target_link_libraries(corvane_linux_${name} PUBLIC corvane_interfaces PRIVATE ${ARG_LIBRARIES})
-  set_target_properties(corvane_linux_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+  corvane_hardened(corvane_linux_${name})
   corvane_warnings(corvane_linux_${name})
 endfunction()
 
