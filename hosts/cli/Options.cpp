@@ -1,11 +1,16 @@
 #include "Options.hpp"
 
 #include "Failure.hpp"
+#include "LoopbackURL.hpp"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
 #include <map>
 #include <string_view>
+#include <system_error>
 
 namespace corvane::cli {
 namespace {
@@ -31,6 +36,7 @@ struct Draft {
   GlobalOptions global;
   bool noProgress = false;
   bool noBrowser = false;
+  bool googleAnywhere = false;
   double timeoutSeconds = 300;
   SignInOptions signIn;
   AboutOptions about;
@@ -51,10 +57,49 @@ CLI::Validator oneOf(std::vector<std::string> words) {
   return CLI::Validator(check, "", "");
 }
 
+CLI::Validator checked(std::string (*problem)(const std::string& given)) {
+  return CLI::Validator([problem](std::string& given) { return problem(given); }, "", "");
+}
+
+// An empty argument mostly comes from an unset shell variable. Taken for a missing one, it would
+// let a command act on the only account or on the real Google.
+std::string emptiness(const std::string& given) {
+  return given.empty() ? "is empty" : "";
+}
+
+/// What is wrong with an account, a file's ID or a page token.
+std::string problemOfWord(const std::string& given) {
+  if (given.empty()) return emptiness(given);
+  const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7f; };
+  if (std::any_of(given.begin(), given.end(), isControl)) return "holds a control character";
+  return given.find_first_not_of(' ') == given.npos ? "is blank" : "";
+}
+
+std::string problemOfCAFile(const std::string& given) {
+  if (given.empty()) return emptiness(given);
+  std::error_code error;
+  const auto status = std::filesystem::status(given, error);
+  if (!std::filesystem::exists(status)) return "There is no file " + given;
+  // It is read on the network's thread, which a pipe without a writer would hold up.
+  return std::filesystem::is_regular_file(status) ? "" : given + " is not a regular file";
+}
+
+std::string problemOfTimeout(const std::string& given) {
+  constexpr double shortest = 0.001;
+  constexpr double longest = 86'400;
+  double seconds = 0;
+  const bool isNumber = CLI::detail::lexical_cast(given, seconds) && std::isfinite(seconds);
+  return isNumber && seconds >= shortest && seconds <= longest
+             ? ""
+             : "'" + given + "' is not a number of seconds from 0.001 to 86400";
+}
+
 void addGlobals(CLI::App& app, Draft& draft) {
   GlobalOptions& global = draft.global;
-  app.add_option("--credentials", global.credentialsFile,
-                 "The OAuth client: the file that Google's console lets you download; needed for sign-in")
+  app.add_option(
+         "--credentials", global.credentialsFile,
+         "The OAuth client: the file that Google's console lets you download; needed for sign-in")
+      ->check(checked(emptiness))
       ->type_name("FILE");
   app.add_option_function<std::string>(
          "--keychain",
@@ -64,10 +109,17 @@ void addGlobals(CLI::App& app, Draft& draft) {
          "Where sessions are kept: the desktop's keyring (default) or an encrypted file")
       ->check(oneOf({"secret-service", "file"}))
       ->type_name("secret-service|file");
-  app.add_option("--google", global.google, "Base URL of a local Google, for tests and demos")
-      ->type_name("URL");
-  app.add_option("--ca-file", global.caFile, "Certificate authorities (PEM) to trust beside the system's")
-      ->check(CLI::Validator(CLI::ExistingFile).description(""))
+  CLI::Option* google = app.add_option("--google", global.google,
+                                       "Base URL of a Google on this computer, for tests and "
+                                       "demos; its sessions are kept apart")
+                            ->check(checked(emptiness))
+                            ->type_name("URL");
+  app.add_flag("--google-anywhere", draft.googleAnywhere,
+               "Let --google lead to another computer, which then gets what you sign in with")
+      ->needs(google);
+  app.add_option("--ca-file", global.caFile,
+                 "Certificate authorities (PEM) to trust beside the system's")
+      ->check(checked(problemOfCAFile))
       ->type_name("FILE");
   app.add_flag("--json", global.json, "One JSON object per line; errors as JSON on standard error");
   app.add_option_function<std::string>(
@@ -104,10 +156,13 @@ CLI::App* command(CLI::App& app, const char* name, const char* description) {
 void addCommands(CLI::App& app, Draft& draft) {
   CLI::App* signIn = command(app, "sign-in", "Sign an account in through the browser");
   signIn->add_flag("--no-browser", draft.noBrowser, "Only print the page's address");
-  signIn->add_option("--timeout", draft.timeoutSeconds, "Seconds to wait for the browser (300 by default)")
-      ->check(CLI::Range(0.001, 86'400.0).description(""))
+  signIn
+      ->add_option("--timeout", draft.timeoutSeconds,
+                   "Seconds to wait for the browser (300 by default)")
+      ->check(checked(problemOfTimeout))
       ->type_name("S");
   signIn->add_option("--account", draft.signIn.account, "The only account to sign in")
+      ->check(checked(problemOfWord))
       ->type_name("EMAIL");
 
   command(app, "accounts", "List the accounts that are signed in");
@@ -115,35 +170,68 @@ void addCommands(CLI::App& app, Draft& draft) {
   command(app, "status", "Show where sessions are kept and, for each account, its granted scopes and expiry");
 
   CLI::App* about = command(app, "about", "Show an account's profile and storage quota");
-  about->add_option("ACCOUNT", draft.about.account, accountHelp)->type_name("");
+  about->add_option("ACCOUNT", draft.about.account, accountHelp)
+      ->check(checked(problemOfWord))
+      ->type_name("");
 
   CLI::App* ls = command(app, "ls", "List the files that the account owns and that are not in the trash");
-  ls->add_option("ACCOUNT", draft.ls.account, accountHelp)->type_name("");
-  ls->add_option("--page-token", draft.ls.pageToken, "Begin at this page")->type_name("T");
+  ls->add_option("ACCOUNT", draft.ls.account, accountHelp)
+      ->check(checked(problemOfWord))
+      ->type_name("");
+  ls->add_option("--page-token", draft.ls.pageToken, "Begin at this page")
+      ->check(checked(problemOfWord))
+      ->type_name("T");
   ls->add_option("--pages", draft.ls.pages, "Stop after this many pages of up to 500 files (all by default)")
       ->check(CLI::Range(std::size_t{1}, std::size_t{1'000'000'000}).description(""))
       ->type_name("N");
 
   CLI::App* trash = command(app, "trash", "Move files to the trash");
   trash->add_option("ID", draft.trash.fileIDs, "The files' IDs, as `corvane ls` shows them")
+      ->check(checked(problemOfWord))
       ->type_name("")
       ->required();
-  trash->add_option("--account", draft.trash.account, accountHelp)->type_name("A");
+  trash->add_option("--account", draft.trash.account, accountHelp)
+      ->check(checked(problemOfWord))
+      ->type_name("A");
 
   CLI::App* rm = command(app, "rm", "Delete files for good, past the trash");
   rm->add_option("ID", draft.rm.fileIDs, "The files' IDs, as `corvane ls` shows them")
+      ->check(checked(problemOfWord))
       ->type_name("")
       ->required();
   rm->add_flag("--permanently", draft.rm.permanently, "Needed: deleted files cannot be brought back");
-  rm->add_option("--account", draft.rm.account, accountHelp)->type_name("A");
+  rm->add_option("--account", draft.rm.account, accountHelp)
+      ->check(checked(problemOfWord))
+      ->type_name("A");
 
   CLI::App* signOut = command(app, "sign-out", "Remove an account's session from this computer");
   signOut->add_option("ACCOUNT", draft.signOut.account, "The account's e-mail address")
+      ->check(checked(problemOfWord))
       ->type_name("")
       ->required();
 }
 
+/// The parser would take the next argument for the missing value: `--account= 1AbC`.
+void requireNoEmptyValue(int argc, const char* const* argv) {
+  for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i) {
+    const std::string_view given = argv[i];
+    if (given.starts_with("--") && given.find('=') == given.size() - 1)
+      throw Failure::usage(std::string(given.substr(0, given.size() - 1)) + ": is empty");
+  }
+}
+
+/// A session's tokens go wherever --google leads.
+void requireOwnComputer(const Draft& draft) {
+  const std::string& google = draft.global.google;
+  if (google.empty() || draft.googleAnywhere || isLoopbackURL(google)) return;
+  throw Failure::usage(
+      "--google: " + google + " does not lead to this computer.",
+      "Give a loopback address such as http://127.0.0.1:8080. If the sign-ins there may leave this "
+      "computer, add --google-anywhere.");
+}
+
 Options finished(const CLI::App& app, Draft draft) {
+  requireOwnComputer(draft);
   draft.global.progress = !draft.noProgress;
   draft.signIn.openBrowser = !draft.noBrowser;
   draft.signIn.timeout = std::chrono::milliseconds(static_cast<std::int64_t>(draft.timeoutSeconds * 1000));
@@ -172,6 +260,7 @@ std::variant<Options, InfoText> parseCommandLine(int argc, const char* const* ar
   Draft draft;
   addGlobals(app, draft);
   addCommands(app, draft);
+  requireNoEmptyValue(argc, argv);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForVersion&) {

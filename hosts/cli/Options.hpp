@@ -16,7 +16,7 @@ namespace corvane::cli {
 struct GlobalOptions {
   std::string credentialsFile;  // empty when not given
   KeychainBackend keychain = KeychainBackend::secretService;
-  std::string google;  // a local Google's base URL; empty for the real one
+  std::string google;  // another Google's base URL; empty for the real one
   std::string caFile;
   bool json = false;
   ColorChoice color = ColorChoice::automatic;
@@ -32,20 +32,20 @@ struct SignInOptions {
 struct AccountsOptions {};
 struct StatusOptions {};
 struct AboutOptions {
-  std::string account;  // empty: the only one signed in; likewise below
+  std::optional<std::string> account;  // none: the only one signed in; likewise below
 };
 struct LsOptions {
-  std::string account;
+  std::optional<std::string> account;
   std::optional<std::string> pageToken;
   std::optional<std::size_t> pages;
 };
 struct TrashOptions {
   std::vector<std::string> fileIDs;
-  std::string account;
+  std::optional<std::string> account;
 };
 struct RmOptions {
   std::vector<std::string> fileIDs;
-  std::string account;
+  std::optional<std::string> account;
   bool permanently = false;
 };
 struct SignOutOptions {

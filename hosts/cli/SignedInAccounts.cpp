@@ -37,21 +37,22 @@ std::vector<GoogleDriveAccountModel> signedInAccounts(const Context& context) {
   return accounts;
 }
 
-GoogleDriveAccountModel chosenAccount(const Context& context, const std::string& given) {
+GoogleDriveAccountModel chosenAccount(const Context& context,
+                                      const std::optional<std::string>& given) {
   return choose(signedInAccounts(context), given);
 }
 
 GoogleDriveAccountModel choose(const std::vector<GoogleDriveAccountModel>& accounts,
-                               const std::string& given) {
-  if (given.empty()) {
+                               const std::optional<std::string>& given) {
+  if (!given) {
     if (accounts.size() == 1) return accounts.front();
     throw Failure::usage(
         "Several accounts are signed in: " + listed(accounts) + ".",
         "Name one: `corvane about ACCOUNT`, `corvane ls ACCOUNT`, or --account A with `trash` and `rm`.");
   }
-  const auto found = std::find(accounts.begin(), accounts.end(), GoogleDriveAccountModel(given));
+  const auto found = std::find(accounts.begin(), accounts.end(), GoogleDriveAccountModel(*given));
   if (found != accounts.end()) return *found;
-  throw Failure::notSignedIn(given + " is not signed in.");
+  throw Failure::notSignedIn(*given + " is not signed in.");
 }
 
 }  // namespace corvane::cli

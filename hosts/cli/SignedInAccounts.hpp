@@ -4,6 +4,7 @@
 
 #include <Corvane/GoogleDriveAccountModel.hpp>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,10 +17,11 @@ std::vector<GoogleDriveAccountModel> storedAccounts(const Context& context);
 std::vector<GoogleDriveAccountModel> signedInAccounts(const Context& context);
 
 /// The account that a command is about: the given one, which must be signed in, or the only one when none is given.
-GoogleDriveAccountModel chosenAccount(const Context& context, const std::string& given);
+GoogleDriveAccountModel chosenAccount(const Context& context,
+                                      const std::optional<std::string>& given);
 
 /// The same among accounts already read, which must not be empty.
 GoogleDriveAccountModel choose(const std::vector<GoogleDriveAccountModel>& accounts,
-                               const std::string& given);
+                               const std::optional<std::string>& given);
 
 }  // namespace corvane::cli

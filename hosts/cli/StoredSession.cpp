@@ -5,10 +5,16 @@
 
 namespace corvane::cli {
 
-std::shared_ptr<AuthSession> storedSession(const Platform& platform, const GoogleDriveAccountModel& account) {
+std::string keychainService(std::string google) {
+  while (!google.empty() && google.back() == '/') google.pop_back();
+  return google.empty() ? "corvane" : "corvane " + google;
+}
+
+std::shared_ptr<AuthSession> storedSession(const Platform& platform, const std::string& service,
+                                           const GoogleDriveAccountModel& account) {
   const KeychainDictionary query{
       {std::string(kSecClass), kSecClassGenericPassword},
-      {std::string(kSecAttrService), keychainService},
+      {std::string(kSecAttrService), service},
       {std::string(kSecAttrAccessGroup), keychainAccessGroup},
       {std::string(kSecUseDataProtectionKeychain), kCFBooleanTrue},
       {std::string(kSecAttrAccount), account.userEmail()},
@@ -17,7 +23,7 @@ std::shared_ptr<AuthSession> storedSession(const Platform& platform, const Googl
   KeychainValue archived;
   const OSStatus status = platform.keychain->SecItemCopyMatching(query, &archived);
   if (status != errSecSuccess) throw AnyError(KeychainStoreError::unhandled(status));
-  if (!archived.data()) throw AnyError(KeychainStoreError::unexpectedPasswordData(keychainService));
+  if (!archived.data()) throw AnyError(KeychainStoreError::unexpectedPasswordData(service));
   return platform.sessionArchive->decode(*archived.data());
 }
 

@@ -74,7 +74,7 @@ ExitCode runCommand(const Options& options, Interrupt& interrupt, Output& out) {
   const auto keychain = std::make_shared<ObservedKeychain>(platform.keychain);
   platform.keychain = keychain;
   CorvaneFactory factory(
-      credentials(options), keychainService, keychainAccessGroup,
+      credentials(options), keychainService(options.global.google), keychainAccessGroup,
       [] { return std::optional(WindowHandle::terminal()); }, platform);
   const ColorChoice color = options.global.color;
   const Context context{options.global,

@@ -20,7 +20,7 @@ void tellKeychain(const Context& context) {
 }
 
 void tellSession(const Context& context, const GoogleDriveAccountModel& account) {
-  const auto session = storedSession(context.platform, account);
+  const auto session = storedSession(context.platform, keychainService(context.options.google), account);
   if (context.options.json)
     context.out.line(sessionStatusLine(account.userEmail(), *session));
   else

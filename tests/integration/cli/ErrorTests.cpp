@@ -83,6 +83,21 @@ TEST_F(Errors, DamagedKeychainFileIsToldByASignInThatCannotSave) {
   EXPECT_THAT(result.errors, AllOf(HasSubstr("file itself, is damaged"), HasSubstr("move the folder away")));
 }
 
+TEST_F(Errors, EmptyArgumentsTouchNothing) {
+  for (const std::vector<std::string>& command : {std::vector<std::string>{"about", ""},
+                                                  {"ls", ""},
+                                                  {"trash", "x", "--account", ""},
+                                                  {"rm", "x", "--permanently", "--account", ""},
+                                                  {"trash", ""},
+                                                  {"sign-out", ""},
+                                                  {"ls", "--page-token", ""}}) {
+    const auto result = run(command);
+    EXPECT_EQ(result.exitCode, 2) << command.front();
+  }
+  EXPECT_EQ(google.journal().count(), 0u);
+  EXPECT_EQ(run({"accounts"}).output, "ada@example.com\n");
+}
+
 TEST_F(Errors, UsageErrorsAreToldInTheFormThatWasAskedFor) {
   const auto people = run({"fly"});
   EXPECT_EQ(people.exitCode, 2);

@@ -32,6 +32,16 @@ std::string refusal(const std::vector<const char*>& arguments) {
   return "accepted";
 }
 
+std::string refusalWithAdvice(const std::vector<const char*>& arguments) {
+  try {
+    parsed(arguments);
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.exitCode, ExitCode::usage);
+    return failure.headline + " " + failure.remedy;
+  }
+  return "accepted";
+}
+
 TEST(Options, DefaultsAreQuietAndForPeople) {
   const auto [global, accounts] = command<AccountsOptions>({"accounts"});
   EXPECT_FALSE(global.json);
@@ -55,7 +65,7 @@ TEST(Options, GlobalOptionsStandBeforeOrAfterTheCommand) {
     EXPECT_FALSE(global.progress);
     EXPECT_EQ(global.logLevel, LogLevel::verbose);
     EXPECT_EQ(global.keychain, KeychainBackend::encryptedFile);
-    EXPECT_EQ(ls.account, "");
+    EXPECT_EQ(ls.account, std::nullopt);
   }
 }
 
@@ -112,6 +122,73 @@ TEST(Options, WhatIsWrongIsNamed) {
   EXPECT_THAT(refusal({"--log-level", "loud", "ls"}), HasSubstr("loud"));
   EXPECT_THAT(refusal({"--keychain", "cloud", "ls"}), HasSubstr("cloud"));
   EXPECT_THAT(refusal({"--ca-file", "/no/such/file", "ls"}), HasSubstr("/no/such/file"));
+  EXPECT_THAT(refusal({"--ca-file", "/dev/null", "ls"}),
+              HasSubstr("/dev/null is not a regular file"));
+}
+
+struct NamedArgument {
+  const char* name;
+  std::vector<const char*> line;  // the argument in question is the last
+};
+
+std::vector<NamedArgument> textArguments() {
+  return {{"--credentials", {"sign-in", "--credentials"}},
+          {"--keychain", {"ls", "--keychain"}},
+          {"--google", {"ls", "--google"}},
+          {"--ca-file", {"ls", "--ca-file"}},
+          {"--color", {"ls", "--color"}},
+          {"--log-level", {"ls", "--log-level"}},
+          {"--timeout", {"sign-in", "--timeout"}},
+          {"--account", {"sign-in", "--account"}},
+          {"ACCOUNT", {"about"}},
+          {"ACCOUNT", {"ls"}},
+          {"--page-token", {"ls", "--page-token"}},
+          {"--pages", {"ls", "--pages"}},
+          {"ID", {"trash"}},
+          {"ID", {"trash", "1a"}},
+          {"--account", {"trash", "1a", "--account"}},
+          {"ID", {"rm", "--permanently"}},
+          {"--account", {"rm", "1a", "--permanently", "--account"}},
+          {"ACCOUNT", {"sign-out"}}};
+}
+
+TEST(Options, EmptyArgumentsAreRefusedByName) {
+  for (auto [name, line] : textArguments()) {
+    line.push_back("");
+    EXPECT_THAT(refusal(line), HasSubstr(name)) << line.front();
+  }
+  EXPECT_EQ(refusal({"--google=", "ls"}), "--google: is empty");
+  EXPECT_EQ(refusal({"trash", "--account=", "1a", "2b"}), "--account: is empty");
+  EXPECT_EQ(command<TrashOptions>({"trash", "--", "--account="}).second.fileIDs.front(),
+            "--account=");
+  EXPECT_THAT(refusal({""}), testing::Ne("accepted"));
+}
+
+TEST(Options, BlankWordsAndControlCharactersAreRefusedByName) {
+  for (const char* odd : {" ", "   ", "a\nb", "\x01", "a\x7f", "\t"})
+    for (auto [name, line] : textArguments()) {
+      if (std::string_view(name) == "--credentials") continue;  // files may have such names
+      line.push_back(odd);
+      EXPECT_THAT(refusalWithAdvice(line), HasSubstr(name)) << line.front();
+    }
+}
+
+TEST(Options, TimeoutIsAFiniteNumberOfSecondsUpToADay) {
+  for (const char* odd : {"nan", "NaN", "-nan", "inf", "-inf", "-1", "0", "0.0001", "86401",
+                          "1e300", "1e999", "5 s", "5s", "0x", ""})
+    EXPECT_THAT(refusal({"sign-in", "--timeout", odd}), HasSubstr("--timeout")) << odd;
+  EXPECT_EQ(command<SignInOptions>({"sign-in", "--timeout", "86400"}).second.timeout,
+            std::chrono::hours(24));
+}
+
+TEST(Options, GoogleElsewhereIsAcceptedOnlyWhenSaidSo) {
+  const char* elsewhere = "https://drive.example.com";
+  EXPECT_THAT(
+      refusalWithAdvice({"ls", "--google", elsewhere}),
+      testing::AllOf(HasSubstr("--google"), HasSubstr(elsewhere), HasSubstr("--google-anywhere")));
+  EXPECT_EQ(command<LsOptions>({"ls", "--google", elsewhere, "--google-anywhere"}).first.google,
+            elsewhere);
+  EXPECT_THAT(refusal({"ls", "--google-anywhere"}), HasSubstr("--google"));
 }
 
 TEST(Options, HelpAndVersionAreTexts) {
