@@ -3,11 +3,15 @@
 #include "Failure.hpp"
 
 #include <fcntl.h>
+#include <linux/magic.h>
+#include <poll.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
+#include <array>
 #include <cerrno>
 #include <map>
 #include <string>
@@ -50,20 +54,45 @@ class Descriptor {
   int number_;
 };
 
-/// Read without stdio, whose buffers would keep the secret.
-Data contents(const std::string& path) {
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+/// A pipe with a name in a folder, whose writer may open it later than we do.
+bool isNamedPipe(int file) {
+  struct stat status {};
+  struct statfs system {};
+  return ::fstat(file, &status) == 0 && S_ISFIFO(status.st_mode) && ::fstatfs(file, &system) == 0 &&
+         system.f_type != PIPEFS_MAGIC;
+}
+
+/// Whether the writer is gone.
+bool waitForWriter(int file, int interruptDescriptor) {
+  std::array<pollfd, 2> waiting{{{file, POLLIN, 0}, {interruptDescriptor, POLLIN, 0}}};
+  while (::poll(waiting.data(), waiting.size(), -1) < 0 && errno == EINTR) {
+  }
+  if (waiting[1].revents != 0) throw Interrupted();
+  return (waiting[0].revents & (POLLHUP | POLLERR)) != 0;
+}
+
+/// Read without stdio, whose buffers would keep the secret, and without blocking, which Ctrl-C
+/// would not end.
+Data contents(const std::string& path, int interruptDescriptor) {
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   if (file.number() < 0) throw wrong(path, "cannot be opened: " + systemReason());
   struct stat status {};
   if (::fstat(file.number(), &status) == 0 && S_ISDIR(status.st_mode)) throw wrong(path, "is a folder");
+  bool writerMayCome = isNamedPipe(file.number());
   Data bytes(maxFileSize + 1);
   std::size_t filled = 0;
   while (filled < bytes.size()) {
     const auto count = ::read(file.number(), bytes.data() + filled, bytes.size() - filled);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) throw wrong(path, "cannot be read: " + systemReason());
-    if (count == 0) break;
-    filled += static_cast<std::size_t>(count);
+    if (count > 0) {
+      filled += static_cast<std::size_t>(count);
+      writerMayCome = false;
+    } else if (count == 0 && !writerMayCome) {
+      break;
+    } else if (count == 0 || errno == EAGAIN) {
+      if (waitForWriter(file.number(), interruptDescriptor)) writerMayCome = false;
+    } else if (errno != EINTR) {
+      throw wrong(path, "cannot be read: " + systemReason());
+    }
   }
   if (filled > maxFileSize) throw wrong(path, "is too large for an OAuth client");
   bytes.resize(filled);
@@ -102,8 +131,8 @@ Data moduleForm(const JSONValue& client, const char* secretKey, const std::strin
 
 }  // namespace
 
-Data readCredentialsFile(const std::string& path) {
-  return credentialsFrom(contents(path), path);
+Data readCredentialsFile(const std::string& path, int interruptDescriptor) {
+  return credentialsFrom(contents(path, interruptDescriptor), path);
 }
 
 Data credentialsFrom(const Data& document, const std::string& name) {

@@ -25,13 +25,13 @@ namespace corvane::cli {
 namespace {
 
 /// Only sign-in needs the OAuth client: sessions carry it along.
-std::optional<Data> credentials(const Options& options) {
+std::optional<Data> credentials(const Options& options, const Interrupt& interrupt) {
   if (!std::holds_alternative<SignInOptions>(options.command)) return std::nullopt;
   if (options.global.credentialsFile.empty())
     throw Failure::usage(
         "Signing in needs the OAuth client that this program is registered with at Google.",
         "Pass the JSON file that Google's console offers for a \"Desktop app\": --credentials FILE.");
-  return readCredentialsFile(options.global.credentialsFile);
+  return readCredentialsFile(options.global.credentialsFile, interrupt.descriptor());
 }
 
 std::shared_ptr<TerminalPresenter> makePresenter(const Options& options) {
@@ -74,7 +74,7 @@ ExitCode runCommand(const Options& options, Interrupt& interrupt, Output& out) {
   const auto keychain = std::make_shared<ObservedKeychain>(platform.keychain);
   platform.keychain = keychain;
   CorvaneFactory factory(
-      credentials(options), keychainService(options.global.google), keychainAccessGroup,
+      credentials(options, interrupt), keychainService(options.global.google), keychainAccessGroup,
       [] { return std::optional(WindowHandle::terminal()); }, platform);
   const ColorChoice color = options.global.color;
   const Context context{options.global,

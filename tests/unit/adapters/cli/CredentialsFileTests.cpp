@@ -5,6 +5,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/eventfd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <future>
+
 namespace corvane::cli::test {
 namespace {
 
@@ -85,7 +94,7 @@ TEST(CredentialsFile, SecretNeverAppearsInAnError) {
 
 std::string refusalOfFile(const std::string& path) {
   try {
-    readCredentialsFile(path);
+    readCredentialsFile(path, -1);
   } catch (const Failure& failure) {
     return failure.headline;
   }
@@ -94,7 +103,66 @@ std::string refusalOfFile(const std::string& path) {
 
 TEST(CredentialsFile, FileIsRead) {
   const TemporaryFolder folder;
-  EXPECT_EQ(textView(readCredentialsFile(folder.write("client.json", moduleForm))), moduleForm);
+  EXPECT_EQ(textView(readCredentialsFile(folder.write("client.json", moduleForm), -1)), moduleForm);
+}
+
+/// An eventfd that is readable, as after Ctrl-C.
+class PendingInterrupt {
+ public:
+  ~PendingInterrupt() { ::close(descriptor); }
+  const int descriptor = ::eventfd(1, EFD_CLOEXEC);
+};
+
+class CredentialsPipe : public testing::Test {
+ protected:
+  CredentialsPipe() {
+    if (::mkfifo(path.c_str(), 0600) != 0) std::abort();
+  }
+  /// Opens the pipe for writing, once it is open for reading.
+  void write(const std::string& text) const { std::ofstream(path) << text; }
+
+  const TemporaryFolder folder;
+  const std::string path = folder.path() / "client.fifo";
+};
+
+TEST_F(CredentialsPipe, InterruptEndsTheWaitForAWriter) {
+  const PendingInterrupt interrupt;
+  EXPECT_THROW(readCredentialsFile(path, interrupt.descriptor), Interrupted);
+}
+
+TEST_F(CredentialsPipe, InterruptEndsTheWaitForASlowWriter) {
+  const int keepsOpen = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(::write(keepsOpen, "{", 1), 1);
+  const PendingInterrupt interrupt;
+  EXPECT_THROW(readCredentialsFile(path, interrupt.descriptor), Interrupted);
+  ::close(keepsOpen);
+}
+
+TEST_F(CredentialsPipe, IsReadOnceItsWriterComes) {
+  auto reading = std::async(std::launch::async, [this] { return readCredentialsFile(path, -1); });
+  write(moduleForm);
+  EXPECT_EQ(textView(reading.get()), moduleForm);
+}
+
+TEST_F(CredentialsPipe, ThatIsClosedUnwrittenIsRefused) {
+  auto reading = std::async(std::launch::async, [this] { return refusalOfFile(path); });
+  write("");
+  EXPECT_THAT(reading.get(), HasSubstr("is not JSON"));
+}
+
+/// As a shell passes `<(command)`.
+std::string readThroughAnAnonymousPipe(const std::string& text) {
+  int ends[2];
+  if (::pipe(ends) != 0 || ::write(ends[1], text.data(), text.size()) < 0) std::abort();
+  ::close(ends[1]);  // the command has ended
+  const std::string outcome = refusalOfFile("/dev/fd/" + std::to_string(ends[0]));
+  ::close(ends[0]);
+  return outcome;
+}
+
+TEST(CredentialsFile, ProcessSubstitutionIsReadToItsEnd) {
+  EXPECT_EQ(readThroughAnAnonymousPipe(moduleForm), "accepted");
+  EXPECT_THAT(readThroughAnAnonymousPipe(""), HasSubstr("is not JSON"));
 }
 
 TEST(CredentialsFile, MissingFileFolderAndOversizedFileAreRefusedByName) {
