@@ -1,6 +1,7 @@
 #include "Context.hpp"
 #include "CredentialsFile.hpp"
 #include "Failure.hpp"
+#include "Startup.hpp"
 #include "StoredSession.hpp"
 #include "commands/Commands.hpp"
 #include "present/ErrorReport.hpp"
@@ -113,6 +114,7 @@ ExitCode runProgram(int argc, const char* const* argv) {
     }
     const auto& options = std::get<Options>(parsed);
     errorStyle = Style(wantsColor(options.global.color, isTerminal(STDERR_FILENO)));
+    out.requireOpen();
     const ExitCode code = runCommand(options, interrupt, out);
     out.flush();
     return code;
@@ -131,6 +133,7 @@ ExitCode runProgram(int argc, const char* const* argv) {
 }  // namespace corvane::cli
 
 int main(int argc, char** argv) {
+  corvane::cli::openStandardDescriptors();
   corvane::cli::keepHeapSmall();
   std::signal(SIGPIPE, SIG_IGN);
   try {

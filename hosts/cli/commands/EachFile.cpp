@@ -5,6 +5,8 @@
 #include "../present/Escape.hpp"
 #include "../present/JSONLines.hpp"
 
+#include <span>
+
 namespace corvane::cli {
 namespace {
 
@@ -13,12 +15,26 @@ std::string filled(std::string pattern, const std::string& fileID) {
 }
 
 void tellDone(const Context& context, const std::string& fileID, const FileAction& action) {
-  context.out.line(context.options.json ? jsonObject([&](KeyedEncodingContainer& object) {
+  // What is done is told before the next file is touched.
+  context.out.lineOfDeed(context.options.json ? jsonObject([&](KeyedEncodingContainer& object) {
     object.encode(std::string_view(fileID), CodingKey("id"));
     object.encode(true, CodingKey(action.jsonKey));
   })
-                                        : filled(action.done, escapedName(fileID)));
-  context.out.flush();  // what is done is told before the next file is touched
+                                              : filled(action.done, escapedName(fileID)));
+}
+
+ExitCode tellFailure(const Context& context, const AnyError& error, const std::string& fileID,
+                     const FileAction& action) {
+  const auto failure =
+      Failure::of(error, filled(action.verb, fileID), context.options.keychain, fileID);
+  context.report(failure);
+  return failure.exitCode;
+}
+
+std::string untouched(std::span<const std::string> fileIDs) {
+  std::string names;
+  for (const auto& fileID : fileIDs) names += (names.empty() ? "" : ", ") + fileID;
+  return fileIDs.empty() ? "" : " Not touched: " + names + ".";
 }
 
 }  // namespace
@@ -26,18 +42,33 @@ void tellDone(const Context& context, const std::string& fileID, const FileActio
 ExitCode forEachFile(const Context& context, const std::vector<std::string>& fileIDs,
                      const FileAction& action) {
   ExitCode result = ExitCode::ok;
-  for (const auto& fileID : fileIDs) {
+  std::span<const std::string> rest = fileIDs;
+  while (!rest.empty()) {
+    const std::string& fileID = rest.front();
+    rest = rest.subspan(1);
     try {
       await(action.start(fileID), context.interrupt);
-      tellDone(context, fileID, action);
     } catch (const AnyError& error) {
-      const auto failure = Failure::of(error, filled(action.verb, fileID), context.options.keychain, fileID);
-      context.report(failure);
-      if (result == ExitCode::ok) result = failure.exitCode;
+      const ExitCode code = tellFailure(context, error, fileID, action);
+      if (result == ExitCode::ok) result = code;
+      continue;
     } catch (const Interrupted&) {
       context.note("Interrupted: whether Google still managed to " + filled(action.verb, fileID) +
                    " is not known.");
       throw;
+    }
+    try {
+      tellDone(context, fileID, action);
+    } catch (Failure& failure) {
+      failure.why += untouched(rest);
+      throw;
+    } catch (const OutputClosed&) {
+      if (rest.empty()) break;
+      Failure failure;
+      failure.kind = "output";
+      failure.headline = "Stopped, because the reader of the output is gone.";
+      failure.why = "The last file done is " + fileID + "." + untouched(rest);
+      throw failure;
     }
   }
   return result;

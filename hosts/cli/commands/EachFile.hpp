@@ -20,7 +20,8 @@ struct FileAction {
   std::string jsonKey;  // "trashed"
 };
 
-/// Goes on after a failure, and answers with the first failure's exit code.
+/// Goes on after a failure, and answers with the first failure's exit code. Stops with a Failure
+/// that names the files not touched when what is done can no longer be told.
 ExitCode forEachFile(const Context& context, const std::vector<std::string>& fileIDs,
                      const FileAction& action);
 

@@ -15,11 +15,12 @@ ExitCode run(const Context& context, const SignOutOptions& options) {
   } catch (const AnyError& error) {
     throw Failure::of(error, "sign " + account.userEmail() + " out", context.options.keychain);
   }
-  context.out.line(context.options.json ? jsonObject([&account](KeyedEncodingContainer& object) {
-    object.encode(std::string_view(account.userEmail()), CodingKey("userEmail"));
-    object.encode(true, CodingKey("signedOut"));
-  })
-                                        : "Signed out " + escapedName(account.userEmail()));
+  context.out.lineOfDeed(
+      context.options.json ? jsonObject([&account](KeyedEncodingContainer& object) {
+        object.encode(std::string_view(account.userEmail()), CodingKey("userEmail"));
+        object.encode(true, CodingKey("signedOut"));
+      })
+                           : "Signed out " + escapedName(account.userEmail()));
   context.note("Google still lists this program's access at https://myaccount.google.com/connections");
   return ExitCode::ok;
 }

@@ -2,6 +2,7 @@
 
 #include "../Failure.hpp"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -20,14 +21,33 @@ Failure cannotWrite(int error) {
   Failure failure;
   failure.kind = "output";
   failure.headline = "Could not write the output.";
-  failure.why = std::generic_category().message(error) + ".";
+  failure.why = error == EBADF ? "Standard output is closed, or open for reading only."
+                               : std::generic_category().message(error) + ".";
   failure.code = error;
   failure.domain = "NSPOSIXErrorDomain";
   if (error == ENOSPC) failure.remedy = "Make room on the disk and run the command again.";
+  if (error == EBADF)
+    failure.remedy = "Run the command with an output; to see none, add `>/dev/null`.";
   return failure;
 }
 
 }  // namespace
+
+void Output::requireOpen() const {
+  const int flags = ::fcntl(descriptor_, F_GETFL);
+  if (flags < 0 || (flags & O_ACCMODE) == O_RDONLY) throw cannotWrite(EBADF);
+}
+
+void Output::lineOfDeed(std::string_view text) {
+  line(text);
+  try {
+    flush();
+  } catch (Failure& failure) {
+    failure.headline = "Could not write the output. It was done all the same: " + std::string(text);
+    failure.remedy.clear();
+    throw;
+  }
+}
 
 void Output::line(std::string_view text) {
   buffer_.append(text).append("\n");

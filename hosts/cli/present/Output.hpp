@@ -20,10 +20,17 @@ class Output {
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
+  /// Throws a Failure when nothing can ever be written. Every command has something to say, so that
+  /// one that cannot must not begin.
+  void requireOpen() const;
+
   void line(std::string_view text);
   void text(std::string_view text);
   /// Brings everything out. Nothing is flushed on destruction, where a failure could not be told.
   void flush();
+  /// Writes a line that tells of something done for good. A Failure repeats it, so that it is not
+  /// lost.
+  void lineOfDeed(std::string_view text);
 
  private:
   void waitUntilWritable() const;

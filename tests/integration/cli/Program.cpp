@@ -62,6 +62,7 @@ Program::Program(const ProgramSetup& setup) {
   posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_adddup2(&files, output.there, STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&files, errors.there, STDERR_FILENO);
+  for (const int descriptor : setup.closed) posix_spawn_file_actions_addclose(&files, descriptor);
   auto command = setup.command;
   auto environment = environmentWith(setup.environment);
   const int failed = ::posix_spawn(&process_, command.front().c_str(), &files, nullptr,

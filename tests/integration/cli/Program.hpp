@@ -17,6 +17,7 @@ struct ProgramSetup {
   std::map<std::string, std::string> environment = {};  // beside this process's own
   bool errorsToTerminal = false;                        // standard error is a terminal
   std::string outputFile = {};                          // standard output goes there, unread
+  std::vector<int> closed = {};                         // standard descriptors that are not open
   std::size_t readAtMost = SIZE_MAX;  // bytes of output; then the reader goes away, as `head` does
 };
 

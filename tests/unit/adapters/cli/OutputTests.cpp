@@ -86,6 +86,29 @@ TEST(Output, FullDiskIsAnErrorThatSaysSo) {
   ::close(full);
 }
 
+TEST(Output, FailureRepeatsTheDeedThatCouldNotBeTold) {
+  const int full = ::open("/dev/full", O_WRONLY);
+  Output out(full, -1);
+  try {
+    out.lineOfDeed("Deleted 1a for good");
+    FAIL() << "no error";
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.headline,
+              "Could not write the output. It was done all the same: Deleted 1a for good");
+  }
+  ::close(full);
+}
+
+TEST(Output, DescriptorForReadingIsRefusedBeforeAnythingIsWritten) {
+  const int readOnly = ::open("/dev/null", O_RDONLY);
+  EXPECT_THROW(Output(readOnly, -1).requireOpen(), Failure);
+  EXPECT_THROW(Output(9999, -1).requireOpen(), Failure);
+  const int writable = ::open("/dev/null", O_WRONLY);
+  EXPECT_NO_THROW(Output(writable, -1).requireOpen());
+  ::close(readOnly);
+  ::close(writable);
+}
+
 TEST(Output, ClosedDescriptorIsAnErrorAndNoEndlessLoop) {
   Output out(9999, -1);
   out.line("one");
