@@ -28,6 +28,7 @@ constexpr const char* userAgent = "Corvane/" CORVANE_VERSION " (gzip)";
 
 // The pieces of one platform. Every reference that a host gets keeps all of them, so that they end together.
 struct Pieces {
+  std::shared_ptr<void> lifetime;  // goes last
   std::shared_ptr<Lumark> log;
   LinuxQueues queues;
   std::shared_ptr<Keychain> keychain;
@@ -121,6 +122,7 @@ void printSignInURL(const std::string& url) {
 std::shared_ptr<const Pieces> makePieces(LinuxPlatformOptions options) {
   requireValid(options);
   auto pieces = std::make_shared<Pieces>();
+  pieces->lifetime = std::move(options.lifetime);
   pieces->log = options.log ? std::move(options.log) : std::make_shared<SpdlogLog>(options.logLevel);
   pieces->queues = makeLinuxQueues();
   pieces->keychain = makeKeychain(options, pieces->log);

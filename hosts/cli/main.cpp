@@ -1,6 +1,7 @@
 #include "Context.hpp"
 #include "CredentialsFile.hpp"
 #include "Failure.hpp"
+#include "PlatformEnd.hpp"
 #include "Startup.hpp"
 #include "StoredSession.hpp"
 #include "commands/Commands.hpp"
@@ -14,6 +15,7 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
@@ -50,8 +52,10 @@ std::shared_ptr<TerminalPresenter> makePresenter(const Options& options) {
   return std::make_shared<TerminalPresenter>(std::move(browser), printLine, note);
 }
 
-Platform makePlatform(const Options& options, std::shared_ptr<TerminalPresenter> presenter) {
+Platform makePlatform(const Options& options, std::shared_ptr<TerminalPresenter> presenter,
+                      PlatformEnd& end) {
   LinuxPlatformOptions wanted;
+  wanted.lifetime = end.token();
   if (!options.global.google.empty()) wanted.google = GoogleEndpoints::at(options.global.google);
   wanted.keychainBackend = options.global.keychain;
   wanted.extraCAFile = options.global.caFile;
@@ -69,9 +73,22 @@ Platform makePlatform(const Options& options, std::shared_ptr<TerminalPresenter>
   }
 }
 
-ExitCode runCommand(const Options& options, Interrupt& interrupt, Output& out) {
+/// What no part of the program or the module has foreseen, such as that descriptors ran out at the
+/// start.
+Failure unexpected(const std::exception& error) {
+  Failure failure;
+  failure.headline = "Something failed that should not.";
+  failure.why = error.what();
+  return failure;
+}
+
+/// Long enough for a keychain to close and a log to be written. A keyring that hangs is left
+/// behind.
+constexpr std::chrono::seconds platformPatience{2};
+
+ExitCode runCommand(const Options& options, Interrupt& interrupt, Output& out, PlatformEnd& end) {
   const auto presenter = makePresenter(options);
-  Platform platform = makePlatform(options, presenter);
+  Platform platform = makePlatform(options, presenter, end);
   const auto keychain = std::make_shared<ObservedKeychain>(platform.keychain);
   platform.keychain = keychain;
   CorvaneFactory factory(
@@ -100,7 +117,7 @@ void keepHeapSmall() {
 #endif
 }
 
-ExitCode runProgram(int argc, const char* const* argv) {
+ExitCode runProgram(int argc, const char* const* argv, PlatformEnd& end) {
   Interrupt interrupt;  // before anything that starts threads
   Output out(STDOUT_FILENO, interrupt.descriptor());
   const bool json = asksForJSON(argc, argv);
@@ -115,7 +132,7 @@ ExitCode runProgram(int argc, const char* const* argv) {
     const auto& options = std::get<Options>(parsed);
     errorStyle = Style(wantsColor(options.global.color, isTerminal(STDERR_FILENO)));
     out.requireOpen();
-    const ExitCode code = runCommand(options, interrupt, out);
+    const ExitCode code = runCommand(options, interrupt, out, end);
     out.flush();
     return code;
   } catch (const Failure& failure) {
@@ -133,13 +150,20 @@ ExitCode runProgram(int argc, const char* const* argv) {
 }  // namespace corvane::cli
 
 int main(int argc, char** argv) {
-  corvane::cli::openStandardDescriptors();
-  corvane::cli::keepHeapSmall();
+  using namespace corvane::cli;
+  openStandardDescriptors();
+  keepHeapSmall();
   std::signal(SIGPIPE, SIG_IGN);
+  PlatformEnd platformEnd;
+  int code = static_cast<int>(ExitCode::other);
   try {
-    return static_cast<int>(corvane::cli::runProgram(argc, argv));
+    code = static_cast<int>(runProgram(argc, argv, platformEnd));
   } catch (const std::exception& error) {
-    corvane::cli::printToStandardError(std::string("corvane: unexpected error: ") + error.what() + "\n");
-    return static_cast<int>(corvane::cli::ExitCode::other);
+    const Failure failure = unexpected(error);
+    printToStandardError(asksForJSON(argc, argv) ? reportInJSON(failure)
+                                                 : reportForPeople(failure, Style(false)));
   }
+  // Threads that still work must not meet the end of static objects.
+  if (!platformEnd.wait(platformPatience)) ::_exit(code);
+  return code;
 }

@@ -266,5 +266,27 @@ TEST_F(LinuxPlatformTest, RequestsNameItAndItsVersion) {
               ::testing::MatchesRegex("Corvane/[0-9]+\\.[0-9]+\\.[0-9]+ \\(gzip\\)"));
 }
 
+TEST_F(LinuxPlatformTest, LifetimeIsDroppedAfterKeychainAndLog) {
+  auto keychain = std::make_shared<FakeKeychain>();
+  auto recorded = std::make_shared<FakeLog>();
+  bool dropped = false;
+  bool wasLast = false;
+  auto options = local();
+  options.lifetime = {
+      nullptr, [&, kept = std::weak_ptr(keychain), written = std::weak_ptr(recorded)](void*) {
+        dropped = true;
+        wasLast = kept.expired() && written.expired();
+      }};
+  options.keychain = std::move(keychain);
+  options.log = std::move(recorded);
+  Platform platform = makeLinuxPlatform(std::move(options));
+  std::shared_ptr<Queue> lastPiece = platform.taskPool;
+  platform = {};
+  EXPECT_FALSE(dropped);
+  lastPiece.reset();
+  EXPECT_TRUE(dropped);
+  EXPECT_TRUE(wasLast);
+}
+
 }  // namespace
 }  // namespace corvane::test

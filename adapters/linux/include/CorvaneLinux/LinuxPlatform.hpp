@@ -45,13 +45,18 @@ struct LinuxPlatformOptions {
   /// A log of the host's own; empty means standard error at `logLevel`.
   std::shared_ptr<Lumark> log;
   LogLevel logLevel = LogLevel::error;
+
+  /// Dropped after everything else of the platform: by then the keychain is closed and the log
+  /// written. A program that wants to wait for this before it exits gives a pointer whose deleter
+  /// tells, on any thread.
+  std::shared_ptr<void> lifetime;
 };
 
-/// Puts the platform together. Throws an AnyError that names the option when one is wrong, such as an http URL that
-/// does not lead to a loopback address. Touches no file, thread or bus otherwise.
+/// Puts the platform together. Throws an AnyError that names the option when one is wrong, such as
+/// an http URL that does not lead to a loopback address. Touches no file, thread or bus otherwise.
 ///
-/// Everything made from the result shares its threads: two to four workers (more while workers are blocked) and one for the
-/// network. They end when the last piece is gone.
+/// Everything made from the result shares its threads: two to four workers (more while workers are
+/// blocked) and one for the network. They end when the last piece is gone.
 Platform makeLinuxPlatform(LinuxPlatformOptions options = {});
 
 }  // namespace corvane

@@ -1,3 +1,4 @@
+#include "PlatformEnd.hpp"
 #include "Startup.hpp"
 
 #include <gtest/gtest.h>
@@ -40,6 +41,20 @@ TEST(Startup, OpenStandardDescriptorsAreLeftAlone) {
     openStandardDescriptors();
     return accessMode(STDOUT_FILENO) == O_WRONLY && ::write(STDOUT_FILENO, "x", 1) == 1;
   }));
+}
+
+TEST(PlatformEnd, IsReachedOnceTheLastReferenceIsDropped) {
+  PlatformEnd end;
+  auto first = end.token();
+  auto second = first;
+  first.reset();
+  EXPECT_FALSE(end.wait(std::chrono::milliseconds(0)));
+  second.reset();
+  EXPECT_TRUE(end.wait(std::chrono::milliseconds(0)));
+}
+
+TEST(PlatformEnd, NeedsNoWaitWithoutAPlatform) {
+  EXPECT_TRUE(PlatformEnd().wait(std::chrono::milliseconds(0)));
 }
 
 }  // namespace
