@@ -1,6 +1,7 @@
 #include "Startup.hpp"
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <array>
@@ -9,6 +10,12 @@
 #include <utility>
 
 namespace corvane::cli {
+
+void protectMemory() {
+  // RLIMIT_CORE would do less (a core_pattern that is a program ignores it) and would reach the
+  // browser as well.
+  ::prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
+}
 
 void openStandardDescriptors() {
   constexpr std::array<std::pair<int, int>, 3> wanted{

@@ -151,6 +151,7 @@ ExitCode runProgram(int argc, const char* const* argv, PlatformEnd& end) {
 
 int main(int argc, char** argv) {
   using namespace corvane::cli;
+  protectMemory();
   openStandardDescriptors();
   keepHeapSmall();
   std::signal(SIGPIPE, SIG_IGN);

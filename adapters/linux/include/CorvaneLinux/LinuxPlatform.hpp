@@ -57,6 +57,10 @@ struct LinuxPlatformOptions {
 ///
 /// Everything made from the result shares its threads: two to four workers (more while workers are
 /// blocked) and one for the network. They end when the last piece is gone.
+///
+/// Sessions are in the process's memory while they are used. A host that wants them in no core dump
+/// calls `prctl(PR_SET_DUMPABLE, 0)` at its start (prctl(2)), as `corvane` does; a library must not
+/// decide this for it.
 Platform makeLinuxPlatform(LinuxPlatformOptions options = {});
 
 }  // namespace corvane

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,6 +23,13 @@ bool holdsInAChild(const Claim& claim) {
 int accessMode(int descriptor) {
   const int flags = ::fcntl(descriptor, F_GETFL);
   return flags < 0 ? flags : flags & O_ACCMODE;
+}
+
+TEST(Startup, ProcessIsMarkedAsNotToBeDumped) {
+  EXPECT_TRUE(holdsInAChild([] {
+    protectMemory();
+    return ::prctl(PR_GET_DUMPABLE) == 0;
+  }));
 }
 
 TEST(Startup, ClosedStandardDescriptorsAreOpenedAndOutputStaysUnwritable) {
