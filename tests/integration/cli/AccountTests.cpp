@@ -40,8 +40,17 @@ using Status = ProgramTest;
 TEST_F(Status, TellsTheKeychainEvenWhenNobodyIsSignedIn) {
   const auto result = run({"status"});
   EXPECT_EQ(result.exitCode, 4);
-  EXPECT_EQ(result.output, "Sessions are kept in an encrypted file (--keychain file)\n");
+  EXPECT_THAT(lines(result.output).front(),
+              "Sessions are kept in an encrypted file (--keychain file)");
   EXPECT_THAT(result.errors, HasSubstr("No account is signed in."));
+}
+
+TEST_F(Status, TellsWhatTheEncryptedFileProtectsAndWhatNot) {
+  EXPECT_THAT(run({"status"}).output,
+              testing::AllOf(HasSubstr("Other users of this computer cannot read them"),
+                             HasSubstr("Programs that you run can"),
+                             HasSubstr("copy of the whole folder")));
+  EXPECT_EQ(run({"--json", "status"}).output, "{\"keychain\":\"file\"}\n");
 }
 
 TEST_F(Status, TellsWhatEachSessionMayDoAndUntilWhenWithoutItsTokens) {
