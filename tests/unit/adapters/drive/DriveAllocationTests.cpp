@@ -30,7 +30,9 @@ class DriveAllocation : public DriveServiceTest {
       isEnough = FailingAllocations::failures() == 0;
       queue->runAll();
       EXPECT_EQ(delivery->calls, isEnough ? 0 : 1);
-      if (isEnough) EXPECT_EQ(client->sent() - sentBefore, 1u);
+      if (isEnough) {
+        EXPECT_EQ(client->sent() - sentBefore, 1u);
+      }
       if (HasFailure()) return;
     }
     EXPECT_GT(allocations, 1);

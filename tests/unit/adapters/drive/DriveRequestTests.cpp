@@ -11,6 +11,16 @@ using testing::IsEmpty;
 constexpr std::string_view unauthorized =
     R"({"error":{"code":401,"message":"Invalid Credentials","errors":[{"domain":"global","reason":"authError"}]}})";
 
+/// A session that breaks its promise to call the handler once.
+class TwofoldSession final : public AuthSession {
+ public:
+  std::optional<std::string> userEmail() const override { return "ada@example.com"; }
+  AnyCancellable accessToken(std::optional<Secret>, TokenHandler handler) override {
+    for (int i = 0; i < 2; ++i) handler(Result<Secret, NSError>::success(Secret("token-1")));
+    return {};
+  }
+};
+
 class DriveRequest : public DriveServiceTest {
  protected:
   static std::string bearer(const HTTPRequest& request) { return std::string(request.bearer.reveal()); }
@@ -56,6 +66,16 @@ TEST_F(DriveRequest, WaitsForATokenThatIsBeingRefreshed) {
   ASSERT_EQ(client->sent(), 1u);
   client->answer(0, 200, "{}");
   EXPECT_EQ(delivery->calls, 1);
+}
+
+TEST_F(DriveRequest, ASessionThatAnswersTwiceHasItSentOnce) {
+  service->setAuthorizer(std::make_shared<TwofoldSession>());
+  const auto delivery = execute(deleteQuery());
+  EXPECT_EQ(client->sent(), 1u);
+  client->answer(0, 204);
+  queue->runAll();
+  EXPECT_EQ(delivery->calls, 1);
+  EXPECT_FALSE(delivery->error);
 }
 
 TEST_F(DriveRequest, ASessionThatDropsItsHandlerEndsItUnsent) {
