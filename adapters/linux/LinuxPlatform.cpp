@@ -87,10 +87,11 @@ void requireValid(const LinuxPlatformOptions& options) {
 
 const LogCategory keychainLog("Keychain");
 
-auto problemLogger(std::shared_ptr<Lumark> log, const char* source) {
-  return [log = std::move(log), source](const std::string& sentence) {
+auto problemTeller(const LinuxPlatformOptions& options, std::shared_ptr<Lumark> log, const char* source) {
+  return [tell = options.onKeychainProblem, log = std::move(log), source](const std::string& sentence) {
     log->logError(
         keychainLog, [&sentence] { return sentence; }, 0, true, source);
+    if (tell) tell(sentence);
   };
 }
 
@@ -109,10 +110,10 @@ std::shared_ptr<Keychain> makeKeychain(const LinuxPlatformOptions& options,
   if (options.keychainBackend == KeychainBackend::encryptedFile) {
     tellChoice(*log, "the encrypted file");
     return std::make_shared<EncryptedFileKeychain>(options.keychainFolder,
-                                                   problemLogger(log, "adapters/linux/sqlite"));
+                                                   problemTeller(options, log, "adapters/linux/sqlite"));
   }
   tellChoice(*log, "the desktop's keyring (Secret Service)");
-  return std::make_shared<SecretServiceKeychain>(problemLogger(log, "adapters/linux/libsecret"));
+  return std::make_shared<SecretServiceKeychain>(problemTeller(options, log, "adapters/linux/libsecret"));
 }
 
 void printSignInURL(const std::string& url) {

@@ -5,13 +5,26 @@
 #include "present/Escape.hpp"
 #include "present/Terminal.hpp"
 
+#include <utility>
+
 namespace corvane::cli {
 
 void Context::note(std::string_view text) const {
   if (!options.json) printToStandardError(escapedProse(text) + "\n");
 }
 
-void Context::report(const Failure& failure) const {
+Failure Context::explained(Failure failure) const {
+  if (!failure.ofKeychain || options.keychain != KeychainBackend::encryptedFile) return failure;
+  auto reason = keychain.reason(*failure.ofKeychain);
+  if (reason.empty()) return failure;
+  failure.why = std::move(reason);
+  // The reason of a refusal ends with the command to run.
+  if (failure.ofKeychain == errSecNotAvailable) failure.remedy.clear();
+  return failure;
+}
+
+void Context::report(const Failure& told) const {
+  const auto failure = explained(told);
   printToStandardError(options.json ? reportInJSON(failure) : reportForPeople(failure, errorStyle));
 }
 

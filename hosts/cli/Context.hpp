@@ -30,6 +30,8 @@ struct Context {
 
   /// A remark for people, on standard error; programs are spared it.
   void note(std::string_view text) const;
+  /// The failure with the reason that the keychain itself told, which says more than its status.
+  Failure explained(Failure failure) const;
   /// Tells a failure on standard error, for people or for programs.
   void report(const Failure& failure) const;
 };

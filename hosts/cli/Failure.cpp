@@ -125,6 +125,7 @@ Failure Failure::of(const AnyError& error, const std::string& doing, KeychainBac
   failure.kind = kindName(kind);
   failure.headline = "Could not " + doing + ".";
   failure.why = reason(cause, keychain);
+  failure.ofKeychain = keychainStatus(cause);
   failure.domain = error.domain();
   failure.code = error.code();
   failure.message = error.localizedDescription();

@@ -4,6 +4,7 @@
 
 #include <Corvane/AnyError.hpp>
 #include <CorvaneLinux/KeychainBackend.hpp>
+#include <CorvanePlatform/Keychain.hpp>
 
 #include <cstdint>
 #include <exception>
@@ -21,8 +22,9 @@ struct Failure : std::exception {
   std::string remedy;    // what the user can do; may be empty
   std::string domain = "CorvaneCLI";
   std::int64_t code = 0;
-  std::string message;  // the error's own text, for programs; the headline when empty
-  std::string fileID;   // of the file concerned, if it is about one
+  std::string message;                 // the error's own text, for programs; the headline when empty
+  std::string fileID;                  // of the file concerned, if it is about one
+  std::optional<OSStatus> ofKeychain;  // if the keychain is what failed
 
   const char* what() const noexcept override { return headline.c_str(); }
 

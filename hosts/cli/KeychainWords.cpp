@@ -99,7 +99,7 @@ std::string keychainReason(OSStatus status, KeychainBackend keychain) {
 
 std::string keychainRemedy(OSStatus status, KeychainBackend keychain) {
   if (keychain == KeychainBackend::secretService) return keyringRemedy(status);
-  return fileAdvice(status) + " --log-level error says more.";
+  return fileAdvice(status);
 }
 
 }  // namespace corvane::cli

@@ -53,12 +53,15 @@ std::shared_ptr<TerminalPresenter> makePresenter(const Options& options) {
 }
 
 Platform makePlatform(const Options& options, std::shared_ptr<TerminalPresenter> presenter,
-                      PlatformEnd& end) {
+                      std::shared_ptr<ToldReasons> reasons, PlatformEnd& end) {
   LinuxPlatformOptions wanted;
   wanted.lifetime = end.token();
   if (!options.global.google.empty()) wanted.google = GoogleEndpoints::at(options.global.google);
   wanted.keychainBackend = options.global.keychain;
   wanted.extraCAFile = options.global.caFile;
+  wanted.onKeychainProblem = [reasons = std::move(reasons)](const std::string& sentence) {
+    reasons->tell(sentence);
+  };
   wanted.presenter = std::move(presenter);
   wanted.logLevel = options.global.logLevel;
   if (const auto* signIn = std::get_if<SignInOptions>(&options.command)) {
@@ -88,8 +91,9 @@ constexpr std::chrono::seconds platformPatience{2};
 
 ExitCode runCommand(const Options& options, Interrupt& interrupt, Output& out, PlatformEnd& end) {
   const auto presenter = makePresenter(options);
-  Platform platform = makePlatform(options, presenter, end);
-  const auto keychain = std::make_shared<ObservedKeychain>(platform.keychain);
+  const auto reasons = std::make_shared<ToldReasons>();
+  Platform platform = makePlatform(options, presenter, reasons, end);
+  const auto keychain = std::make_shared<ObservedKeychain>(platform.keychain, reasons);
   platform.keychain = keychain;
   CorvaneFactory factory(
       credentials(options, interrupt), keychainService(options.global.google), keychainAccessGroup,
@@ -104,7 +108,11 @@ ExitCode runCommand(const Options& options, Interrupt& interrupt, Output& out, P
                         out,
                         Style(wantsColor(color, isTerminal(STDOUT_FILENO))),
                         Style(wantsColor(color, isTerminal(STDERR_FILENO)))};
-  return std::visit([&context](const auto& command) { return run(context, command); }, options.command);
+  try {
+    return std::visit([&context](const auto& command) { return run(context, command); }, options.command);
+  } catch (const Failure& failure) {
+    throw context.explained(failure);
+  }
 }
 
 /// One heap for all threads, and a mapping of its own for each large block: glibc's defaults keep two megabytes more of

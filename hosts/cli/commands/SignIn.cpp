@@ -30,6 +30,7 @@ Failure signInFailure(const Context& context, const AnyError& error) {
   const OSStatus status = context.keychain.lastFailure();
   if (typed && typed->kind() == GoogleDriveAuthorizationProviderError::Case::tokenSaveFailed &&
       status != errSecSuccess) {
+    failure.ofKeychain = status;
     failure.why = keychainReason(status, context.options.keychain);
     failure.remedy = keychainRemedy(status, context.options.keychain);
   }

@@ -58,11 +58,38 @@ TEST_F(Errors, UnreadableKeychainIsTheKeychains) {
   EXPECT_EQ(result.exitCode, 7) << result.errors;
 }
 
+TEST_F(Errors, RefusedKeychainIsToldWithTheCommandThatPutsItRight) {
+  const auto file = (home.path() / "corvane" / "keychain.db").string();
+  const auto reason = "The keychain was refused: '" + file + "' has mode 0644";
+  const auto command = "Run: chmod 600 '" + file + "'";
+  std::filesystem::permissions(file, std::filesystem::perms(0644));
+  for (const auto& result :
+       {run({"about"}), run({"ls"}), run({"sign-out", "ada@example.com"}), signIn("ada@example.com")}) {
+    EXPECT_EQ(result.exitCode, 7);
+    EXPECT_THAT(result.errors, AllOf(HasSubstr("Why: " + reason), HasSubstr(command)));
+  }
+  const auto programs = run({"--json", "about"});
+  EXPECT_EQ(programs.exitCode, 7);
+  EXPECT_THAT(errorIn(programs).at("failureReason").get<std::string>(),
+              AllOf(testing::StartsWith(reason), testing::EndsWith(command)));
+  std::filesystem::permissions(file, std::filesystem::perms(0600));
+  EXPECT_EQ(run({"about"}).exitCode, 0);
+}
+
+TEST_F(Errors, RefusedKeyIsToldToWhoWantsToSignIn) {
+  const auto file = (home.path() / "corvane" / "keychain.key").string();
+  std::filesystem::permissions(file, std::filesystem::perms(0640));
+  corvane::test::RawDatabase(home.path() / "corvane").execute("DELETE FROM items");
+  const auto result = signIn("ada@example.com");
+  EXPECT_EQ(result.exitCode, 7);
+  EXPECT_THAT(result.errors, AllOf(HasSubstr("has mode 0640"), HasSubstr("Run: chmod 600 '" + file + "'")));
+}
+
 TEST_F(Errors, LostKeyOfTheKeychainIsToldAsSuchAlsoToWhoWantsToSignIn) {
   std::filesystem::remove(home.path() / "corvane" / "keychain.key");
   for (const auto& result : {run({"about"}), signIn("ada@example.com")}) {
     EXPECT_EQ(result.exitCode, 7);
-    EXPECT_THAT(result.errors, AllOf(HasSubstr("key of the keychain's file is missing"),
+    EXPECT_THAT(result.errors, AllOf(HasSubstr("keychain.key' is missing"),
                                      HasSubstr("What to do: Put the file keychain.key back")));
   }
 }
@@ -80,7 +107,8 @@ TEST_F(Errors, DamagedKeychainFileIsToldByASignInThatCannotSave) {
   std::ofstream(home.path() / "corvane" / "keychain.db", std::ios::trunc) << std::string(5000, 'x');
   const auto result = signIn("ada@example.com");
   EXPECT_EQ(result.exitCode, 7);
-  EXPECT_THAT(result.errors, AllOf(HasSubstr("file itself, is damaged"), HasSubstr("move the folder away")));
+  EXPECT_THAT(result.errors, AllOf(HasSubstr("keychain.db' failed"), HasSubstr("it is damaged"),
+                                   HasSubstr("move the folder away")));
 }
 
 TEST_F(Errors, EmptyArgumentsTouchNothing) {

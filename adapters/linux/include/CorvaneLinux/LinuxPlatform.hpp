@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -29,6 +30,12 @@ struct LinuxPlatformOptions {
   std::filesystem::path keychainFolder;
   /// A keychain of the host's own, in place of both.
   std::shared_ptr<Keychain> keychain;
+  /// Told why a keychain operation failed, in a sentence for the user that names files and commands to
+  /// run; never an account or a secret. The operation's error has no room for it: that is a status
+  /// (`keychainStatus`). Called on the thread that uses the keychain, before the operation ends; at once
+  /// from several. It must not throw, nor use the keychain. The log has the same sentence. A keychain of
+  /// the host's own tells nothing here.
+  std::function<void(const std::string& sentence)> onKeychainProblem;
 
   /// Shows sign-in pages; empty means the system's browser, and the URL on standard error if there is none
   /// (SystemPresenter.hpp).

@@ -139,7 +139,7 @@ TEST(Failure, UnreachableKeyringNamesBothWaysOutAndTheFileOnlyItsFolder) {
 std::string remedyOfTheFile(OSStatus status) {
   const Failure failure = Failure::of(keychainError(status), "list", KeychainBackend::encryptedFile);
   EXPECT_EQ(failure.exitCode, ExitCode::keychain) << status;
-  EXPECT_THAT(failure.remedy, testing::EndsWith("--log-level error says more.")) << status;
+  EXPECT_THAT(failure.remedy, testing::Not(HasSubstr("--log-level"))) << status;
   return failure.remedy;
 }
 
