@@ -5,6 +5,8 @@
 #include "KeychainQuery.hpp"
 #include "KeychainVault.hpp"
 
+#include <unistd.h>
+
 #include <new>
 #include <utility>
 
@@ -16,32 +18,62 @@ EncryptedFileKeychain::EncryptedFileKeychain(const std::filesystem::path& folder
       patience_(patience),
       folder_(std::make_unique<const KeychainFolder>(folder)) {}
 
-EncryptedFileKeychain::~EncryptedFileKeychain() = default;
+// In a forked child the connection is the parent's, and closing it here could disturb the parent's use of the
+// file (https://www.sqlite.org/howtocorrupt.html, section 2.6): it is left to the end of the process.
+EncryptedFileKeychain::~EncryptedFileKeychain() {
+  if (user_ != 0 && user_ != ::getpid()) static_cast<void>(vault_.release());
+}
 
-// `operation(sentence)` returns the status of an expected outcome and may leave a remark in `sentence`.
+// Before anything is locked: a thread of the parent may have held the lock when the process was forked.
+void EncryptedFileKeychain::refuseAfterFork() {
+  pid_t nobody = 0;
+  if (user_.compare_exchange_strong(nobody, ::getpid()) || nobody == ::getpid()) return;
+  throw KeychainProblem(
+      errSecNotAvailable,
+      "The keychain was used before this process was forked, and cannot be used after. Fork "
+      "before its first use, or make a new one in the child.");
+}
+
+// `operation(remark)` returns the status of an expected outcome and may leave a sentence in `remark`.
 template <class Operation>
 OSStatus EncryptedFileKeychain::perform(Operation operation) {
-  OSStatus status = errSecSuccess;
-  std::string sentence;
   try {
-    const std::lock_guard lock(mutex_);
-    try {
-      status = operation(sentence);
-    } catch (const KeychainProblem& problem) {
-      if (problem.status() != errSecParam) vault_.reset();  // a file that gets repaired is to be read afresh
-      throw;
-    }
+    refuseAfterFork();
+    std::string remark;
+    const auto status = performAlone(operation, remark);
+    if (!remark.empty()) tell(remark.c_str());
+    return status;
   } catch (const KeychainProblem& problem) {
-    status = problem.status();
-    sentence = problem.what();
+    tell(problem.what());
+    return problem.status();
   } catch (const std::bad_alloc&) {
     return errSecAllocate;
   } catch (const std::exception& error) {
-    status = errSecIO;
-    sentence = std::string("The keychain failed: ") + error.what();
+    tell(error.what());
+    return errSecIO;
   }
-  if (!sentence.empty() && onProblem_) onProblem_(sentence);
-  return status;
+}
+
+template <class Operation>
+OSStatus EncryptedFileKeychain::performAlone(Operation operation, std::string& remark) {
+  const std::lock_guard lock(mutex_);
+  try {
+    return operation(remark);
+  } catch (const KeychainProblem& problem) {
+    if (problem.status() != errSecParam) vault_.reset();  // a file that gets repaired is to be read afresh
+    throw;
+  } catch (...) {
+    vault_.reset();  // SQLite may lack memory even to end a transaction
+    throw;
+  }
+}
+
+// With no memory for the sentence the status has to do.
+void EncryptedFileKeychain::tell(const char* sentence) const noexcept {
+  try {
+    if (onProblem_) onProblem_(sentence);
+  } catch (const std::bad_alloc&) {
+  }
 }
 
 KeychainVault* EncryptedFileKeychain::vault(bool create) {
@@ -75,8 +107,10 @@ OSStatus EncryptedFileKeychain::SecItemCopyMatching(const KeychainDictionary& di
 OSStatus EncryptedFileKeychain::SecItemAdd(const KeychainDictionary& attributes, KeychainValue* result) {
   return perform([&](std::string&) -> OSStatus {
     const auto query = KeychainQuery::forAddition(attributes);
+    KeychainValue added;  // made first: nothing may fail once the item is stored
+    query.fill(result ? &added : nullptr, {query.item}, query.value);
     if (!vault(true)->add(query.item, query.value)) return errSecDuplicateItem;
-    query.fill(result, {query.item}, query.value);
+    if (result && !added.isNone()) *result = std::move(added);
     return errSecSuccess;
   });
 }

@@ -2,6 +2,9 @@
 
 #include <CorvanePlatform/Keychain.hpp>
 
+#include <sys/types.h>
+
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -20,7 +23,8 @@ class KeychainVault;
 ///
 /// Lifetime: construction touches no file. Lookups and deletions create none; the first addition makes the
 /// folder (0700), the database and the key (0600). Threads: any, also at once; they take turns. Other
-/// processes may use the same folder at the same time. Cancellation: none; a call that waits for another
+/// processes may use the same folder at the same time. After fork() a child may use a keychain that the parent
+/// has not used; one that it has used is errSecNotAvailable there, and goes with the process. Cancellation: none; a call that waits for another
 /// process's lock gives up after `patience`. Errors, each but the first four told to `onProblem` too, on the
 /// calling thread, in a sentence that says what to do:
 ///
@@ -59,13 +63,18 @@ class EncryptedFileKeychain : public Keychain {
   OSStatus SecItemDelete(const KeychainDictionary& query) override;
 
  private:
+  void refuseAfterFork();
   template <class Operation>
   OSStatus perform(Operation operation);
+  template <class Operation>
+  OSStatus performAlone(Operation operation, std::string& remark);
+  void tell(const char* sentence) const noexcept;
   KeychainVault* vault(bool create);
 
   const ProblemHandler onProblem_;
   const std::chrono::milliseconds patience_;
   const std::unique_ptr<const KeychainFolder> folder_;
+  std::atomic<pid_t> user_ = 0;  // the process that used this first
   std::mutex mutex_;
   std::unique_ptr<KeychainVault> vault_;
 };

@@ -66,7 +66,7 @@ constexpr const char* settings =
     "PRAGMA synchronous = EXTRA; PRAGMA secure_delete = ON; PRAGMA cell_size_check = ON";
 
 void createSchema(SQLiteDatabase& database) {
-  SQLiteTransaction transaction(database, SQLiteTransaction::Kind::write);
+  SQLiteTransaction transaction(database);
   if (!isEmpty(database)) return;  // another program was faster
   database.execute(schema);
   database.execute("PRAGMA application_id = " + std::to_string(applicationID));
@@ -186,7 +186,6 @@ bool KeychainVault::isCurrent() const {
 
 KeychainVault::Findings KeychainVault::find(const KeychainQuery& query) {
   const auto* key = keyFile_.current();
-  SQLiteTransaction snapshot(database_, SQLiteTransaction::Kind::read);
   auto findings = query.matchesAll ? findAll(query, key) : findFirst(query, key);
   if (findings.items.empty() && findings.damaged > 0) failUnreadable(key);
   return findings;
@@ -228,23 +227,24 @@ KeychainVault::Findings KeychainVault::findAll(const KeychainQuery& query, const
 }
 
 bool KeychainVault::add(const KeychainItem& item, const Data& secret) {
-  SQLiteTransaction transaction(database_, SQLiteTransaction::Kind::write);
+  SQLiteTransaction transaction(database_);
   const auto& key = keyForAddition();
   const auto sealed = key.seal(item, secret);
   const std::optional<std::string> itemClass = item.itemClass;
+  bool added = false;
   {
     auto run = insert_.run();
     run.bind(1, itemClass).bind(2, item.account).bind(3, item.service).bind(4, item.accessGroup);
     run.bind(5, std::int64_t{item.synchronizable}).bind(6, item.accessible);
     run.bind(7, std::span(sealed.nonce)).bind(8, std::span(sealed.bytes));
-    if (run.finish(SQLITE_CONSTRAINT_UNIQUE) == SQLITE_CONSTRAINT_UNIQUE) return false;
+    added = run.finish(SQLITE_CONSTRAINT_UNIQUE) != SQLITE_CONSTRAINT_UNIQUE;
   }
   transaction.commit();
-  return true;
+  return added;
 }
 
 std::size_t KeychainVault::remove(const KeychainQuery& query) {
-  SQLiteTransaction transaction(database_, SQLiteTransaction::Kind::write);
+  SQLiteTransaction transaction(database_);
   // A session is saved by a removal and an addition. Without the key the addition would fail, so the removal
   // must too, or the old item would be lost. One that is merely damaged may go, or it could never be
   // replaced.

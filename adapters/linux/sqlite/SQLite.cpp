@@ -7,6 +7,7 @@ namespace corvane {
 namespace {
 
 OSStatus statusOf(int code) {
+  if (code == SQLITE_IOERR_NOMEM) return errSecAllocate;
   switch (code & 0xff) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
@@ -58,14 +59,10 @@ int waitForLock(void* patience, int waits) {
 // A transaction's own statements, compiled once: compiling them costs as much as reading an item.
 struct SQLiteDatabase::TransactionStatements {
   explicit TransactionStatements(const SQLiteDatabase& database)
-      : begin(database, "BEGIN"),
-        // A writer takes its lock at the start, or two of them could each wait for the other.
-        beginWriting(database, "BEGIN IMMEDIATE"),
-        commit(database, "COMMIT"),
-        rollback(database, "ROLLBACK") {}
+      // A writer takes its lock at the start, or two of them could each wait for the other.
+      : begin(database, "BEGIN IMMEDIATE"), commit(database, "COMMIT"), rollback(database, "ROLLBACK") {}
 
   SQLiteStatement begin;
-  SQLiteStatement beginWriting;
   SQLiteStatement commit;
   SQLiteStatement rollback;
 };
@@ -162,9 +159,8 @@ std::span<const std::byte> SQLiteStatement::Run::bytes(int column) const {
   return {begin, begin ? static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)) : 0};
 }
 
-SQLiteTransaction::SQLiteTransaction(SQLiteDatabase& database, Kind kind) : database_(database) {
-  const auto& statements = *database_.transactions_;
-  (kind == Kind::write ? statements.beginWriting : statements.begin).run().finish();
+SQLiteTransaction::SQLiteTransaction(SQLiteDatabase& database) : database_(database) {
+  database_.transactions_->begin.run().finish();
 }
 
 SQLiteTransaction::~SQLiteTransaction() {

@@ -86,12 +86,11 @@ class SQLiteStatement {
   std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
 };
 
-/// A transaction, rolled back unless committed.
+/// A transaction that writes, rolled back unless committed. That may fail when memory runs out; after an
+/// error the connection is therefore best closed. What only reads needs none: a statement is one by itself.
 class SQLiteTransaction {
  public:
-  enum class Kind { read, write };
-
-  SQLiteTransaction(SQLiteDatabase& database, Kind kind);
+  explicit SQLiteTransaction(SQLiteDatabase& database);
   SQLiteTransaction(const SQLiteTransaction&) = delete;
   SQLiteTransaction& operator=(const SQLiteTransaction&) = delete;
   ~SQLiteTransaction();
