@@ -74,6 +74,18 @@ void createSchema(SQLiteDatabase& database) {
   transaction.commit();
 }
 
+// SQLite would refuse it with a text that says nothing of the path.
+void requirePathThatSQLiteTakes(const KeychainFolder& folder) {
+  const auto path = folder.database().string();
+  const auto* files = sqlite3_vfs_find(nullptr);
+  if (!files || path.size() < static_cast<std::size_t>(files->mxPathname)) return;
+  throw KeychainProblem(errSecNotAvailable,
+                        "The keychain's path is too long: " + std::to_string(path.size()) +
+                            " bytes, where less than " + std::to_string(files->mxPathname) +
+                            " are possible. Choose a shorter folder than " +
+                            shellWord(folder.path().string()) + ".");
+}
+
 [[noreturn]] void refuseFile(OSStatus status, const KeychainFolder& folder, const std::string& why) {
   const auto path = folder.path().string();
   throw KeychainProblem(status, "The keychain file " + shellWord(folder.database().string()) + " " + why +
@@ -137,6 +149,7 @@ struct KeychainVault::Row {
 
 std::unique_ptr<KeychainVault> KeychainVault::open(const KeychainFolder& folder,
                                                    std::chrono::milliseconds patience, Missing missing) {
+  requirePathThatSQLiteTakes(folder);
   const bool mayCreate = missing == Missing::create;
   if (mayCreate) folder.create();
   auto opened = folder.open();

@@ -4,6 +4,7 @@
 #include "sqlite/EncryptedFileKeychain.hpp"
 #include "support/TemporaryFolder.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -274,6 +275,79 @@ TEST_F(KeychainPlace, SomethingElseInPlaceOfAFileIsRefused) {
   std::filesystem::remove_all(folder_);
   std::ofstream(folder_) << "a file";
   expectRefused("not a folder");
+}
+
+// None of them may be opened: a FIFO would keep the caller waiting.
+TEST_F(KeychainPlace, SomethingElseInPlaceOfTheDatabaseOrAJournalIsRefused) {
+  save();
+  for (const auto* suffix : {"", "-wal", "-shm", "-journal"}) {
+    const auto path = database_.string() + suffix;
+    const auto away = temporary_.path() / "away";
+    if (*suffix == '\0') std::filesystem::rename(path, away);
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    expectRefused(path + "' is not a regular file");
+    std::filesystem::remove(path);
+    ASSERT_EQ(::mkdir(path.c_str(), 0700), 0);
+    expectRefused(path + "' is not a regular file");
+    std::filesystem::remove(path);
+    if (*suffix == '\0') std::filesystem::rename(away, path);
+  }
+  EXPECT_EQ(readSession(*open(folder_), "ada").text, "secret");
+}
+
+TEST_F(KeychainPlace, AnEmptyDatabaseIsAnEmptyKeychain) {
+  save();
+  std::filesystem::resize_file(database_, 0);
+  EXPECT_EQ(readSession(*open(folder_), "ada").status, errSecItemNotFound);
+  EXPECT_EQ(countSessions(*open(folder_)).first, errSecItemNotFound);
+  EXPECT_EQ(addSession(*open(folder_), "ada", "new"), errSecSuccess);
+  EXPECT_EQ(readSession(*open(folder_), "ada").text, "new");
+}
+
+TEST_F(KeychainPlace, AHugeFileIsToldAsDamagedWithoutBeingRead) {
+  save();
+  constexpr std::uintmax_t huge = std::uintmax_t{1} << 40;
+  std::filesystem::resize_file(key_, huge);
+  EXPECT_EQ(readSession(*open(folder_), "ada").status, errSecAuthFailed);
+  std::filesystem::resize_file(key_, 32);
+  EXPECT_EQ(readSession(*open(folder_), "ada").text, "secret");
+  std::filesystem::resize_file(database_, 0);
+  std::filesystem::resize_file(database_, huge);
+  EXPECT_EQ(readSession(*open(folder_), "ada").status, errSecDecode);
+  EXPECT_NE(problem_.find(database_.string()), std::string::npos) << problem_;
+}
+
+TEST_F(KeychainPlace, AHardLinkElsewhereIsNoObstacle) {
+  save();
+  std::filesystem::create_hard_link(database_, temporary_.path() / "backup.db");
+  std::filesystem::create_hard_link(key_, temporary_.path() / "backup.key");
+  EXPECT_EQ(readSession(*open(folder_), "ada").text, "secret");
+  EXPECT_EQ(addSession(*open(folder_), "bob", "x"), errSecSuccess);
+}
+
+TEST_F(KeychainPlace, APathThatIsTooLongForTheDatabaseIsToldAsSuch) {
+  auto folder = temporary_.path();
+  while (folder.string().size() < 600) folder /= std::string(100, 'x');
+  const auto keychain = open(folder);
+  EXPECT_EQ(addSession(*keychain, "ada", "secret"), errSecNotAvailable);
+  EXPECT_NE(problem_.find("too long"), std::string::npos) << problem_;
+  EXPECT_FALSE(std::filesystem::exists(folder)) << "nothing is made that cannot be used";
+}
+
+TEST_F(KeychainPlace, AFolderBelowAFileIsAnErrorThatNamesIt) {
+  const auto file = temporary_.path() / "file";
+  std::ofstream(file) << "x";
+  const auto keychain = open(file / "keychain");
+  EXPECT_EQ(readSession(*keychain, "ada").status, errSecIO);
+  EXPECT_EQ(addSession(*keychain, "ada", "secret"), errSecIO);
+  EXPECT_NE(problem_.find((file / "keychain").string()), std::string::npos) << problem_;
+}
+
+TEST_F(KeychainPlace, RunningOutOfDescriptorsIsAnErrorAndPasses) {
+  save();
+  Worker worker({"--descriptors", "3", "problem", folder_.string(), "ada"});
+  EXPECT_THAT(worker.finish(), testing::HasSubstr("Too many open files"));
+  EXPECT_EQ(readSession(*open(folder_), "ada").text, "secret");
 }
 
 TEST_F(KeychainPlace, NothingOfASecretCanBeReadInItsFilesNorInItsProblems) {

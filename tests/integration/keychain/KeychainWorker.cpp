@@ -1,6 +1,6 @@
 // A process for the keychain tests to start, restrict and kill.
 //
-//   worker [--umask OCTAL] [--file-limit BYTES] [--user ID] [--small-disk BYTES] [--read-only 1]
+//   worker [--umask OCTAL] [--file-limit BYTES] [--user ID] [--descriptors N] [--small-disk BYTES] [--read-only 1]
 //          COMMAND FOLDER [ARGUMENT...]
 //
 //   save-loop FOLDER ACCOUNT OWNER NUMBER   saves OWNER's sessions NUMBER, NUMBER + 1, ... for ever; writes "s" at the
@@ -58,6 +58,9 @@ void restrict(const std::string& option, const std::string& value, const std::st
     std::signal(SIGXFSZ, SIG_IGN);
     const rlimit limit{std::stoul(value), std::stoul(value)};
     if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) std::exit(notPermitted);
+  } else if (option == "--descriptors") {
+    const rlimit limit{std::stoul(value), std::stoul(value)};
+    if (::setrlimit(RLIMIT_NOFILE, &limit) != 0) std::exit(notPermitted);
   } else if (option == "--user") {
     const auto user = static_cast<uid_t>(std::stoul(value));
     if (::setresgid(user, user, user) != 0 || ::setresuid(user, user, user) != 0) std::exit(notPermitted);
