@@ -52,9 +52,12 @@ bool tellsOfLock(const GError& error) {
 
 namespace {
 
+bool tellsOfSilence(const GError& error) {
+  return isOneOf(error, G_IO_ERROR, {G_IO_ERROR_CANCELLED, G_IO_ERROR_TIMED_OUT});
+}
+
 KeychainProblem problemOf(GError* error) {
-  if (isOneOf(*error, G_IO_ERROR, {G_IO_ERROR_CANCELLED, G_IO_ERROR_TIMED_OUT}))
-    return unreachable("The keyring service does not answer.");
+  if (tellsOfSilence(*error)) return unreachable("The keyring service does not answer.");
   if (isOneOf(*error, G_DBUS_ERROR, {G_DBUS_ERROR_NO_REPLY}))
     return unreachable("The keyring service ended before it had answered.");
   if (isOneOf(*error, G_DBUS_ERROR, {G_DBUS_ERROR_SERVICE_UNKNOWN, G_DBUS_ERROR_NAME_HAS_NO_OWNER}))
@@ -73,6 +76,7 @@ KeychainProblem problemOf(GError* error) {
 void raise(GError* taken) {
   const GErrorPointer error(taken);
   if (tellsOfStranger(*error) || tellsOfClosedBus(*error)) throw ConversationLost(problemOf(taken));
+  if (tellsOfSilence(*error)) throw DearAnswer(problemOf(taken));
   throw problemOf(taken);
 }
 

@@ -15,6 +15,12 @@ struct ConversationLost : KeychainProblem {
   explicit ConversationLost(const KeychainProblem& problem) : KeychainProblem(problem) {}
 };
 
+/// The answer cost the user or the caller time, so that calls begun at the same time share it (RecentAnswer).
+struct DearAnswer : KeychainProblem {
+  using KeychainProblem::KeychainProblem;
+  explicit DearAnswer(const KeychainProblem& problem) : KeychainProblem(problem) {}
+};
+
 /// Throws what GLib, libsecret or the service itself reported, as a status and a sentence. Takes the error.
 [[noreturn]] void raise(GError* error);
 

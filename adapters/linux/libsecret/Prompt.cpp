@@ -74,6 +74,25 @@ void callOff(ReplyLoop& loop, const BusPeer& service, const std::string& path) {
   g_dbus_connection_flush_finish(service.connection, sent.get(), nullptr);
 }
 
+/// The owner of a name on the bus; empty when it has none.
+std::string ownerOf(ReplyLoop& loop, const BusPeer& service, const char* name) {
+  const BusPeer bus{service.connection, "org.freedesktop.DBus"};
+  const auto answered = answer(
+      loop, bus,
+      {"/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner", g_variant_new("(s)", name), "(s)"});
+  if (!answered.value) return {};
+  const char* owner = nullptr;
+  g_variant_get(answered.value.get(), "(&s)", &owner);
+  return owner;
+}
+
+/// gnome-keyring has another program show its prompts: GNOME's shell, or gcr-prompter, which stays for ten seconds
+/// after each. Where neither can run, it answers in the user's name that the prompt was dismissed.
+bool lacksPrompter(ReplyLoop& loop, const BusPeer& service) {
+  return ownerOf(loop, service, "org.gnome.keyring") == service.name &&
+         ownerOf(loop, service, "org.gnome.keyring.SystemPrompter").empty();
+}
+
 }  // namespace
 
 GVariantPointer showPrompt(ReplyLoop& loop, const BusPeer& service, const std::string& path,
@@ -89,12 +108,22 @@ GVariantPointer showPrompt(ReplyLoop& loop, const BusPeer& service, const std::s
   loop.waitUntil([&watch] { return watch.isOver(); }, limit);
   if (!watch.isOver()) {
     takeBack(loop, service, path);
-    throw KeychainProblem(errSecInteractionNotAllowed,
-                          "The keyring's prompt was not answered in time; unlock the keyring and try again.");
+    throw DearAnswer(
+        errSecInteractionNotAllowed,
+        "The keyring is locked, and its prompt was not answered in time. Try again and answer it, or "
+        "unlock the keyring in your keyring program.");
   }
   if (!watch.isCompleted) throw unreachable("The keyring service ended while it showed a prompt.");
+  if (watch.isDismissed && lacksPrompter(loop, service))
+    throw KeychainProblem(
+        errSecInteractionNotAllowed,
+        "The keyring is locked, and there is no desktop here that could ask for its password. "
+        "Unlock it in a desktop session of this user and try again.");
   if (watch.isDismissed)
-    throw KeychainProblem(errSecUserCanceled, "The keyring's prompt was dismissed; try again and answer it.");
+    throw DearAnswer(
+        errSecUserCanceled,
+        "The keyring is locked, and its prompt was dismissed. Try again and answer it, or unlock the "
+        "keyring in your keyring program.");
   return std::move(watch.result);
 }
 

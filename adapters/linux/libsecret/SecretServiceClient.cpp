@@ -88,9 +88,11 @@ bool mentions(GVariant* paths, const std::string& path) {
   return false;
 }
 
-KeychainProblem stillLocked() {
+DearAnswer stillLocked() {
   return {errSecInteractionNotAllowed,
-          "The keyring is locked and could not be unlocked; unlock it and try again."};
+          "The keyring is still locked after it has asked: the password may have been wrong. Try again, or "
+          "unlock "
+          "it in your keyring program."};
 }
 
 GObjectPointer<GIOStream> streamTo(ReplyLoop& loop, const std::string& address, GError*& error) {

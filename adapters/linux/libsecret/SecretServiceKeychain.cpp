@@ -77,33 +77,26 @@ NewItem newItem(const KeychainQuery& addition) {
   return {labelOf(addition.item), newItemAttributes(addition), addition.value};
 }
 
-// Whoever waited in the meantime need not go through the same.
-bool isSurrender(OSStatus status) {
-  return status == errSecUserCanceled || status == errSecInteractionNotAllowed ||
-         status == errSecNotAvailable;
-}
-
 }  // namespace
 
-SecretServiceKeychain::SecretServiceKeychain(ProblemHandler onProblem, const SecretServiceLimits& limits)
-    : onProblem_(std::move(onProblem)), limits_(limits) {}
+SecretServiceKeychain::SecretServiceKeychain(ProblemHandler onProblem, const SecretServiceLimits& limits,
+                                             Now now)
+    : onProblem_(std::move(onProblem)), limits_(limits), now_(std::move(now)) {}
 
 SecretServiceKeychain::~SecretServiceKeychain() = default;
 
 template <class Operation>
-OSStatus SecretServiceKeychain::takeTurn(Operation operation, std::string& sentence) {
-  const auto before = surrenders_.load();
+OSStatus SecretServiceKeychain::takeTurn(Operation operation) {
+  const auto begun = now_();
   const std::lock_guard lock(mutex_);
-  if (surrenders_ != before) return lastSurrender_;
+  answer_.repeatFor(begun, limits_.answer);
   try {
-    return operation();
-  } catch (const KeychainProblem& problem) {
-    sentence = problem.what();
-    if (isSurrender(problem.status())) {
-      lastSurrender_ = problem.status();
-      ++surrenders_;
-    }
-    return problem.status();
+    const auto status = operation();
+    answer_.forget();
+    return status;
+  } catch (const DearAnswer& problem) {
+    answer_.note(problem, now_());
+    throw;
   }
 }
 
@@ -136,8 +129,7 @@ OSStatus SecretServiceKeychain::perform(Operation operation) {
   std::string sentence;
   OSStatus status = errSecSuccess;
   try {
-    status = operation(
-        [&](auto conversation) { return takeTurn([&] { return converse(conversation); }, sentence); });
+    status = operation([&](auto conversation) { return takeTurn([&] { return converse(conversation); }); });
   } catch (const KeychainProblem& problem) {
     sentence = problem.what();
     status = problem.status();

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "RecentAnswer.hpp"
 #include "SecretServiceLimits.hpp"
 
 #include <CorvanePlatform/Keychain.hpp>
 
-#include <atomic>
-#include <cstdint>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -25,10 +25,11 @@ class SecretServiceClient;
 /// bus closed, a service that was replaced or knows the session no more, and another bus are noticed: the call begins anew
 /// with a new connection, once, unless it may have changed something or has shown a prompt. Destruction waits for nobody.
 /// A process forked off must start another program before it uses a keychain: GLib's threads do not live on in it.
-/// Threads: any, also at once; they take turns. A call lasts up to 10 seconds for each reply and 120 seconds for each prompt that the
-/// user is shown; whoever waited for a call that ended so shares its answer, so that one action of the user's never
-/// brings up a second prompt. Cancellation: none from outside. Errors, each but the first four told to `onProblem` too,
-/// on the calling thread, in a sentence that says what to do:
+/// Threads: any, also at once; they take turns. A call lasts up to 10 seconds for each reply and 120 seconds for each
+/// prompt that the user is shown. A prompt that was dismissed or not answered, and a service that did not reply, count
+/// for all calls that begin up to a second later too: one action of the user's asks once. Cancellation: none from
+/// outside. Errors, each but the first four told to `onProblem` too, on the calling thread, in a sentence that says what
+/// to do:
 ///
 /// | status                        | when |
 /// |-------------------------------|------------------------------------------------------------------------------|
@@ -38,7 +39,7 @@ class SecretServiceClient;
 /// | errSecAllocate                | memory ran out |
 /// | errSecParam                   | a key of the query is unknown, misplaced or missing, or its value is of a wrong kind |
 /// | errSecUserCanceled            | the user dismissed the prompt |
-/// | errSecInteractionNotAllowed   | locked, and nobody answered the prompt |
+/// | errSecInteractionNotAllowed   | locked, and nobody answered the prompt, its answer unlocked nothing, or no program shows prompts |
 /// | errSecAuthFailed              | the service or the bus refuses access |
 /// | errSecDecode                  | the service answers nonsense |
 /// | errSecNotAvailable            | no bus, no service, no default collection; it hangs or ended midway |
@@ -51,7 +52,10 @@ class SecretServiceKeychain : public Keychain {
  public:
   using ProblemHandler = std::function<void(const std::string& sentence)>;
 
-  explicit SecretServiceKeychain(ProblemHandler onProblem = {}, const SecretServiceLimits& limits = {});
+  using Now = std::function<RecentAnswer::Time()>;
+
+  explicit SecretServiceKeychain(ProblemHandler onProblem = {}, const SecretServiceLimits& limits = {},
+                                 Now now = std::chrono::steady_clock::now);
   ~SecretServiceKeychain() override;
 
   OSStatus SecItemCopyMatching(const KeychainDictionary& query, KeychainValue* result) override;
@@ -62,17 +66,16 @@ class SecretServiceKeychain : public Keychain {
   template <class Operation>
   OSStatus perform(Operation operation);
   template <class Operation>
-  OSStatus takeTurn(Operation operation, std::string& sentence);
+  OSStatus takeTurn(Operation operation);
   template <class Conversation>
   OSStatus converse(Conversation conversation);
 
   const ProblemHandler onProblem_;
   const SecretServiceLimits limits_;
+  const Now now_;
 
-  /// Counts the calls that ended without an answer of the user's or the service's.
-  std::atomic<std::uint64_t> surrenders_ = 0;
   std::mutex mutex_;
-  OSStatus lastSurrender_ = errSecSuccess;
+  RecentAnswer answer_;
   std::unique_ptr<SecretServiceClient> client_;
 };
 

@@ -10,6 +10,8 @@ struct SecretServiceLimits {
   std::chrono::milliseconds reply = std::chrono::seconds(10);
   /// For the user, once a prompt is shown.
   std::chrono::milliseconds prompt = std::chrono::seconds(120);
+  /// For how long the user's answer, or the service's silence, stands for calls that begin after it.
+  std::chrono::milliseconds answer = std::chrono::seconds(1);
 };
 
 }  // namespace corvane

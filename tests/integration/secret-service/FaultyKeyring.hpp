@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -78,7 +79,11 @@ class FaultyKeyringTest : public testing::Test, protected FaultyKeyring {
  protected:
   SecretServiceKeychain& keychain(SecretServiceLimits limits = {}) {
     keychain_ = std::make_unique<SecretServiceKeychain>(
-        [this](const std::string& sentence) { problems.push_back(sentence); }, limits);
+        [this](const std::string& sentence) {
+          const std::lock_guard lock(mutex_);
+          problems.push_back(sentence);
+        },
+        limits);
     return *keychain_;
   }
 
@@ -110,6 +115,7 @@ class FaultyKeyringTest : public testing::Test, protected FaultyKeyring {
   std::vector<std::string> problems;
 
  private:
+  std::mutex mutex_;
   std::unique_ptr<SecretServiceKeychain> keychain_;
 };
 

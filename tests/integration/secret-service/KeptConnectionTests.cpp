@@ -109,7 +109,7 @@ TEST_F(KeptConnection, AFrozenServiceIsGivenUpAfterTheLimitAndFoundAgainOnceThaw
 }
 
 TEST_F(KeptConnection, ALockOrALateUnlockIsSeenByTheNextCall) {
-  auto& same = connected("--prompt dismiss");
+  auto& same = connected("--prompt dismiss", {.answer = std::chrono::milliseconds(-1)});
   lock();
   EXPECT_EQ(read(same, "ada"), errSecUserCanceled);
   EXPECT_EQ(read(same, "nobody"), errSecUserCanceled);
