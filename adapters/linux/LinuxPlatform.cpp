@@ -1,6 +1,7 @@
 #include <CorvaneLinux/LinuxPlatform.hpp>
 #include <CorvaneLinux/SystemPresenter.hpp>
 
+#include "OwnProcess.hpp"
 #include "asio/AsioQueues.hpp"
 #include "curl/CurlNetwork.hpp"
 #include "curl/RequestTarget.hpp"
@@ -172,9 +173,11 @@ Platform makeLinuxPlatform(LinuxPlatformOptions options) {
 Platform systemPlatform() {
   static std::mutex mutex;
   static std::weak_ptr<const Pieces> shared;
+  static OwnProcess process;
   const std::lock_guard guard(mutex);
   auto pieces = shared.lock();
-  if (!pieces) shared = pieces = makePieces({});
+  if (!pieces || process.isAnother()) shared = pieces = makePieces({});
+  process.remember();
   return platformOf(pieces);
 }
 

@@ -16,9 +16,9 @@ struct ForkedProcessError {
   static std::string_view errorDomain() { return "NSPOSIXErrorDomain"; }
   std::int64_t errorCode() const { return ESRCH; }
   std::string errorDescription() const {
-    return "Google Drive cannot be used here: this process was forked from the one that started "
-           "its "
-           "threads. Make a new platform after fork(), or call exec().";
+    return "Google Drive cannot be used here: this process was forked after the first use, and its "
+           "threads "
+           "are in the parent. Fork before the first use, or call exec().";
   }
 };
 

@@ -62,12 +62,17 @@ struct LinuxPlatformOptions {
 /// Puts the platform together. Throws an AnyError that names the option when one is wrong, such as
 /// an http URL that does not lead to a loopback address. Touches no file, thread or bus otherwise.
 ///
-/// Everything made from the result shares its threads: two to four workers (more while workers are
-/// blocked) and one for the network. They end when the last piece is gone.
+/// Everything made from the result shares its threads: a clock, two to four workers (more while
+/// workers are blocked) and one for the network. They end when the last piece is gone.
 ///
 /// Sessions are in the process's memory while they are used. A host that wants them in no core dump
 /// calls `prctl(PR_SET_DUMPABLE, 0)` at its start (prctl(2)), as `corvane` does; a library must not
 /// decide this for it.
+///
+/// fork(2): a forked process has none of these threads. Operations of whatever was used before the
+/// fork end there with an error that says so. A host that calls daemon(3) does so before its first
+/// operation. After it, a new platform works with the encrypted file only: GLib, which speaks to
+/// the desktop's keyring, does not survive a fork. exec(2) is always safe.
 Platform makeLinuxPlatform(LinuxPlatformOptions options = {});
 
 }  // namespace corvane
