@@ -24,10 +24,21 @@ bool isComplete(const GTLRDrive_FileView& object) {
   return object.identifier && object.mimeType && object.name && object.createdTime && object.modifiedTime;
 }
 
+std::optional<std::string> copied(const std::optional<std::string_view>& text) {
+  return text ? std::optional<std::string>(std::in_place, *text) : std::nullopt;
+}
+
 std::optional<std::vector<std::string>> copied(
     const std::optional<std::span<const std::string_view>>& texts) {
   if (!texts) return std::nullopt;
   return std::optional<std::vector<std::string>>(std::in_place, texts->begin(), texts->end());
+}
+
+void addConverted(std::vector<File>& files, const GTLRDrive_FileView& complete) {
+  files.emplace_back(std::string(*complete.identifier), std::string(*complete.mimeType),
+                     std::string(*complete.name), copied(complete.size), complete.shared.value_or(false),
+                     complete.trashed.value_or(false), *complete.createdTime, *complete.modifiedTime,
+                     copied(complete.parents), copied(complete.iconLink), copied(complete.webViewLink));
 }
 
 }  // namespace
@@ -39,25 +50,11 @@ std::optional<About> convertAbout(GTLRDrive_About object) {
   return About(*quota, *object.appInstalled, *object.maxUploadSize, *std::move(user));
 }
 
-// Of a complete object.
-File::File(ConversionKey, const GTLRDrive_FileView& object)
-    : id(*object.identifier),
-      mimeType(*object.mimeType),
-      name(*object.name),
-      size(object.size),
-      shared(object.shared.value_or(false)),
-      trashed(object.trashed.value_or(false)),
-      createdTime(*object.createdTime),
-      modifiedTime(*object.modifiedTime),
-      parents(copied(object.parents)),
-      iconLink(object.iconLink),
-      webViewLink(object.webViewLink) {}
-
 std::vector<File> convertFiles(const GTLRDrive_Files& objects) {
   std::vector<File> files;
   files.reserve(objects.size());
   objects.forEach([&files](const GTLRDrive_FileView& object) {
-    if (isComplete(object)) files.emplace_back(File::ConversionKey(), object);
+    if (isComplete(object)) addConverted(files, object);
   });
   return files;
 }

@@ -6,40 +6,17 @@
 
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace corvane {
 
-struct GTLRDrive_FileView;
-class GTLRDrive_Files;
-
 /// One file or folder of a Drive. (Drive API v3, files.)
 /// A plain value, comparable and codable under its fields' names, identified by `id`.
 struct File {
-  explicit File(std::string newId, std::string newMimeType, std::string newName,
-                std::optional<std::string> newSize, bool newShared, bool newTrashed, Date newCreatedTime,
-                Date newModifiedTime, std::optional<std::vector<std::string>> newParents,
-                std::optional<std::string> newIconLink, std::optional<std::string> newWebViewLink)
-      : id(std::move(newId)),
-        mimeType(std::move(newMimeType)),
-        name(std::move(newName)),
-        size(std::move(newSize)),
-        shared(newShared),
-        trashed(newTrashed),
-        createdTime(newCreatedTime),
-        modifiedTime(newModifiedTime),
-        parents(std::move(newParents)),
-        iconLink(std::move(newIconLink)),
-        webViewLink(std::move(newWebViewLink)) {}
-
-  /// A key that only the module's conversion can make.
-  class ConversionKey {
-    friend std::vector<File> convertFiles(const GTLRDrive_Files& objects);
-    ConversionKey() {}
-  };
-  /// For the conversion of a listing: copies each text once, to where it stays.
-  explicit File(ConversionKey, const GTLRDrive_FileView& object);
+  explicit File(std::string id, std::string mimeType, std::string name, std::optional<std::string> size,
+                bool shared, bool trashed, Date createdTime, Date modifiedTime,
+                std::optional<std::vector<std::string>> parents, std::optional<std::string> iconLink,
+                std::optional<std::string> webViewLink);
 
   std::string id;
   std::string mimeType;
