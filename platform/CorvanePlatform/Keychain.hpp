@@ -65,9 +65,9 @@ class KeychainValue {
   KeychainValue() = default;
   KeychainValue(bool flag) : value_(flag) {}
   KeychainValue(std::int64_t number) : value_(number) {}
-  KeychainValue(std::string text) : value_(std::move(text)) {}
-  KeychainValue(std::string_view text) : value_(std::string(text)) {}
-  KeychainValue(const char* text) : value_(std::string(text)) {}
+  KeychainValue(std::string text) : value_(Text{std::move(text)}) {}
+  KeychainValue(std::string_view text) : KeychainValue(std::string(text)) {}
+  KeychainValue(const char* text) : KeychainValue(std::string(text)) {}
   KeychainValue(Data data) : value_(std::move(data)) {}
   KeychainValue(KeychainDictionary dictionary);
   KeychainValue(List list);
@@ -76,7 +76,10 @@ class KeychainValue {
   /// The boolean, or null when the value is of another kind; likewise below.
   const bool* boolean() const { return std::get_if<bool>(&value_); }
   const std::int64_t* integer() const { return std::get_if<std::int64_t>(&value_); }
-  const std::string* text() const { return std::get_if<std::string>(&value_); }
+  const std::string* text() const {
+    const auto* text = std::get_if<Text>(&value_);
+    return text ? &text->content : nullptr;
+  }
   const Data* data() const { return std::get_if<Data>(&value_); }
   const KeychainDictionary* dictionary() const;
   const List* list() const;
@@ -84,7 +87,14 @@ class KeychainValue {
   bool operator==(const KeychainValue& other) const;
 
  private:
-  std::variant<std::monostate, bool, std::int64_t, std::string, Data,
+  // A type of our own: libstdc++ 12 takes a variant of nothing but its own types for one that is never without
+  // a value, and a copy that runs out of memory then ends the program.
+  struct Text {
+    std::string content;
+    bool operator==(const Text&) const = default;
+  };
+
+  std::variant<std::monostate, bool, std::int64_t, Text, Data,
                std::shared_ptr<const KeychainDictionary>, std::shared_ptr<const List>>
       value_;
 };
