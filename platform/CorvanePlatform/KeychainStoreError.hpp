@@ -60,7 +60,7 @@ class KeychainStoreError {
 };
 
 constexpr std::string_view errorTypeName(const KeychainStoreError&) {
-  return "Corvane.KeychainStore.Error";
+  return "GTMAppAuth.KeychainStore.Error";  // of the platform piece, not of the module
 }
 
 }  // namespace corvane

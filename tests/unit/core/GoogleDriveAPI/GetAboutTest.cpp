@@ -1,3 +1,4 @@
+#include <Corvane/GoogleDriveAPI.hpp>
 #include <Corvane/GoogleDriveAPIError.hpp>
 #include <CorvanePlatform/KeychainStoreError.hpp>
 
@@ -7,6 +8,7 @@
 #include <functional>
 #include <vector>
 
+#include "support/CountedError.hpp"
 #include "support/ErrorMatchers.hpp"
 #include "support/Recorder.hpp"
 #include "unit/core/DriveRig.hpp"
@@ -104,7 +106,7 @@ TEST_F(GetAboutTest, WithoutASessionFailsWithTheKeychainsErrorUnwrappedAfterOneE
   EXPECT_TRUE(about.error()->holds<KeychainStoreError>());
   EXPECT_THAT(log(), ElementsAre("error: \u2601\uFE0F Google Drive API: failed to build Drive service for "
                                  "about.get: The operation couldn\u2019t be completed. "
-                                 "(Corvane.KeychainStore.Error error 2.)"));
+                                 "(GTMAppAuth.KeychainStore.Error error 2.)"));
   EXPECT_EQ(queue().pendingTimers(), 0u);
 }
 
@@ -177,10 +179,18 @@ TEST_F(GetAboutTest, NoObjectOrOneOfAnotherKindFailsWithConvertAbout) {
 }
 
 TEST_F(GetAboutTest, MessagesAreNotComputedWhenTheLevelIsOff) {
-  fake.log->switchOff();
-  const Recorder about(api->getAbout());
-  run();
-  answer(0, aboutObject());
-  EXPECT_TRUE(about.ended());
-  EXPECT_TRUE(log().empty());
+  const auto descriptions = [this](bool logged) {
+    FakePlatform platform;
+    if (!logged) platform.log->switchOff();
+    GoogleDriveAPI failing(GoogleDriveAccountModel("ada@example.com"), nullptr, platform.platform(),
+                           []() -> std::shared_ptr<GTLRDriveService> { throw AnyError(CountedError{}); });
+    const int before = CountedError::descriptions();
+    const Recorder about(failing.getAbout());
+    const Recorder page(failing.getFilesPage(std::nullopt));
+    platform.userInitiatedQueue->runAll();
+    EXPECT_EQ(platform.log->lines().size(), logged ? 2u : 0u);
+    return CountedError::descriptions() - before;
+  };
+  // The retry policy looks at each error, too.
+  EXPECT_EQ(descriptions(false), descriptions(true) - 2);
 }

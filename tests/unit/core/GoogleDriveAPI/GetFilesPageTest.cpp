@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -128,6 +130,26 @@ TEST_F(GetFilesPageTest, A503IsRetriedUpToTheCountWithGrowingDelaysAndOneWarning
   ASSERT_TRUE(error);
   EXPECT_EQ(error->underlying.code(), 503);
   EXPECT_EQ(log().size(), 10u) << "a start and a warning for each attempt, and nothing else";
+  using std::chrono::seconds;
+  EXPECT_THAT(queue().delays(), ElementsAre(seconds(1), seconds(2), seconds(4), seconds(8)));
+}
+
+TEST_F(GetFilesPageTest, LinesOfEveryLevelCarryCategoryContextFlagAndSource) {
+  const Recorder page(api->getFilesPage(std::nullopt));
+  run();
+  fail(0, driveError(404));
+  const Recorder unexpected(api->getFilesPage(std::nullopt));
+  run();
+  answer(1, std::monostate{});
+  std::set<std::string> levels;
+  for (const auto& line : fake.log->lines()) {
+    levels.insert(line.level);
+    EXPECT_EQ(line.category, "GoogleDriveAPI") << line.message;
+    EXPECT_EQ(line.context, 0) << line.message;
+    EXPECT_TRUE(line.asynchronous) << line.message;
+    EXPECT_EQ(line.file, "Corvane/GoogleDriveAPI") << line.message;
+  }
+  EXPECT_THAT(levels, ElementsAre("error", "extended", "warning"));
 }
 
 TEST_F(GetFilesPageTest, A404IsNotRetriedAndArrivesNamingAccountAndPage) {
@@ -152,7 +174,7 @@ TEST_F(GetFilesPageTest, MissingSessionFailsThePageWithTheKeychainsErrorWrappedO
   run();
   EXPECT_THAT(log(), ElementsAre("error: " + cloud +
                                  "failed to build Drive service (page: initial): The operation "
-                                 "couldn\u2019t be completed. (Corvane.KeychainStore.Error error 2.)"));
+                                 "couldn\u2019t be completed. (GTMAppAuth.KeychainStore.Error error 2.)"));
   const auto error = page.error()->as<GoogleDriveAPIRequestError>();
   ASSERT_TRUE(error);
   EXPECT_EQ(error->pageToken, std::nullopt);
