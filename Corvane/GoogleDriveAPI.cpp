@@ -7,6 +7,7 @@
 #include "GoogleDriveAPI/DriveOperations.hpp"
 #include "GoogleDriveAPI/GoogleDriveAPIRequestError.hpp"
 #include "GoogleDriveAPI/RetryPolicy.hpp"
+#include "Publishers/MadeOrFailing.hpp"
 #include "Publishers/MapError.hpp"
 
 #include <utility>
@@ -66,23 +67,28 @@ GoogleDriveAPI::GoogleDriveAPI(GoogleDriveAccountModel account,
       log_(std::move(platform.log)) {}
 
 AnyPublisher<About> GoogleDriveAPI::getAbout() {
-  return retried(aboutOperation(DriveLog(log_)), serviceProvider_, callbackQueue_);
+  return madeOrFailing<About, AnyError>(
+      [&] { return retried(aboutOperation(DriveLog(log_)), serviceProvider_, callbackQueue_); });
 }
 
 AnyPublisher<FilesPage> GoogleDriveAPI::getFilesPage(std::optional<std::string> pageToken) {
-  auto page = retried(filesPageOperation(DriveLog(log_), pageToken), serviceProvider_, callbackQueue_);
-  return mapError(std::move(page),
-                  [email = account_.userEmail(), pageToken = std::move(pageToken)](AnyError error) {
-                    return nameAccountAndPage(std::move(error), email, pageToken);
-                  });
+  return madeOrFailing<FilesPage, AnyError>([&] {
+    auto page = retried(filesPageOperation(DriveLog(log_), pageToken), serviceProvider_, callbackQueue_);
+    return mapError(std::move(page),
+                    [email = account_.userEmail(), pageToken = std::move(pageToken)](AnyError error) {
+                      return nameAccountAndPage(std::move(error), email, pageToken);
+                    });
+  });
 }
 
 AnyPublisher<Void> GoogleDriveAPI::deleteFile(std::string fileId) {
-  return onceOnly(deleteOperation(std::move(fileId)), serviceProvider_, callbackQueue_);
+  return madeOrFailing<Void, AnyError>(
+      [&] { return onceOnly(deleteOperation(std::move(fileId)), serviceProvider_, callbackQueue_); });
 }
 
 AnyPublisher<Void> GoogleDriveAPI::moveToTrash(std::string fileId) {
-  return onceOnly(trashOperation(std::move(fileId)), serviceProvider_, callbackQueue_);
+  return madeOrFailing<Void, AnyError>(
+      [&] { return onceOnly(trashOperation(std::move(fileId)), serviceProvider_, callbackQueue_); });
 }
 
 }  // namespace corvane

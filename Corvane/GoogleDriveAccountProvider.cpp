@@ -1,10 +1,13 @@
 #include "GoogleDriveAccountProvider.hpp"
 
+#include <Corvane/ExceptionErrors.hpp>
 #include <Corvane/GoogleDriveAccountProviderError.hpp>
 #include <CorvanePlatform/Text.hpp>
 
 #include "Publishers/Future.hpp"
+#include "Publishers/MadeOrFailing.hpp"
 
+#include <exception>
 #include <string>
 #include <unordered_set>
 #include <utility>
@@ -24,8 +27,8 @@ Accounts withoutDuplicates(std::vector<std::string> names) {
 Result<Accounts, AnyError> readAccounts(GoogleAccountsStoreType& store) {
   try {
     return Result<Accounts, AnyError>::success(withoutDuplicates(store.storedAccounts()));
-  } catch (const AnyError& error) {
-    return Result<Accounts, AnyError>::failure(error);
+  } catch (const std::exception& exception) {
+    return Result<Accounts, AnyError>::failure(errorOfException(exception));
   }
 }
 
@@ -39,17 +42,20 @@ GoogleDriveAccountProvider::GoogleDriveAccountProvider(std::shared_ptr<GoogleAcc
       taskPool_(std::move(taskPool)) {}
 
 AnyPublisher<Accounts> GoogleDriveAccountProvider::getAccounts() {
-  const AnyError emptySelf = GoogleDriveAccountProviderError::emptySelf;
-  return future<Accounts, AnyError>(
-      emptySelf, [weakSelf = weak_from_this(), &emptySelf](const auto& promise) {
-        auto self = weakSelf.lock();
-        if (!self) {
-          promise.fulfil(Result<Accounts, AnyError>::failure(emptySelf));
-          return;
-        }
-        auto& pool = *self->taskPool_;
-        pool.async([self = std::move(self), promise] { promise.fulfil(readAccounts(*self->tokenStorage_)); });
-      });
+  return madeOrFailing<Accounts, AnyError>([this] {
+    const AnyError emptySelf = GoogleDriveAccountProviderError::emptySelf;
+    return future<Accounts, AnyError>(
+        emptySelf, [weakSelf = weak_from_this(), &emptySelf](const auto& promise) {
+          auto self = weakSelf.lock();
+          if (!self) {
+            promise.fulfil(Result<Accounts, AnyError>::failure(emptySelf));
+            return;
+          }
+          auto& pool = *self->taskPool_;
+          pool.async(
+              [self = std::move(self), promise] { promise.fulfil(readAccounts(*self->tokenStorage_)); });
+        });
+  });
 }
 
 }  // namespace corvane

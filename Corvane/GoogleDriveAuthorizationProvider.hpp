@@ -35,8 +35,10 @@ class GoogleDriveAuthorizationProvider final
  private:
   using SignInSubscriber = Subscriber<GoogleDriveAccountModel, GoogleDriveAuthorizationProviderError>;
 
+  SignInPublisher makeSignIn();
   AnyCancellable startSignIn(const SignInSubscriber& subscriber) const;
-  void trackFinished(const Completion<GoogleDriveAuthorizationProviderError>& completion) const;
+  void trackStarted() const noexcept;
+  void trackFinished(const Completion<GoogleDriveAuthorizationProviderError>& completion) const noexcept;
 
   std::optional<QVTessoraCredentials> credentials_;
   std::shared_ptr<GoogleAccountsStoreType> tokenStorage_;

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <Corvane/AnyPublisher.hpp>
+#include <Corvane/ExceptionErrors.hpp>
 #include <CorvanePlatform/DriveService.hpp>
 #include <CorvanePlatform/Queue.hpp>
 
 #include "../Publishers/Deferred.hpp"
 #include "../Publishers/SubscribeOn.hpp"
-#include "OutOfMemoryError.hpp"
 #include "ProviderHold.hpp"
 
 #include <exception>
@@ -22,9 +22,9 @@
 /// and has the answer handled on the callback queue again. Each operation supplies the steps that differ; its object
 /// is shared by all its attempts, on any thread.
 ///
-/// Memory that runs out over the work ends the operation in one error, made beforehand. What the host's own
-/// code throws still ends the program: its callbacks and its log are called through functions that may not
-/// throw.
+/// Memory, threads or descriptors that run out over the work end the operation in one error. What the host's
+/// own code throws still ends the program: its callbacks and its log are called through functions that may
+/// not throw.
 namespace corvane {
 
 template <class Value>
@@ -41,12 +41,6 @@ class DriveOperation {
   virtual void failed(const AnyError&) const {}
   /// Turns the response object into the value, or says what is wrong with it.
   virtual Result<Value, AnyError> convert(GTLRObject object) const = 0;
-
-  /// Told when an answer cannot be handled for want of memory.
-  const AnyError& outOfMemory() const { return outOfMemory_; }
-
- private:
-  const AnyError outOfMemory_ = outOfMemoryFailure();
 };
 
 template <class Value>
@@ -59,7 +53,7 @@ inline const AnyError& cancelledError() {
   // Never destroyed: a worker may read it while the process ends.
   static const auto& error = *new const AnyError([] {
     UserInfo userInfo;
-    userInfo.emplace(NSLocalizedDescriptionKey, "The request to Google Drive was cancelled.");
+    userInfo.emplace(NSLocalizedDescriptionKey, "Google Drive request was cancelled.");
     return NSError(NSURLErrorDomain, NSURLErrorCancelled, std::move(userInfo));
   }());
   return error;
@@ -76,7 +70,7 @@ Result<Value, AnyError> read(const DriveOperation<Value>& request, ProviderHold&
     hold.remember(error);
     return Result<Value, AnyError>::failure(error);
   } catch (const std::bad_alloc&) {
-    return Result<Value, AnyError>::failure(request.outOfMemory());
+    return Result<Value, AnyError>::failure(outOfMemory());
   }
 }
 
@@ -106,8 +100,8 @@ GTLRDriveService::CompletionHandler handler(const DriveOperationPointer<Value>& 
           [request, hold, subscriber, object = std::move(object), error = std::move(error)]() mutable {
             handle(*request, *hold, subscriber, std::move(object), error);
           });
-    } catch (const std::exception&) {
-      subscriber.fail(request->outOfMemory());
+    } catch (const std::exception& exception) {
+      subscriber.fail(errorOfException(exception));
     }
   };
 }
@@ -127,8 +121,9 @@ AnyCancellable issue(const DriveOperationPointer<Value>& request, const std::sha
   try {
     service = provider->service();
     turn.end(true);
-  } catch (const AnyError& error) {
+  } catch (const std::exception& exception) {
     turn.end(false);
+    const AnyError error = errorOfException(exception);
     request->serviceUnavailable(error);
     subscriber.fail(error);
     return {};
@@ -149,8 +144,8 @@ AnyCancellable issueOrFail(const DriveOperationPointer<Value>& request,
                            const Subscriber<Value, AnyError>& subscriber, BuildTurns::Turn turn) {
   try {
     return issue(request, hold, callbackQueue, subscriber, std::move(turn));
-  } catch (const std::bad_alloc&) {
-    subscriber.fail(request->outOfMemory());
+  } catch (const std::exception& exception) {
+    subscriber.fail(errorOfException(exception));
     return {};
   }
 }
@@ -170,8 +165,8 @@ AnyCancellable inTurn(const DriveOperationPointer<Value>& request,
       issued->set(issueOrFail(request, hold, callbackQueue, subscriber, std::move(turn)).release());
     });
     return AnyCancellable(std::move(issued));
-  } catch (const std::bad_alloc&) {
-    subscriber.fail(request->outOfMemory());
+  } catch (const std::exception& exception) {
+    subscriber.fail(errorOfException(exception));
     return {};
   }
 }

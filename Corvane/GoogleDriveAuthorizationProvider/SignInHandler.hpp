@@ -26,9 +26,12 @@ class SignInHandler {
 
   void operator()(const std::shared_ptr<AuthSession>& session, const std::optional<NSError>& error) const;
 
+  /// Ends a sign-in that the platform could not start or go on with.
+  void fail(const AnyError& error) const;
+
  private:
   void save(const AuthSession& session, const std::string& userEmail) const;
-  void fail(const std::optional<NSError>& error) const;
+  void end(const std::optional<NSError>& error) const;
 
   std::shared_ptr<GoogleAccountsStoreType> tokenStorage_;
   SignInSubscriber subscriber_;

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <Corvane/AnyPublisher.hpp>
+#include <Corvane/ExceptionErrors.hpp>
 #include <Corvane/Result.hpp>
 
 #include <atomic>
+#include <exception>
 #include <memory>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -84,11 +87,22 @@ class FutureState {
 
   void deliver(Subscription& subscription) {
     if (subscription.cancelled) return;
-    if (outcome_->isSuccess()) {
-      subscription.receiver->receive(outcome_->value());
+    if (!outcome_->isSuccess()) {
+      subscription.receiver->complete(Completion<Failure>::failure(outcome_->error()));
+    } else if (auto value = copyOfValue()) {
+      subscription.receiver->receive(*std::move(value));
       if (!subscription.cancelled) subscription.receiver->complete(Completion<Failure>::finished());
     } else {
-      subscription.receiver->complete(Completion<Failure>::failure(outcome_->error()));
+      subscription.receiver->complete(Completion<Failure>::failure(Failure(outOfMemory())));
+    }
+  }
+
+  // Each subscriber gets a copy of its own; nothing when there is no memory for it.
+  std::optional<Value> copyOfValue() const noexcept {
+    try {
+      return outcome_->value();
+    } catch (const std::bad_alloc&) {
+      return std::nullopt;
     }
   }
 
@@ -139,12 +153,17 @@ class FuturePublisher final : public Publisher<Value, Failure> {
   std::shared_ptr<FutureState<Value, Failure>> state_;
 };
 
-/// Runs `body` with a new promise, at once, and returns the publisher of what it will be fulfilled with.
+/// Runs `body` with a new promise, at once, and returns the publisher of what it will be fulfilled with. What
+/// keeps `body` from its work is the failure.
 template <class Value, class Failure, class Body>
 AnyPublisher<Value, Failure> future(Failure ifDropped, Body&& body) {
   const Promise<Value, Failure> promise(std::move(ifDropped));
   auto state = promise.state();
-  body(promise);
+  try {
+    body(promise);
+  } catch (const std::exception& exception) {
+    promise.fulfil(Result<Value, Failure>::failure(Failure(errorOfException(exception))));
+  }
   return AnyPublisher<Value, Failure>(
       std::make_shared<const FuturePublisher<Value, Failure>>(std::move(state)));
 }

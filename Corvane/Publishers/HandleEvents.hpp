@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Corvane/AnyPublisher.hpp>
+#include <Corvane/CancellableSlot.hpp>
 
 #include <functional>
 #include <memory>
@@ -9,7 +10,8 @@
 namespace corvane {
 
 /// Lets an observer see the completion just before the subscriber does. A cancelled subscription shows it
-/// nothing.
+/// nothing: of a completion and a cancellation that meet, the first to come wins. An exception of the
+/// observer ends the program.
 template <class Value, class Failure>
 class HandleEvents final : public Publisher<Value, Failure> {
  public:
@@ -19,24 +21,34 @@ class HandleEvents final : public Publisher<Value, Failure> {
       : upstream_(std::move(upstream)), receiveCompletion_(std::move(receiveCompletion)) {}
 
   std::shared_ptr<Cancellable> subscribe(std::shared_ptr<Receiver<Value, Failure>> receiver) const override {
-    return upstream_.subscribe(std::make_shared<Observed>(std::move(receiver), receiveCompletion_));
+    auto observed = std::make_shared<Observed>(std::move(receiver), receiveCompletion_);
+    observed->subscribed(upstream_.subscribe(observed));
+    return observed;
   }
 
  private:
-  class Observed final : public Receiver<Value, Failure> {
+  class Observed final : public Receiver<Value, Failure>, public Cancellable {
    public:
     Observed(std::shared_ptr<Receiver<Value, Failure>> downstream, Observer receiveCompletion)
         : downstream_(std::move(downstream)), receiveCompletion_(std::move(receiveCompletion)) {}
 
+    void subscribed(std::shared_ptr<Cancellable> upstream) { upstream_.set(std::move(upstream)); }
+
     void receive(Value value) override { downstream_->receive(std::move(value)); }
     void complete(Completion<Failure> completion) override {
-      receiveCompletion_(completion);
+      if (!upstream_.close()) return;
+      observe(completion);
       downstream_->complete(std::move(completion));
     }
 
+    void cancel() noexcept override { upstream_.cancel(); }
+
    private:
+    void observe(const Completion<Failure>& completion) const noexcept { receiveCompletion_(completion); }
+
     std::shared_ptr<Receiver<Value, Failure>> downstream_;
     Observer receiveCompletion_;
+    CancellableSlot upstream_;
   };
 
   AnyPublisher<Value, Failure> upstream_;

@@ -74,6 +74,7 @@ class AnyError : public std::exception {
   };
 
   friend class NSError;
+  friend AnyError outOfMemory() noexcept;
   explicit AnyError(std::shared_ptr<const Storage> storage) : storage_(std::move(storage)) {}
 
   std::shared_ptr<const Storage> storage_;

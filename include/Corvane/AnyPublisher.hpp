@@ -3,12 +3,16 @@
 #include <Corvane/AnyCancellable.hpp>
 #include <Corvane/AnyError.hpp>
 #include <Corvane/Completion.hpp>
+#include <Corvane/ExceptionErrors.hpp>
 #include <Corvane/Publisher.hpp>
 #include <Corvane/Sink.hpp>
 #include <Corvane/Subscriber.hpp>
 
+#include <concepts>
+#include <exception>
 #include <functional>
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace corvane {
@@ -20,7 +24,10 @@ namespace corvane {
 /// Threads: may be subscribed to from any thread; the operation says where callbacks run. Calls are serial.
 /// Cancellation: dropping the AnyCancellable of a subscription cancels it, silently; keep it until the result
 /// is in.
-/// Errors: a subscription always ends, also when whoever worked for it lets go without an answer.
+/// Errors: a subscription always ends, also when whoever worked for it lets go without an answer. What keeps it
+/// from starting is a failure like any other: no memory, no thread, an AnyError that the work throws. Other
+/// exceptions of a host's own work leave `sink`, which then calls nobody back. If `Failure` cannot be made from
+/// an AnyError, all of them do.
 template <class Value, class Failure = AnyError>
 class AnyPublisher {
  public:
@@ -33,6 +40,13 @@ class AnyPublisher {
   /// Work that runs at each subscription, on the subscribing thread, and answers through the subscriber it is
   /// given. It returns what is to be cancelled with the subscription. Useful to hosts for doubles of the
   /// module's services.
+  ///
+  ///     AnyPublisher<int>::create(
+  ///         [](const Subscriber<int, AnyError>& subscriber) {
+  ///           subscriber.succeed(7);
+  ///           return AnyCancellable();
+  ///         },
+  ///         DropRule<AnyError>{NSError("com.example.app", 1), {}});
   static AnyPublisher create(std::function<AnyCancellable(Subscriber<Value, Failure>)> work,
                              DropRule<Failure> dropRule);
 
@@ -41,21 +55,74 @@ class AnyPublisher {
   /// A publisher that fails each subscriber at once.
   static AnyPublisher failing(Failure error);
 
-  /// Subscribes. `onCompletion` is called last and once, after `onValue` if there is a value.
-  AnyCancellable sink(typename Sink<Value, Failure>::OnCompletion onCompletion,
-                      typename Sink<Value, Failure>::OnValue onValue) const {
-    auto sink = std::make_shared<Sink<Value, Failure>>(std::move(onCompletion), std::move(onValue));
-    sink->subscribed(publisher_->subscribe(sink));
-    return AnyCancellable(std::static_pointer_cast<Cancellable>(std::move(sink)));
+  /// Subscribes. `onCompletion` is called last and once, after `onValue` if there is a value. Both are needed:
+  ///
+  ///     auto subscription = drive->getAbout().sink(
+  ///         [](Completion<AnyError> end) { if (end.isFailure()) show(end.error().what()); },
+  ///         [](About about) { show(about.user.displayName); });
+  template <class OnCompletion, class OnValue>
+  requires std::invocable<OnCompletion&, Completion<Failure>> && std::invocable<OnValue&, Value>
+  AnyCancellable sink(OnCompletion onCompletion, OnValue onValue) const {
+    const auto sink = makeSink(onCompletion, onValue);
+    if (!sink) return {};
+    try {
+      sink->subscribed(subscribe(sink));
+    } catch (...) {
+      sink->cancel();
+      throw;
+    }
+    return AnyCancellable(std::static_pointer_cast<Cancellable>(sink));
   }
 
-  /// Subscribes a receiver of the caller's own; for operators.
+  /// Subscribes a receiver of the caller's own; for operators. If the subscription cannot start, the receiver
+  /// is told the failure.
   std::shared_ptr<Cancellable> subscribe(std::shared_ptr<Receiver<Value, Failure>> receiver) const {
-    return publisher_->subscribe(std::move(receiver));
+    if constexpr (HoldsAnyError<Failure>) {
+      try {
+        return publisher_->subscribe(receiver);
+      } catch (const std::exception& exception) {
+        if (!isFailureOfSystem(exception)) throw;
+        receiver->complete(Completion<Failure>::failure(Failure(errorOfException(exception))));
+        return nullptr;
+      }
+    } else {
+      return publisher_->subscribe(std::move(receiver));
+    }
   }
 
  private:
   class Create;
+
+  template <class OnCompletion, class OnValue>
+  struct Callbacks final : SinkCallbacks<Value, Failure> {
+    Callbacks(OnCompletion&& completion, OnValue&& value)
+        : receive(std::move(value)), complete(std::move(completion)) {}
+    void onValue(Value value) override { receive(std::move(value)); }
+    void onCompletion(Completion<Failure> completion) override { complete(std::move(completion)); }
+    OnValue receive;
+    OnCompletion complete;
+  };
+
+  // Null when there is no memory for it, which `onCompletion` then has been told.
+  template <class OnCompletion, class OnValue>
+  static std::shared_ptr<Sink<Value, Failure>> makeSink(OnCompletion& onCompletion, OnValue& onValue) {
+    const auto make = [&] {
+      auto sink = std::make_shared<Sink<Value, Failure>>();
+      sink->callBack(std::make_unique<Callbacks<OnCompletion, OnValue>>(std::move(onCompletion),
+                                                                        std::move(onValue)));
+      return sink;
+    };
+    if constexpr (HoldsAnyError<Failure>) {
+      try {
+        return make();
+      } catch (const std::bad_alloc&) {
+        [&]() noexcept { onCompletion(Completion<Failure>::failure(Failure(outOfMemory()))); }();
+        return nullptr;
+      }
+    } else {
+      return make();
+    }
+  }
 
   std::shared_ptr<const Publisher<Value, Failure>> publisher_;
 };
@@ -69,7 +136,16 @@ class AnyPublisher<Value, Failure>::Create final : public Publisher<Value, Failu
 
   std::shared_ptr<Cancellable> subscribe(std::shared_ptr<Receiver<Value, Failure>> receiver) const override {
     Subscriber<Value, Failure> subscriber(std::move(receiver), dropRule_);
-    subscriber.cancelWith(work_(subscriber));
+    if constexpr (HoldsAnyError<Failure>) {
+      try {
+        subscriber.cancelWith(work_(subscriber));
+      } catch (const std::exception& exception) {
+        if (!isFailureOfSystem(exception)) throw;
+        subscriber.fail(Failure(errorOfException(exception)));
+      }
+    } else {
+      subscriber.cancelWith(work_(subscriber));
+    }
     return subscriber.cancellable();
   }
 

@@ -1,14 +1,18 @@
 #pragma once
 
 #include <Corvane/AnyPublisher.hpp>
-#include <Corvane/Result.hpp>
+#include <Corvane/ExceptionErrors.hpp>
 
 #include <atomic>
 #include <coroutine>
+#include <memory>
+#include <new>
 #include <optional>
 #include <utility>
 
 /// `co_await publisher`: subscribes, and resumes the coroutine with the value or throws the failure.
+///
+///     const About about = co_await drive->getAbout();
 ///
 /// The coroutine resumes on the thread that delivers. Destroying it while it waits cancels the subscription;
 /// that is for the thread that would resume it, as for any coroutine.
@@ -22,28 +26,61 @@ class PublisherAwaiter {
   bool await_ready() const noexcept { return false; }
 
   bool await_suspend(std::coroutine_handle<> waiting) {
-    waiting_ = waiting;
-    subscription_ = publisher_.sink(
-        [this](Completion<Failure> completion) {
-          if (completion.isFailure()) error_.emplace(std::move(completion).error());
-          // Whoever comes second goes on: this call, or await_suspend if the answer was there at once.
-          if (met_.exchange(true)) waiting_.resume();
-        },
-        [this](Value value) { value_.emplace(std::move(value)); });
-    return !met_.exchange(true);
+    const auto answer = makeAnswer(waiting);
+    answer_ = answer;
+    try {
+      subscription_ = publisher_.sink(
+          [answer](Completion<Failure> completion) {
+            if (completion.isFailure()) answer->error.emplace(std::move(completion).error());
+            answer->arrive();
+          },
+          [answer](Value value) { answer->value.emplace(std::move(value)); });
+    } catch (...) {
+      answer->abandon();
+      throw;
+    }
+    return answer->suspend();  // another thread may destroy this awaiter from here on
   }
 
+  /// Errors: the failure, as an AnyError; `MissingValueError` for a publisher that finishes without a value.
   Value await_resume() {
-    if (error_) throw AnyError(*std::move(error_));
-    return *std::move(value_);
+    if (answer_->error) throw AnyError(*std::move(answer_->error));
+    if (!answer_->value) throw AnyError(MissingValueError{});
+    return *std::move(answer_->value);
   }
 
  private:
+  // Shared with the callbacks, which another thread may still call when the coroutine is gone.
+  struct Answer {
+    enum class State { open, suspended, arrived, abandoned };
+
+    explicit Answer(std::coroutine_handle<> handle) : waiting(handle) {}
+
+    void arrive() {
+      if (state.exchange(State::arrived) == State::suspended) waiting.resume();
+    }
+    bool suspend() noexcept {
+      State expected = State::open;
+      return state.compare_exchange_strong(expected, State::suspended);
+    }
+    void abandon() noexcept { state.store(State::abandoned); }
+
+    std::optional<Value> value;
+    std::optional<Failure> error;
+    std::atomic<State> state{State::open};
+    const std::coroutine_handle<> waiting;
+  };
+
+  static std::shared_ptr<Answer> makeAnswer(std::coroutine_handle<> waiting) {
+    try {
+      return std::make_shared<Answer>(waiting);
+    } catch (const std::bad_alloc&) {
+      throw outOfMemory();
+    }
+  }
+
   AnyPublisher<Value, Failure> publisher_;
-  std::coroutine_handle<> waiting_;
-  std::optional<Value> value_;
-  std::optional<Failure> error_;
-  std::atomic<bool> met_{false};
+  std::shared_ptr<Answer> answer_;
   AnyCancellable subscription_;
 };
 

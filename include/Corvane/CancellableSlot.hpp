@@ -47,7 +47,11 @@ class CancellableSlot final : public Cancellable {
     if (const auto content = take(cancelled())) content->cancel();
   }
 
-  void close() noexcept { take(closed()); }
+  /// Whether the end came first: false if the slot had been cancelled already.
+  bool close() noexcept {
+    take(closed());
+    return !isCancelled();
+  }
 
   bool isCancelled() const noexcept { return entry_.load(std::memory_order_acquire) == cancelled(); }
 

@@ -9,6 +9,7 @@
 #include <Corvane/CorvaneFactory.hpp>
 #include <Corvane/CorvaneFactoryType.hpp>
 #include <Corvane/ErrorKind.hpp>
+#include <Corvane/ExceptionErrors.hpp>
 #include <Corvane/File.hpp>
 #include <Corvane/FilesPage.hpp>
 #include <Corvane/Get.hpp>

@@ -3,6 +3,7 @@
 #include <Corvane/AnyError.hpp>
 #include <Corvane/AnyPublisher.hpp>
 #include <Corvane/Completion.hpp>
+#include <Corvane/ExceptionErrors.hpp>
 #include <Corvane/Publisher.hpp>
 #include <Corvane/Result.hpp>
 
@@ -10,6 +11,7 @@
 #include <future>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -17,20 +19,32 @@ namespace corvane {
 
 /// Subscribes and gives the result as a std::future. The subscription runs to its end even if the future is
 /// dropped. A failure is part of the result, not an exception, so that it crosses threads as a plain value.
+/// Errors: throws std::bad_alloc if there is no memory for the future itself. A publisher that finishes without
+/// a value fails with `MissingValueError`, or with a std::future_error if `Failure` cannot hold that.
 template <class Value, class Failure>
 std::future<Result<Value, Failure>> toFuture(const AnyPublisher<Value, Failure>& publisher) {
   struct Pending {
     std::promise<Result<Value, Failure>> promise;
     std::optional<Value> value;
+
+    void complete(Completion<Failure> completion) {
+      using Outcome = Result<Value, Failure>;
+      if (completion.isFailure()) {
+        promise.set_value(Outcome::failure(std::move(completion).error()));
+      } else if (value) {
+        promise.set_value(Outcome::success(*std::move(value)));
+      } else if constexpr (HoldsAnyError<Failure>) {
+        promise.set_value(Outcome::failure(Failure(AnyError(MissingValueError{}))));
+      } else {
+        promise.set_exception(
+            std::make_exception_ptr(std::future_error(std::future_errc::broken_promise)));
+      }
+    }
   };
   auto pending = std::make_shared<Pending>();
   auto future = pending->promise.get_future();
   auto subscription = publisher.sink(
-      [pending](Completion<Failure> completion) {
-        pending->promise.set_value(completion.isFinished()
-                                       ? Result<Value, Failure>::success(*std::move(pending->value))
-                                       : Result<Value, Failure>::failure(std::move(completion).error()));
-      },
+      [pending](Completion<Failure> completion) { pending->complete(std::move(completion)); },
       [pending](Value value) { pending->value.emplace(std::move(value)); });
   subscription.release();
   return future;
@@ -57,7 +71,7 @@ class PendingAnswer final : public Receiver<Value, Failure> {
     std::unique_lock lock(mutex_);
     ended_.wait(lock, [this] { return isOver_; });
     if (error_) throw AnyError(*std::move(error_));
-    if (!value_) throw std::future_error(std::future_errc::broken_promise);
+    if (!value_) throw AnyError(MissingValueError{});
     return *std::move(value_);
   }
 
@@ -70,14 +84,23 @@ class PendingAnswer final : public Receiver<Value, Failure> {
 };
 
 /// Subscribes and waits. For programs without an event loop; never call it on a thread that the result needs.
-/// Errors: throws the failure as an AnyError, on the waiting thread; a std::future_error if the publisher breaks its
-/// promise and lets go without an answer.
+///
+///     const About about = get(drive->getAbout());
+///
+/// Errors: throws the failure as an AnyError, on the waiting thread; `MissingValueError` if the publisher
+/// finishes without a value or lets go without an answer.
 template <class Value, class Failure>
 Value get(const AnyPublisher<Value, Failure>& publisher) {
-  const auto answer = std::make_shared<PendingAnswer<Value, Failure>>();
-  const auto letGo = [answer](auto*) { answer->complete(Completion<Failure>::finished()); };
-  const auto subscription =
-      publisher.subscribe(std::shared_ptr<Receiver<Value, Failure>>(answer.get(), letGo));
+  std::shared_ptr<PendingAnswer<Value, Failure>> answer;
+  std::shared_ptr<Receiver<Value, Failure>> receiver;
+  try {
+    answer = std::make_shared<PendingAnswer<Value, Failure>>();
+    const auto letGo = [answer](auto*) { answer->complete(Completion<Failure>::finished()); };
+    receiver = std::shared_ptr<Receiver<Value, Failure>>(answer.get(), letGo);
+  } catch (const std::bad_alloc&) {
+    throw outOfMemory();
+  }
+  const auto subscription = publisher.subscribe(std::move(receiver));
   return answer->take();
 }
 

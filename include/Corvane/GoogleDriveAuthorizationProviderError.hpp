@@ -26,10 +26,12 @@ class GoogleDriveAuthorizationProviderError {
     signInFailedUnknown,
   };
 
+  /// `signInFailed` with this error: how a sign-in ends that could not be started.
+  explicit GoogleDriveAuthorizationProviderError(AnyError underlying)
+      : case_(Case::signInFailed), underlying_(std::move(underlying)) {}
+
   static GoogleDriveAuthorizationProviderError signInFailed(AnyError underlying) {
-    GoogleDriveAuthorizationProviderError error(Case::signInFailed);
-    error.underlying_.emplace(std::move(underlying));
-    return error;
+    return GoogleDriveAuthorizationProviderError(std::move(underlying));
   }
   static GoogleDriveAuthorizationProviderError missingCredentials() { return of(Case::missingCredentials); }
   static GoogleDriveAuthorizationProviderError presentingWindowUnavailable() {

@@ -19,7 +19,7 @@ class Receiver {
 /// What stands behind an `AnyPublisher`: one class per way of making or changing events.
 ///
 /// Immutable; `subscribe` may be called any number of times from any thread. It may send events before it
-/// returns.
+/// returns. If it throws, it has sent no event and sends none later.
 template <class Value, class Failure>
 class Publisher {
  public:

@@ -3,12 +3,21 @@
 #include <Corvane/CancellableSlot.hpp>
 #include <Corvane/Completion.hpp>
 #include <Corvane/Publisher.hpp>
-#include <Corvane/UniqueFunction.hpp>
 
 #include <atomic>
+#include <memory>
 #include <utility>
 
 namespace corvane {
+
+/// The two callbacks of a subscription, whatever their types.
+template <class Value, class Failure>
+class SinkCallbacks {
+ public:
+  virtual ~SinkCallbacks() = default;
+  virtual void onValue(Value value) = 0;
+  virtual void onCompletion(Completion<Failure> completion) = 0;
+};
 
 /// The host's end of a subscription: calls the host back until it is told not to.
 ///
@@ -18,17 +27,17 @@ namespace corvane {
 template <class Value, class Failure>
 class Sink final : public Receiver<Value, Failure>, public Cancellable {
  public:
-  using OnCompletion = UniqueFunction<void(Completion<Failure>)>;
-  using OnValue = UniqueFunction<void(Value)>;
-
-  Sink(OnCompletion onCompletion, OnValue onValue)
-      : onCompletion_(std::move(onCompletion)), onValue_(std::move(onValue)) {}
+  /// Calls nobody until it is given the callbacks, which may be once, before it is subscribed.
+  Sink() = default;
+  void callBack(std::unique_ptr<SinkCallbacks<Value, Failure>> callbacks) noexcept {
+    callbacks_ = std::move(callbacks);
+  }
 
   void subscribed(std::shared_ptr<Cancellable> upstream) { upstream_.set(std::move(upstream)); }
 
   void receive(Value value) noexcept override {
     if (!claimCall()) return;
-    onValue_(std::move(value));
+    callbacks_->onValue(std::move(value));
     State expected = State::calling;
     if (!state_.compare_exchange_strong(expected, State::waiting)) end();
   }
@@ -36,7 +45,7 @@ class Sink final : public Receiver<Value, Failure>, public Cancellable {
   void complete(Completion<Failure> completion) noexcept override {
     if (!claimCall()) return;
     upstream_.close();
-    onCompletion_(std::move(completion));
+    callbacks_->onCompletion(std::move(completion));
     end();
   }
 
@@ -61,13 +70,11 @@ class Sink final : public Receiver<Value, Failure>, public Cancellable {
 
   void end() noexcept {
     state_.store(State::ended);
-    const auto completion = std::move(onCompletion_);
-    const auto value = std::move(onValue_);
+    const auto released = std::move(callbacks_);
   }
 
   std::atomic<State> state_{State::waiting};
-  OnCompletion onCompletion_;
-  OnValue onValue_;
+  std::unique_ptr<SinkCallbacks<Value, Failure>> callbacks_;
   CancellableSlot upstream_;
 };
 

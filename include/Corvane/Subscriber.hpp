@@ -59,8 +59,8 @@ class Subscriber {
       receiver->receive(std::move(value));
     }
     void complete(Completion<Failure> completion) {
-      if (work.isCancelled() || answered.exchange(true)) return;
-      work.close();
+      if (answered.exchange(true)) return;
+      if (!work.close()) return;  // cancelled: nothing begins any more
       receiver->complete(std::move(completion));
     }
     void cancel() noexcept override { work.cancel(); }

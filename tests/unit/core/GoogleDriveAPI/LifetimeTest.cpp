@@ -19,7 +19,7 @@ using testing::IsEmpty;
 
 namespace {
 
-const auto isCancelled = IsError("NSURLErrorDomain", -999, "The request to Google Drive was cancelled.");
+const auto isCancelled = IsError("NSURLErrorDomain", -999, "Google Drive request was cancelled.");
 
 class LifetimeTest : public testing::Test, protected DriveRig {};
 

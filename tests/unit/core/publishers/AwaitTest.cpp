@@ -7,6 +7,7 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <thread>
 #include <utility>
 
@@ -110,6 +111,67 @@ TEST(Await, DestroyedWhileItWaitsCancelsTheSubscription) {
   EXPECT_EQ(source.cancellations(), 1);
   source.succeed(7);
   EXPECT_EQ(outcome.value, std::nullopt);
+}
+
+TEST(Await, ThrowsAnErrorWhenThePublisherFinishesWithoutAValue) {
+  Outcome outcome;
+  const Task task = awaitInto(
+      outcome, AnyPublisher<int>::create(
+                   [](const Subscriber<int, AnyError>& subscriber) {
+                     subscriber.finish();
+                     return AnyCancellable();
+                   },
+                   DropRule<AnyError>{TestPublisher<int>::dropped(), {}}));
+  ASSERT_TRUE(task.done());
+  ASSERT_TRUE(outcome.error);
+  EXPECT_TRUE(outcome.error->as<MissingValueError>());
+}
+
+TEST(Await, IsNeverToldOnceSubscribingThrew) {
+  // The host's work throws what is no failure of the system, and its subscriber is told of it later.
+  UniqueFunction<void()> later;
+  const auto throwing = AnyPublisher<int>::create(
+      [](const Subscriber<int, AnyError>&) -> AnyCancellable { throw std::logic_error("a bug"); },
+      DropRule<AnyError>{TestPublisher<int>::dropped(),
+                         [&later](UniqueFunction<void()> block) { later = std::move(block); }});
+  int resumptions = 0;
+  const auto awaiting = [&]() -> Task {
+    try {
+      co_await throwing;
+    } catch (const std::logic_error&) {
+      ++resumptions;
+    }
+    co_await std::suspend_always();
+    ++resumptions;  // whoever resumes it now should not
+  };
+  {
+    const Task task = awaiting();
+    EXPECT_EQ(resumptions, 1);
+    EXPECT_FALSE(task.done());
+    ASSERT_TRUE(later);
+    std::exchange(later, nullptr)();
+    EXPECT_EQ(resumptions, 1);
+  }
+}
+
+TEST(Await, IsNotWrittenToWhenItIsGoneBeforeTheAnswerToldLate) {
+  UniqueFunction<void()> later;
+  {
+    const auto throwing = AnyPublisher<int>::create(
+        [](const Subscriber<int, AnyError>&) -> AnyCancellable { throw std::logic_error("a bug"); },
+        DropRule<AnyError>{TestPublisher<int>::dropped(),
+                           [&later](UniqueFunction<void()> block) { later = std::move(block); }});
+    const auto awaiting = [&]() -> Task {
+      try {
+        co_await throwing;
+      } catch (const std::logic_error&) {
+      }
+    };
+    const Task task = awaiting();
+    EXPECT_TRUE(task.done());
+  }
+  ASSERT_TRUE(later);
+  later();  // AddressSanitizer sees a write to the frame that is gone
 }
 
 TEST(Await, WaitsForSeveralOneAfterTheOther) {

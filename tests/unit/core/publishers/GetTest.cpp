@@ -3,10 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <chrono>
 #include <future>
 #include <memory>
+#include <new>
 #include <stdexcept>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -21,6 +24,19 @@ namespace {
 template <class Future>
 bool isReady(const Future& future) {
   return future.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+}
+
+template <class Failure>
+AnyPublisher<int, Failure> finishingWithoutAValue() {
+  class Finishes final : public Publisher<int, Failure> {
+   public:
+    std::shared_ptr<Cancellable> subscribe(
+        std::shared_ptr<Receiver<int, Failure>> receiver) const override {
+      receiver->complete(Completion<Failure>::finished());
+      return nullptr;
+    }
+  };
+  return AnyPublisher<int, Failure>(std::make_shared<const Finishes>());
 }
 
 class LetsGo final : public Publisher<int, AnyError> {
@@ -100,7 +116,37 @@ TEST(Get, ThrowsTheErrorOfWorkThatIsDropped) {
 }
 
 TEST(Get, DoesNotWaitForAPublisherThatLetsGoOfIt) {
-  EXPECT_THROW(get(AnyPublisher<int>(std::make_shared<const LetsGo>())), std::future_error);
+  const AnyPublisher<int> publisher(std::make_shared<const LetsGo>());
+  EXPECT_TRUE(errorOf([&] { get(publisher); })->as<MissingValueError>());
+}
+
+TEST(Get, ThrowsAnErrorWhenThePublisherFinishesWithoutAValue) {
+  const auto error = errorOf([] { get(finishingWithoutAValue<AnyError>()); });
+  ASSERT_TRUE(error);
+  EXPECT_TRUE(error->as<MissingValueError>());
+  EXPECT_STREQ(error->what(), "Google Drive operation failed: It ended without a result.");
+}
+
+TEST(ToFuture, HoldsAnErrorWhenThePublisherFinishesWithoutAValue) {
+  auto any = toFuture(finishingWithoutAValue<AnyError>());
+  EXPECT_TRUE(any.get().error().as<MissingValueError>());
+  auto number = toFuture(finishingWithoutAValue<int>());
+  EXPECT_THROW(number.get(), std::future_error) << "an int cannot hold the error";
+}
+
+TEST(Get, ThrowsOutOfMemoryAndAMissingThreadAsAnAnyError) {
+  const auto throwing = [](auto exception) {
+    return AnyPublisher<int>::create(
+        [exception](const Subscriber<int, AnyError>&) -> AnyCancellable { throw exception; },
+        DropRule<AnyError>{TestPublisher<int>::dropped(), {}});
+  };
+  EXPECT_THAT(*errorOf([&] { get(throwing(std::bad_alloc())); }),
+              IsError("NSPOSIXErrorDomain", ENOMEM,
+                      "Google Drive operation failed: There is not enough memory."));
+  const std::system_error noThread(EAGAIN, std::generic_category());
+  EXPECT_THAT(*errorOf([&] { get(throwing(noThread)); }),
+              IsError("NSPOSIXErrorDomain", EAGAIN,
+                      "Google Drive operation failed: Resource temporarily unavailable."));
 }
 
 TEST(Get, MayBeToldAfterThePublisherThrew) {

@@ -3,10 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <chrono>
+#include <cstddef>
 #include <memory>
+#include <new>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -74,6 +79,80 @@ TEST(Create, OnlyTheFirstValueAndTheFirstCompletionCount) {
   const Recorder recorder(publisher);
   EXPECT_THAT(recorder.events(), ElementsAre("value", "finished"));
   EXPECT_EQ(recorder.value(), 1);
+}
+
+TEST(Create, WithoutMemoryOrThreadsFailsItsSubscriberAtOnce) {
+  const auto throwing = [](auto exception) {
+    return AnyPublisher<int>::create([exception](const auto&) -> AnyCancellable { throw exception; },
+                                     DropRule<AnyError>{errorOfCode(1), {}});
+  };
+  const Recorder memory(throwing(std::bad_alloc()));
+  EXPECT_THAT(memory.events(), ElementsAre("failed"));
+  EXPECT_EQ(memory.error()->code(), ENOMEM);
+  const Recorder thread(throwing(std::system_error(EAGAIN, std::system_category())));
+  EXPECT_THAT(thread.events(), ElementsAre("failed"));
+  EXPECT_EQ(thread.error()->code(), EAGAIN);
+  const Recorder typed(throwing(errorOfCode(7)));
+  EXPECT_THAT(typed.events(), ElementsAre("failed"));
+  EXPECT_EQ(typed.error()->code(), 7);
+}
+
+TEST(Sink, CallsNobodyOnceItThrew) {
+  UniqueFunction<void()> later;
+  const auto throwing = AnyPublisher<int>::create(
+      [](const auto&) -> AnyCancellable { throw std::logic_error("the host's bug"); },
+      DropRule<AnyError>{errorOfCode(1),
+                         [&later](UniqueFunction<void()> block) { later = std::move(block); }});
+  int calls = 0;
+  const auto subscribe = [&] { return throwing.sink([&](const auto&) { ++calls; }, [](int) {}); };
+  EXPECT_THROW(const auto subscription = subscribe(), std::logic_error);
+  ASSERT_TRUE(later);
+  later();
+  EXPECT_EQ(calls, 0);
+}
+
+template <class OnCompletion, class OnValue>
+concept CanSink = requires(AnyPublisher<int> publisher, OnCompletion onCompletion, OnValue onValue) {
+  publisher.sink(onCompletion, onValue);
+};
+using OnEnd = void (*)(Completion<AnyError>);
+using OnInt = void (*)(int);
+static_assert(CanSink<OnEnd, OnInt>);
+static_assert(!CanSink<OnEnd, std::nullptr_t>);
+static_assert(!CanSink<std::nullptr_t, OnInt>);
+static_assert(!CanSink<OnInt, OnEnd>, "in this order");
+
+TEST(SubscribeOn, AQueueThatTakesNothingFailsTheSubscriberOnce) {
+  struct FullQueue final : Queue {
+    void async(Block) override { throw std::system_error(EAGAIN, std::generic_category()); }
+    std::shared_ptr<Cancellable> asyncAfter(std::chrono::microseconds, Block) override {
+      throw std::system_error(EAGAIN, std::generic_category());
+    }
+  };
+  const TestPublisher<int> source;
+  const auto moved = subscribeOn(source.publisher(), std::make_shared<FullQueue>());
+  const Recorder recorder(retry(moved, DelayedRetryBehavior::exponentialDelayed(4, 1, 1, 8),
+                                std::make_shared<FullQueue>(), [](const AnyError&) { return true; }));
+  EXPECT_THAT(recorder.events(), ElementsAre("failed"));
+  EXPECT_EQ(recorder.error()->code(), EAGAIN);
+  EXPECT_EQ(source.subscriptions(), 0u);
+}
+
+TEST(HandleEvents, ShowsACancelledSubscriptionNothingWhateverItsUpstreamDoes) {
+  // An upstream that does not know of cancellation.
+  struct Deaf final : Publisher<int, AnyError> {
+    std::shared_ptr<Cancellable> subscribe(std::shared_ptr<Receiver<int, AnyError>> r) const override {
+      receiver = std::move(r);
+      return nullptr;
+    }
+    mutable std::shared_ptr<Receiver<int, AnyError>> receiver;
+  };
+  const auto deaf = std::make_shared<const Deaf>();
+  int observed = 0;
+  Recorder recorder(handleEvents(AnyPublisher<int>(deaf), [&observed](const auto&) { ++observed; }));
+  recorder.cancel();
+  deaf->receiver->complete(Completion<AnyError>::finished());
+  EXPECT_EQ(observed, 0);
 }
 
 TEST(Create, TellsItsWorkThatTheSubscriptionIsCancelled) {
