@@ -4,8 +4,11 @@
 #include "GoogleAccountsStoreFactory.hpp"
 #include "GoogleDriveAccountProvider.hpp"
 #include "GoogleDriveAuthorizationProvider.hpp"
+#include "LateObjects.hpp"
 
+#include <exception>
 #include <utility>
+#include <vector>
 
 namespace corvane {
 
@@ -26,19 +29,48 @@ CorvaneFactory::CorvaneFactory(std::optional<Data> credentials, std::string keyc
       mainAppWindow_(std::move(mainAppWindow)),
       platform_(std::move(platform)) {}
 
+// Makes the object now, or hands out one that makes it later, when the platform can be had. The late one has a
+// factory of its own, as this one may go and belongs to one thread.
+template <class LateObject, class Make, class... Arguments>
+auto CorvaneFactory::nowOrLater(Make make, Arguments&&... arguments) -> decltype(make(*this)) {
+  if (platform_) return make(*this);
+  try {
+    return make(*this);
+  } catch (const std::exception&) {
+    auto again = std::make_shared<CorvaneFactory>(credentials_, keychainService_, keychainAccessGroup_,
+                                                  mainAppWindow_);
+    return std::make_shared<LateObject>([again = std::move(again), make] { return make(*again); },
+                                        std::forward<Arguments>(arguments)...);
+  }
+}
+
 std::shared_ptr<GoogleDriveAuthorizationProviderType> CorvaneFactory::makeAuthorizationProvider(
     std::shared_ptr<GoogleDriveAuthorizationNFRTrackerType> nfrTracker) {
-  return std::make_shared<GoogleDriveAuthorizationProvider>(credentials_, tokenStorage(), mainAppWindow_,
-                                                            std::move(nfrTracker), platform());
+  const auto make =
+      [nfrTracker](CorvaneFactory& self) -> std::shared_ptr<GoogleDriveAuthorizationProviderType> {
+    const auto& storage = self.tokenStorage();
+    return std::make_shared<GoogleDriveAuthorizationProvider>(self.credentials_, storage,
+                                                              self.mainAppWindow_, nfrTracker,
+                                                              self.platform());
+  };
+  return nowOrLater<LateAuthorizationProvider>(make, nfrTracker);
 }
 
 std::shared_ptr<GoogleDriveAccountProviderType> CorvaneFactory::makeAccountProvider() {
-  return std::make_shared<GoogleDriveAccountProvider>(tokenStorage(), std::vector<AnyCancellable>{},
-                                                      platform().taskPool);
+  const auto make = [](CorvaneFactory& self) -> std::shared_ptr<GoogleDriveAccountProviderType> {
+    const auto& storage = self.tokenStorage();
+    return std::make_shared<GoogleDriveAccountProvider>(storage, std::vector<AnyCancellable>{},
+                                                        self.platform().taskPool);
+  };
+  return nowOrLater<LateAccountProvider>(make);
 }
 
 std::shared_ptr<GoogleDriveAPIType> CorvaneFactory::makeAPI(GoogleDriveAccountModel account) {
-  return std::make_shared<GoogleDriveAPI>(std::move(account), tokenStorage(), platform());
+  const auto make = [account](CorvaneFactory& self) -> std::shared_ptr<GoogleDriveAPIType> {
+    const auto& storage = self.tokenStorage();
+    return std::make_shared<GoogleDriveAPI>(account, storage, self.platform());
+  };
+  return nowOrLater<LateGoogleDriveAPI>(make, account);
 }
 
 const Platform& CorvaneFactory::platform() {

@@ -19,7 +19,9 @@ class GoogleAccountsStoreType;
 /// Threads: not synchronized. Use it from one thread until the first `make…` has returned, from any
 /// afterwards.
 /// Errors: none. Bad credentials show when somebody signs in, keychain trouble in the operations that touch
-/// it.
+/// it. If the system's platform cannot be made just now, for want of threads or descriptors, the operations
+/// fail with that error and work again once it can. Only without memory for the object itself `make…` throws
+/// std::bad_alloc.
 class CorvaneFactory final : public CorvaneFactoryType {
  public:
   /// Names the window over which a sign-in is presented; asked once per sign-in, on the subscribing thread.
@@ -45,6 +47,8 @@ class CorvaneFactory final : public CorvaneFactoryType {
   std::shared_ptr<GoogleDriveAPIType> makeAPI(GoogleDriveAccountModel account) override;
 
  private:
+  template <class LateObject, class Make, class... Arguments>
+  auto nowOrLater(Make make, Arguments&&... arguments) -> decltype(make(*this));
   const Platform& platform();
   const std::shared_ptr<GoogleAccountsStoreType>& tokenStorage();
 

@@ -10,6 +10,7 @@
 #include "support/ManualQueue.hpp"
 #include "support/PlainJSON.hpp"
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -51,6 +52,12 @@ class FakePlatform {
   static FakePlatform& shared() {
     static FakePlatform platform;
     return platform;
+  }
+
+  /// Throws what keeps the system's platform from being made, while it is set.
+  static std::function<void()>& sharedCannotBeMade() {
+    static std::function<void()> fail;
+    return fail;
   }
 
   std::shared_ptr<FakeKeychain> keychain = std::make_shared<FakeKeychain>();

@@ -34,6 +34,7 @@ std::size_t detail::canonicalHash(std::string_view text) {
 }
 
 Platform systemPlatform() {
+  if (const auto& fail = test::FakePlatform::sharedCannotBeMade()) fail();
   return test::FakePlatform::shared().platform();
 }
 

@@ -4,12 +4,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <memory>
 #include <optional>
+#include <system_error>
 
+#include "GoogleDriveAPI/GoogleDriveAPIRequestError.hpp"
+#include "GoogleDriveAccountProvider.hpp"
 #include "support/FakePlatform.hpp"
+#include "support/PlainJSON.hpp"
 #include "support/Recorder.hpp"
 #include "unit/core/DriveRig.hpp"
+#include "unit/core/SignInRig.hpp"
 
 using namespace corvane;
 using namespace corvane::test;
@@ -95,10 +101,11 @@ TEST_F(CorvaneFactoryTest, ASecondOneWithTheSameSettingsHasAnotherStoreOverTheSa
 
 TEST_F(CorvaneFactoryTest, KeepsItsStoreForItsOwnLifetimeAndNoLonger) {
   auto factory = makeFactory();
+  const auto before = fake.sessionArchive.use_count();
   factory->makeAccountProvider();
-  const auto withStore = fake.sessionArchive.use_count();
+  EXPECT_EQ(fake.sessionArchive.use_count(), before + 1) << "the store outlives the provider";
   factory->makeAccountProvider();
-  EXPECT_EQ(fake.sessionArchive.use_count(), withStore);
+  EXPECT_EQ(fake.sessionArchive.use_count(), before + 1);
   factory.reset();
   EXPECT_EQ(fake.sessionArchive.use_count(), 1);
 }
@@ -110,6 +117,47 @@ TEST_F(CorvaneFactoryTest, SessionsStandUnderItsServiceNameAndAccessGroup) {
   EXPECT_EQ(*item.at("kSecAttrService").text(), "service");
   EXPECT_EQ(*item.at("kSecAttrAccessGroup").text(), "group");
   EXPECT_EQ(*item.at("kSecAttrAccount").text(), "ada@example.com");
+}
+
+TEST_F(CorvaneFactoryTest, OfAnotherAccessGroupSeesNoneOfItsSessions) {
+  auto factory = makeFactory();
+  signIn(*factory->makeAuthorizationProvider(nullptr), "ada@example.com");
+  CorvaneFactory other(
+      dataFromText(credentials), "service", "another group", [] { return WindowHandle::terminal(); },
+      fake.platform());
+  signIn(*other.makeAuthorizationProvider(nullptr), "ada@example.com");
+  EXPECT_EQ(fake.keychain->items().size(), 2u) << "one item for each group";
+
+  const Recorder out(other.makeAuthorizationProvider(nullptr)->signOut(ada));
+  fake.taskPool->runAll();
+  ASSERT_TRUE(out.value());
+  const Recorder none(other.makeAccountProvider()->getAccounts());
+  const Recorder still(factory->makeAccountProvider()->getAccounts());
+  fake.taskPool->runAll();
+  EXPECT_TRUE(none.error());
+  EXPECT_THAT(*still.value(), ElementsAre(ada));
+}
+
+TEST_F(CorvaneFactoryTest, DecodesTheCredentialsAnewForEachProvider) {
+  struct CountingJSON final : JSON {
+    std::unique_ptr<Decoder> decoder(const Data& document) const override {
+      ++decoded;
+      return PlainJSON().decoder(document);
+    }
+    std::string encode(const std::function<void(Encoder&)>& encode) const override {
+      return PlainJSON().encode(encode);
+    }
+    mutable int decoded = 0;
+  };
+  const auto json = std::make_shared<CountingJSON>();
+  Platform platform = fake.platform();
+  platform.json = json;
+  CorvaneFactory factory(
+      dataFromText(credentials), "service", "group", [] { return std::nullopt; }, std::move(platform));
+  EXPECT_EQ(json->decoded, 0);
+  factory.makeAuthorizationProvider(nullptr);
+  factory.makeAuthorizationProvider(nullptr);
+  EXPECT_EQ(json->decoded, 2);
 }
 
 TEST_F(CorvaneFactoryTest, WithoutATrackerMakesAProviderThatReportsNothing) {
@@ -182,4 +230,84 @@ TEST(CorvaneFactory, WithoutAPlatformUsesTheSystemsAtTheFirstOperation) {
   const Recorder listed(accounts->getAccounts());
   shared.taskPool->runAll();
   EXPECT_EQ(shared.keychain->calls().size(), 1u);
+}
+
+namespace {
+
+/// The system's platform cannot be made while one of these lives.
+class NoPlatform {
+ public:
+  NoPlatform() {
+    FakePlatform::sharedCannotBeMade() = [] { throw std::system_error(EMFILE, std::generic_category()); };
+  }
+  ~NoPlatform() { FakePlatform::sharedCannotBeMade() = nullptr; }
+};
+
+bool isNoDescriptor(const AnyError& error) {
+  return error.domain() == "NSPOSIXErrorDomain" && error.code() == EMFILE;
+}
+
+}  // namespace
+
+TEST(CorvaneFactoryWithoutPlatform, MakesObjectsThatFailAndLaterWork) {
+  auto& shared = FakePlatform::shared();
+  const auto tracker = std::make_shared<FakeTracker>();
+  std::optional<CorvaneFactory> factory(std::in_place, dataFromText(credentials), "service", "group",
+                                        [] { return WindowHandle::terminal(); });
+  std::shared_ptr<GoogleDriveAuthorizationProviderType> signIns;
+  std::shared_ptr<GoogleDriveAccountProviderType> accounts;
+  std::shared_ptr<GoogleDriveAPIType> api;
+  {
+    const NoPlatform meanwhile;
+    signIns = factory->makeAuthorizationProvider(tracker);
+    accounts = factory->makeAccountProvider();
+    api = factory->makeAPI(ada);
+    factory.reset();
+
+    const Recorder account(signIns->signIn());
+    ASSERT_TRUE(account.error());
+    EXPECT_EQ(account.error()->kind(), GoogleDriveAuthorizationProviderError::Case::signInFailed);
+    EXPECT_TRUE(isNoDescriptor(*account.error()->underlying()));
+    EXPECT_EQ(tracker->events.size(), 2u) << "a start and a finish";
+
+    const Recorder out(signIns->signOut(ada));
+    const Recorder listed(accounts->getAccounts());
+    const Recorder about(api->getAbout());
+    const Recorder deleted(api->deleteFile("id"));
+    const Recorder moved(api->moveToTrash("id"));
+    for (const auto* error :
+         {&out.error(), &listed.error(), &about.error(), &deleted.error(), &moved.error()})
+      EXPECT_TRUE(*error && isNoDescriptor(**error));
+    const Recorder page(api->getFilesPage("token"));
+    const auto request = page.error()->as<GoogleDriveAPIRequestError>();
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->accountEmail, "ada@example.com");
+    EXPECT_EQ(request->pageToken, "token");
+    EXPECT_TRUE(isNoDescriptor(request->underlying));
+  }
+
+  const Recorder account(signIns->signIn());
+  shared.signInServices.made.back()->finish(std::make_shared<FakeSession>("ada@example.com"), std::nullopt);
+  EXPECT_TRUE(account.value());
+  EXPECT_EQ(tracker->events.size(), 4u) << "measured once";
+  const Recorder listed(accounts->getAccounts());
+  shared.taskPool->runAll();
+  EXPECT_THAT(*listed.value(), ElementsAre(ada));
+  const Recorder about(api->getAbout());
+  const Recorder page(api->getFilesPage(std::nullopt));
+  shared.userInitiatedQueue->runAll();
+  EXPECT_EQ(shared.driveServices.back()->requestCount(), 2u);
+  const Recorder out(signIns->signOut(ada));
+  shared.taskPool->runAll();
+  EXPECT_TRUE(out.value());
+}
+
+TEST(CorvaneFactoryWithoutPlatform, MakesTheRealObjectAtTheNextCall) {
+  CorvaneFactory factory(std::nullopt, "service", "group", [] { return std::nullopt; });
+  {
+    const NoPlatform meanwhile;
+    factory.makeAccountProvider();
+  }
+  const auto real = factory.makeAccountProvider();
+  EXPECT_TRUE(std::dynamic_pointer_cast<GoogleDriveAccountProvider>(real));
 }
