@@ -7,6 +7,7 @@
 #include <iterator>
 #include <set>
 #include <stdexcept>
+#include <vector>
 
 using namespace corvane;
 
@@ -18,13 +19,19 @@ std::optional<Data> readFile(const char* path) {
   return dataFromText(std::string(std::istreambuf_iterator<char>(file), {}));
 }
 
-GoogleDriveAccountModel account(CorvaneFactory& factory) {
+std::vector<GoogleDriveAccountModel> storedAccounts(CorvaneFactory& factory) {
   try {
-    return get(factory.makeAccountProvider()->getAccounts()).front();
+    return get(factory.makeAccountProvider()->getAccounts());
   } catch (const AnyError& error) {
     if (errorKind(error) != ErrorKind::notSignedIn) throw;
-    return get(factory.makeAuthorizationProvider(nullptr)->signIn());
+    return {};
   }
+}
+
+GoogleDriveAccountModel account(CorvaneFactory& factory) {
+  const auto accounts = storedAccounts(factory);
+  // The list may be empty, too: the keychain can hold items that name no account.
+  return accounts.empty() ? get(factory.makeAuthorizationProvider(nullptr)->signIn()) : accounts.front();
 }
 
 }  // namespace
