@@ -21,7 +21,7 @@ class FakeSignInService final : public QVTessoraService {
   }
   void cancel() override {
     ++cancellations;
-    const Handler released = std::move(handler_);
+    if (!keepsHandler) dropHandler();
   }
 
   /// Calls the handler, which is gone afterwards; nothing happens if it is already.
@@ -35,6 +35,8 @@ class FakeSignInService final : public QVTessoraService {
   const QVTessoraCredentials credentials;
   const URL successURL;
   std::optional<WindowHandle> presentedOver;
+  /// Whether it may call its handler although it was cancelled, as a careless service does.
+  bool keepsHandler = false;
   int cancellations = 0;
 
  private:

@@ -1,5 +1,8 @@
 #include "nlohmann/NlohmannJSON.hpp"
 
+#include <Corvane/About.hpp>
+#include <Corvane/FilesPage.hpp>
+
 #include <gmock/gmock.h>
 
 #include <limits>
@@ -197,6 +200,22 @@ TEST(NlohmannJSON, TellsNoValueInItsErrors) {
 TEST(NlohmannJSON, TakesAnyValueAsADocument) {
   for (const char* document : {"null", "1", "\"text\"", "true", "[]", " {} "})
     EXPECT_FALSE(refused(document));
+}
+
+TEST(NlohmannJSON, GivesARecordOutOfNothingButAnObject) {
+  const NlohmannJSON json;
+  for (const char* document : {"[]", "[{}]", "\"text\"", "1", "1.5", "true"}) {
+    const Data data = dataFromText(document);
+    EXPECT_THAT(decodingErrorOf([&] { json.decode<About>(data); }), IsDecodingError(Case::typeMismatch, ""))
+        << document;
+    EXPECT_THAT(decodingErrorOf([&] { json.decode<File>(data); }), IsDecodingError(Case::typeMismatch, ""))
+        << document;
+    EXPECT_THAT(decodingErrorOf([&] { json.decode<FilesPage>(data); }),
+                IsDecodingError(Case::typeMismatch, ""))
+        << document;
+  }
+  const Data null = dataFromText("null");
+  EXPECT_THAT(decodingErrorOf([&] { json.decode<User>(null); }), IsDecodingError(Case::valueNotFound, ""));
 }
 
 TEST(NlohmannJSON, StaysAtAnElementThatCouldNotBeRead) {

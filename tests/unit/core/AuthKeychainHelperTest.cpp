@@ -62,6 +62,16 @@ TEST_F(AuthKeychainHelperTest, BaseQueryHasThreeEntriesWithoutAttributesAndFiveW
   EXPECT_EQ(base, five);
 }
 
+TEST_F(AuthKeychainHelperTest, OfTwoAccessGroupsTheLaterOneCounts) {
+  const AuthKeychainHelper grouped(
+      "ada@example.com",
+      {KeychainAttribute::keychainAccessGroup("first"), KeychainAttribute::keychainAccessGroup("second")},
+      keychain);
+  const auto query = grouped.keychainQuery("service");
+  EXPECT_EQ(query.size(), 4u) << "class, account, service and one group";
+  EXPECT_EQ(*query.at("kSecAttrAccessGroup").text(), "second");
+}
+
 TEST_F(AuthKeychainHelperTest, QueriesDoNotMentionSynchronizability) {
   helper.setPassword("text", "service");
   helper.password("service");
@@ -140,8 +150,9 @@ TEST_F(AuthKeychainHelperTest, DeletingAMissingItemFailsButWritingWhenThereIsNon
 
 TEST_F(AuthKeychainHelperTest, DeleteThatFailsOtherwiseIsTheRawStatus) {
   keychain->failNext(Operation::remove, -25293);
-  EXPECT_THAT(*errorOf([&] { helper.removePassword("service"); }),
-              IsError("NSOSStatusErrorDomain", -25293, "Keychain delete failed"));
+  const auto error = errorOf([&] { helper.removePassword("service"); });
+  EXPECT_THAT(*error, IsError("NSOSStatusErrorDomain", -25293, "Keychain delete failed"));
+  EXPECT_EQ(error->nsError().userInfo().size(), 1u) << "the description and nothing else";
 }
 
 TEST_F(AuthKeychainHelperTest, WriteDeletesThenAdds) {

@@ -2,9 +2,11 @@
 
 #include <Corvane/CorvaneFactory.hpp>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/FakePlatform.hpp"
@@ -16,13 +18,18 @@ class FakeTracker final : public GoogleDriveAuthorizationNFRTrackerType {
  public:
   using Outcome = Result<Void, GoogleDriveAuthorizationProviderError>;
 
-  void trackSignInStarted() override { events.push_back("started"); }
+  void trackSignInStarted() override {
+    threads.push_back(std::this_thread::get_id());
+    events.push_back("started");
+  }
   void trackSignInFinished(const Outcome& result) override {
+    threads.push_back(std::this_thread::get_id());
     events.push_back(result ? "succeeded" : "failed: " + *result.error().errorDescription());
     if (onFinish) onFinish();
   }
 
   std::vector<std::string> events;
+  std::vector<std::thread::id> threads;
   std::function<void()> onFinish;
 };
 

@@ -25,6 +25,13 @@ TEST(TessoraCredentials, DecodeFromBothKeysAndIgnoreExtraMembers) {
   EXPECT_EQ(credentials->clientSecret().reveal(), "secret");
 }
 
+TEST(TessoraCredentials, KeepTheirBlanks) {
+  const auto credentials = decoded(R"({"client_id": " id ", "clientSecret": "  secret "})");
+  ASSERT_TRUE(credentials);
+  EXPECT_EQ(credentials->clientID(), " id ");
+  EXPECT_EQ(credentials->clientSecret().reveal(), "  secret ");
+}
+
 TEST(TessoraCredentials, WithTheSecretUnderASnakeCaseKeyDoNotDecode) {
   EXPECT_FALSE(decoded(R"({"client_id": "id", "client_secret": "secret"})"));
 }

@@ -1,3 +1,5 @@
+#include <Corvane/GoogleDriveAPI.hpp>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -17,6 +19,12 @@ namespace {
 class CancellationTest : public testing::Test, protected DriveRig {
  protected:
   int cancellations(std::size_t request) { return service().requests().at(request).ticket->cancellations; }
+};
+
+struct CountingReceiver final : Receiver<Void, AnyError> {
+  void receive(Void) override {}
+  void complete(Completion<AnyError>) override { ++ends; }
+  int ends = 0;
 };
 
 }  // namespace
@@ -101,12 +109,14 @@ TEST_F(CancellationTest, DuringARetryDelayEndsTheDelayAtOnce) {
 TEST_F(CancellationTest, BetweenADelayAndTheNextAttemptStartsNothing) {
   Recorder about(api->getAbout());
   run();
-  service().fail(0, driveError(503));
-  run();
-  fake.userInitiatedQueue->advance(1s - 1us);
+  fail(0, driveError(503));
+  queue().fireTimers(1s);
+  ASSERT_EQ(queue().pendingBlocks(), 1u) << "the next attempt waits for its turn";
   about.cancel();
-  queue().advance(1s);
+  run();
   EXPECT_EQ(service().requestCount(), 1u);
+  EXPECT_EQ(log().size(), 2u) << "a start and a failure, and no second start";
+  EXPECT_TRUE(about.events().empty());
 }
 
 TEST_F(CancellationTest, OfASecondAttemptCancelsTheSecondTicket) {
@@ -122,14 +132,30 @@ TEST_F(CancellationTest, OfASecondAttemptCancelsTheSecondTicket) {
 }
 
 TEST_F(CancellationTest, AfterAFailedServiceBuildDoesNothing) {
-  removeSession();
-  Recorder about(api->getAbout());
+  // A failure that is tried again, so that the subscription is still open when it is cancelled.
+  int builds = 0;
+  GoogleDriveAPI failing(GoogleDriveAccountModel("ada@example.com"), nullptr, fake.platform(),
+                         [&]() -> std::shared_ptr<GTLRDriveService> {
+                           ++builds;
+                           throw AnyError(networkError(-1001));
+                         });
+  Recorder about(failing.getAbout());
   run();
-  ASSERT_EQ(about.events().size(), 1u);
+  ASSERT_TRUE(about.events().empty());
   about.cancel();
+  queue().advance(1min);
+  EXPECT_EQ(builds, 1);
+  EXPECT_TRUE(about.events().empty());
+
+  // What a failed write leaves to cancel is nothing, and cancelling it calls nobody.
+  const auto receiver = std::make_shared<CountingReceiver>();
+  const auto left = failing.deleteFile("id").subscribe(receiver);
   run();
-  EXPECT_EQ(about.events().size(), 1u);
-  EXPECT_EQ(fake.driveServices.back()->requestCount(), 0u);
+  ASSERT_EQ(receiver->ends, 1);
+  if (left) left->cancel();
+  run();
+  EXPECT_EQ(receiver->ends, 1);
+  EXPECT_EQ(builds, 2);
 }
 
 TEST_F(CancellationTest, AfterTheEndCancelsNoTicket) {

@@ -152,6 +152,16 @@ TEST_F(ProviderInUseTest, AnUndecodableSessionFailsWithTheArchivesErrorAndNoServ
   const Recorder about(api->getAbout());
   run();
   EXPECT_THAT(*about.error(), IsError("FakeSessionArchive", 1, "damaged archive"));
+  ASSERT_EQ(fake.driveServices.size(), 1u);
+  EXPECT_EQ(service().requestCount(), 0u);
+  EXPECT_EQ(service().authorizer(), nullptr);
+  EXPECT_EQ(fake.driveServices.front().use_count(), 1) << "only the test still holds it";
+
+  storeSession();
+  const Recorder next(api->getAbout());
+  run();
+  ASSERT_EQ(fake.driveServices.size(), 2u);
+  EXPECT_EQ(fake.driveServices.back()->requestCount(), 1u);
 }
 
 TEST_F(ProviderInUseTest, AReplacementBuilderIsCalledInsteadAndNeedsNoSession) {

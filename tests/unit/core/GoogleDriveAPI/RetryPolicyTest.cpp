@@ -129,6 +129,7 @@ TEST_F(RetryTest, EveryAttemptUsesTheSameService) {
   run();
   fail(0, driveError(503));
   queue().advance(1s);
-  EXPECT_EQ(fake.driveServices.size(), 1u);
+  ASSERT_EQ(fake.driveServices.size(), 1u);
+  EXPECT_EQ(service().requestCount(), 2u) << "both attempts went through it";
   EXPECT_EQ(fake.keychain->calls().size(), 1u);
 }

@@ -1,10 +1,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <optional>
+#include <stdexcept>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "GoogleDriveAuthorizationProvider.hpp"
+#include "support/CountedError.hpp"
 #include "support/ErrorMatchers.hpp"
 #include "support/Recorder.hpp"
 #include "unit/core/SignInRig.hpp"
@@ -26,6 +32,7 @@ NSError serviceError(std::int64_t code) {
 }
 
 class SignInTest : public testing::Test, protected SignInRig {};
+using SignInDeathTest = SignInTest;
 
 }  // namespace
 
@@ -171,11 +178,48 @@ TEST_F(SignInTest, AnyOtherErrorFailsWithItAndLogsOneLine) {
 }
 
 TEST_F(SignInTest, RecognisedErrorsAreNotLogged) {
-  const Recorder account(provider->signIn());
-  fail(serviceError(-2));
-  EXPECT_EQ(account.error()->kind(), Case::missingRequiredScopes);
-  EXPECT_TRUE(fake.log->lines().empty());
-  EXPECT_EQ(tracker->events.size(), 2u);
+  const NSError closed("com.apple.AuthenticationServices.WebAuthenticationSession", 1);
+  const UserInfo denial{{"error", "access_denied"}};
+  const std::vector<std::pair<NSError, Case>> recognised{
+      {serviceError(-2), Case::missingRequiredScopes},
+      {NSError("org.openid.appauth.oauth_authorization", -1, {{"OIDOAuthErrorResponseErrorKey", denial}}),
+       Case::accessDenied},
+      {NSError("org.openid.appauth.general", -3, {{"NSUnderlyingError", AnyError(closed)}}),
+       Case::userCancelled},
+  };
+  for (const auto& [error, kind] : recognised) {
+    SignInRig rig;
+    const Recorder account(rig.provider->signIn());
+    rig.fail(error);
+    EXPECT_EQ(account.error()->kind(), kind);
+    EXPECT_TRUE(rig.fake.log->lines().empty()) << error.domain();
+    EXPECT_EQ(rig.tracker->events.size(), 2u);
+  }
+}
+
+TEST_F(SignInTest, MessagesAreNotComputedWhenTheLevelIsOff) {
+  struct BrokenArchive final : SessionArchive {
+    Data encode(const AuthSession&) const override { throw AnyError(CountedError{}); }
+    std::shared_ptr<AuthSession> decode(const Data&) const override { return nullptr; }
+  };
+  const auto descriptions = [](bool logged) {
+    FakePlatform platform;
+    if (!logged) platform.log->switchOff();
+    auto pieces = platform.platform();
+    pieces.sessionArchive = std::make_shared<BrokenArchive>();
+    CorvaneFactory failing(
+        dataFromText(R"({"client_id": "id", "clientSecret": "secret"})"), "service", "group",
+        [] { return WindowHandle::terminal(); }, std::move(pieces));
+    const auto signIns = failing.makeAuthorizationProvider(nullptr);
+    const Recorder account(signIns->signIn());
+    const int before = CountedError::descriptions();
+    platform.signInServices.made.at(0)->finish(std::make_shared<FakeSession>("ada@example.com"),
+                                               std::nullopt);
+    EXPECT_EQ(account.error()->kind(), Case::tokenSaveFailed);
+    EXPECT_EQ(platform.log->lines().size(), logged ? 1u : 0u);
+    return CountedError::descriptions() - before;
+  };
+  EXPECT_LT(descriptions(false), descriptions(true));
 }
 
 TEST_F(SignInTest, NeitherSessionNorErrorIsUnknownAndNotLogged) {
@@ -213,6 +257,79 @@ TEST_F(SignInTest, CancellingSendsCancelToTheServiceAndReportsNoFinish) {
   succeed();
   EXPECT_THAT(account.events(), IsEmpty());
   EXPECT_THAT(tracker->events, ElementsAre("started"));
+}
+
+TEST_F(SignInTest, LaterHandlerCallsOfACancelledServiceAreIgnored) {
+  const auto session = std::make_shared<FakeSession>("ada@example.com");
+  const auto endings = std::vector<std::function<void(FakeSignInService&)>>{
+      [&](auto& careless) { careless.finish(session, std::nullopt); },
+      [](auto& careless) { careless.finish(nullptr, serviceError(-7)); },
+      [](auto& careless) { careless.dropHandler(); },
+  };
+  for (const auto& end : endings) {
+    SignInRig rig;
+    Recorder account(rig.provider->signIn());
+    rig.service().keepsHandler = true;
+    account.cancel();
+    end(rig.service());
+    EXPECT_THAT(account.events(), IsEmpty());
+    EXPECT_THAT(rig.tracker->events, ElementsAre("started"));
+  }
+}
+
+TEST_F(SignInTest, CancelledWhileTheSessionIsSavedReportsNoFinish) {
+  fake.keychain->block();
+  Recorder account(provider->signIn());
+  std::thread saving([this] { succeed(); });
+  fake.keychain->waitUntilBlocked();
+  account.cancel();
+  fake.keychain->release();
+  saving.join();
+  EXPECT_THAT(account.events(), IsEmpty());
+  EXPECT_THAT(tracker->events, ElementsAre("started"));
+  EXPECT_EQ(fake.keychain->items().size(), 1u);
+}
+
+TEST_F(SignInTest, CallsTheTrackerOnTheCallingAndOnTheCompletingThread) {
+  std::thread::id calling;
+  std::optional<GoogleDriveAuthorizationProvider::SignInPublisher> publisher;
+  std::thread([&] {
+    calling = std::this_thread::get_id();
+    publisher = provider->signIn();
+  }).join();
+  EXPECT_THAT(tracker->threads, ElementsAre(calling));
+
+  const Recorder account(*publisher);  // here
+  std::thread::id completing;
+  std::thread([&] {
+    completing = std::this_thread::get_id();
+    succeed();
+  }).join();
+  EXPECT_THAT(tracker->threads, ElementsAre(calling, completing));
+
+  window.reset();
+  const Recorder failing(*publisher);
+  EXPECT_THAT(tracker->threads, ElementsAre(calling, completing, std::this_thread::get_id()));
+}
+
+TEST_F(SignInDeathTest, AnExceptionOfTheTrackerEndsTheProgram) {
+  struct ThrowingTracker final : GoogleDriveAuthorizationNFRTrackerType {
+    explicit ThrowingTracker(bool atStart) : throwsAtStart(atStart) {}
+    void trackSignInStarted() override {
+      if (throwsAtStart) throw std::runtime_error("the host's bug");
+    }
+    void trackSignInFinished(const Result<Void, GoogleDriveAuthorizationProviderError>&) override {
+      throw std::runtime_error("the host's bug");
+    }
+    const bool throwsAtStart;
+  };
+  EXPECT_DEATH(factory.makeAuthorizationProvider(std::make_shared<ThrowingTracker>(true))->signIn(),
+               "the host's bug|terminate");
+
+  window.reset();  // the sign-in fails within sink, where the host could catch what is thrown
+  const auto measured = factory.makeAuthorizationProvider(std::make_shared<ThrowingTracker>(false));
+  const auto publisher = measured->signIn();
+  EXPECT_DEATH(Recorder{publisher}, "the host's bug|terminate");
 }
 
 TEST_F(SignInTest, CancelledWithinTheAccountCallbackReportsNoFinish) {

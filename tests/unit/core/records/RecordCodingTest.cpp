@@ -119,6 +119,30 @@ TEST(RecordCoding, EveryRequiredFieldIsRequiredAndOfItsKind) {
       plainFile(), {"id", "mimeType", "name", "shared", "trashed", "createdTime", "modifiedTime"});
 }
 
+TEST(RecordCoding, FieldsAreReadInTheirOrder) {
+  // Of several that are missing, the first one is told.
+  const auto expectOrder = []<class Record>(PlainValue value, std::vector<std::string> keys) {
+    while (!keys.empty()) {
+      value = without(value, keys.back());
+      const auto error = errorOf([&] { decodedPlainly<Record>(value); });
+      ASSERT_TRUE(error);
+      EXPECT_EQ(error->template as<DecodingError>()->codingPath(), keys.back());
+      keys.pop_back();
+    }
+  };
+  expectOrder.operator()<About>(plainAbout(), {"storageQuota", "appInstalled", "maxUploadSize", "user"});
+  expectOrder.operator()<StorageQuota>(plainQuota(), {"limit", "usage", "usageInDrive"});
+  expectOrder.operator()<User>(plainUser(), {"displayName", "emailAddress", "photoLink"});
+  expectOrder.operator()<File>(
+      plainFile(), {"id", "mimeType", "name", "shared", "trashed", "createdTime", "modifiedTime"});
+
+  // An optional field of the wrong kind, before a required one that is missing.
+  const auto file = with(without(plainFile(), "shared"), "size", {std::int64_t{7}});
+  EXPECT_EQ(errorOf([&] { decodedPlainly<File>(file); })->as<DecodingError>()->codingPath(), "size");
+  const PlainValue page{PlainValue::Object{{"nextPageToken", {true}}}};
+  EXPECT_EQ(errorOf([&] { decodedPlainly<FilesPage>(page); })->as<DecodingError>()->codingPath(), "files");
+}
+
 TEST(RecordCoding, AnAboutWhoseUserLacksPhotoLinkFailsAsAWhole) {
   const auto value = with(plainAbout(), "user", without(plainUser(), "photoLink"));
   const auto error = errorOf([&] { decodedPlainly<About>(value); });

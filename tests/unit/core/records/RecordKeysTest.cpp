@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "RecordSamples.hpp"
@@ -48,21 +47,12 @@ TEST(RecordKeys, AnIntegerIsNeverAKey) {
   EXPECT_EQ(RecordKeys<File>::fromInteger(1), std::nullopt);
 }
 
-// First in this program to read a field list, unless the tests are shuffled.
-TEST(APIFields, ReadFirstFromTwoThreadsAtOnceAreTheSameText) {
-  const std::string* seenThere = nullptr;
-  std::thread other([&seenThere] { seenThere = &About::apiFields(); });
-  const std::string* seenHere = &About::apiFields();
-  other.join();
-  EXPECT_EQ(seenHere, seenThere) << "built twice";
-  EXPECT_EQ(*seenHere,
-            "storageQuota(limit,usage,usageInDrive),appInstalled,maxUploadSize,"
-            "user(displayName,emailAddress,photoLink)");
-}
-
 TEST(APIFields, NameExactlyTheRecordsFieldsInOrder) {
   EXPECT_EQ(StorageQuota::apiFields(), "limit,usage,usageInDrive");
   EXPECT_EQ(User::apiFields(), "displayName,emailAddress,photoLink");
   EXPECT_EQ(File::apiFields(),
             "id,mimeType,name,size,shared,trashed,createdTime,modifiedTime,parents,iconLink,webViewLink");
+  EXPECT_EQ(About::apiFields(),
+            "storageQuota(limit,usage,usageInDrive),appInstalled,maxUploadSize,"
+            "user(displayName,emailAddress,photoLink)");
 }
