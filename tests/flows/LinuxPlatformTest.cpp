@@ -102,6 +102,21 @@ TEST_F(LinuxPlatformTest, FolderForAKeychainThatIsNoFileIsRefused) {
   EXPECT_THAT(error->what(), HasSubstr("keychainFolder"));
 }
 
+TEST_F(LinuxPlatformTest, OnlyAccountWithoutANameAndANegativeTimeAreRefused) {
+  auto options = local();
+  options.onlyThisAccount = true;
+  EXPECT_FALSE(failureOf([&] { makeLinuxPlatform(options); }));
+  options.loginHint.clear();
+  const auto nameless = failureOf([&] { makeLinuxPlatform(options); });
+  ASSERT_TRUE(nameless);
+  EXPECT_THAT(nameless->what(), HasSubstr("onlyThisAccount"));
+  options = local();
+  options.signInTimeout = std::chrono::milliseconds{-1};
+  const auto negative = failureOf([&] { makeLinuxPlatform(options); });
+  ASSERT_TRUE(negative);
+  EXPECT_THAT(negative->what(), HasSubstr("signInTimeout"));
+}
+
 TEST_F(LinuxPlatformTest, KeychainThatIsChosenIsToldInTheLog) {
   makeLinuxPlatform(local());
   EXPECT_THAT(log->messages(), Contains("extended: Sessions are kept in the encrypted file."));
