@@ -26,10 +26,9 @@ bool isCancelledAndForgotten(Exchange& exchange) noexcept {
 
 }  // namespace
 
-CurlLoop::CurlLoop(TransferSettings settings, std::string extraCAFile,
-                   std::shared_ptr<RequestQueue> queue, std::shared_ptr<Queue> pool)
+CurlLoop::CurlLoop(TransferSettings settings, std::shared_ptr<RequestQueue> queue,
+                   std::shared_ptr<Queue> pool)
     : settings_(std::move(settings)),
-      extraCAFile_(std::move(extraCAFile)),
       queue_(std::move(queue)),
       pool_(std::move(pool)),
       multi_(curl_multi_init()) {
@@ -110,13 +109,12 @@ void CurlLoop::start(Connections& connections) noexcept {
   try {
     if (!connections.share) connections.share = std::make_shared<CurlShare>();
     if (exchange->target().origin->secure) {
-      if (auto error = openAuthorities()) {
+      if (auto error = settings_.certificates.refusal()) {
         exchange->setOutcome(Result<HTTPResponse, NSError>::failure(*std::move(error)));
         return answer(std::move(first));
       }
     }
-    auto transfer = std::make_unique<CurlTransfer>(settings_, exchange, connections.share,
-                                                   authorities_ ? &*authorities_ : nullptr);
+    auto transfer = std::make_unique<CurlTransfer>(settings_, exchange, connections.share);
     CURL* const handle = transfer->handle();
     const auto added = transfers_.emplace(handle, Running{std::move(transfer), {}}).first;
     if (curl_multi_add_handle(multi_.get(), handle) != CURLM_OK) {
@@ -128,14 +126,6 @@ void CurlLoop::start(Connections& connections) noexcept {
   } catch (const std::bad_alloc&) {
     answer(std::move(first));
   }
-}
-
-std::optional<NSError> CurlLoop::openAuthorities() {
-  if (authorities_ && authorities_->isFresh(Clock::now())) return std::nullopt;
-  auto opened = Authorities::open(extraCAFile_);
-  if (!opened) return std::move(opened).error();
-  authorities_ = std::move(opened).value();
-  return std::nullopt;
 }
 
 void CurlLoop::work() noexcept {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Authorities.hpp"
 #include "CurlTransfer.hpp"
 #include "RequestQueue.hpp"
 
@@ -8,8 +7,6 @@
 
 #include <chrono>
 #include <memory>
-#include <optional>
-#include <string>
 #include <unordered_map>
 
 namespace corvane {
@@ -22,7 +19,7 @@ namespace corvane {
 class CurlLoop {
  public:
   /// Throws std::system_error when the machine has no memory or no descriptor for it.
-  CurlLoop(TransferSettings settings, std::string extraCAFile, std::shared_ptr<RequestQueue> queue,
+  CurlLoop(TransferSettings settings, std::shared_ptr<RequestQueue> queue,
            std::shared_ptr<Queue> pool);
   ~CurlLoop();
   CurlLoop(const CurlLoop&) = delete;
@@ -56,7 +53,6 @@ class CurlLoop {
   void sweep() noexcept;
   void startWaiting() noexcept;
   void start(Connections& connections) noexcept;
-  std::optional<NSError> openAuthorities();
   void work() noexcept;
   Transfers::iterator end(Transfers::iterator found) noexcept;
   void answer(Exchanges exchange) noexcept;
@@ -64,10 +60,8 @@ class CurlLoop {
   std::chrono::milliseconds closeIdle() noexcept;
 
   const TransferSettings settings_;
-  const std::string extraCAFile_;
   const std::shared_ptr<RequestQueue> queue_;
   const std::shared_ptr<Queue> pool_;
-  std::optional<Authorities> authorities_;
   std::unique_ptr<CURLM, MultiDeleter> multi_;
   std::unordered_map<const ClientState*, Connections> clients_;
   Transfers transfers_;

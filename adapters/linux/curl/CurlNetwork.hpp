@@ -22,6 +22,7 @@
 // ClientState gives it out once.
 
 #include "HTTPClient.hpp"
+#include "SystemAuthorities.hpp"
 
 #include <CorvaneLinux/HTTPLimits.hpp>
 #include <CorvanePlatform/Queue.hpp>
@@ -43,12 +44,14 @@ class CurlNetwork {
  public:
   struct Options {
     HTTPLimits limits;
-    /// A PEM file of authorities to trust beside the system's; empty for none. Read at the first request.
+    /// A PEM file of authorities to trust beside the system's; empty for none. Read for each new
+    /// connection.
     std::string extraCAFile;
     /// The whole header value, e.g. "Corvane/1.0 (gzip)".
     std::string userAgent;
     /// Where bodies are inflated and handlers called.
     std::shared_ptr<Queue> pool;
+    SystemAuthorities system = SystemAuthorities::known();
   };
 
   explicit CurlNetwork(Options options);

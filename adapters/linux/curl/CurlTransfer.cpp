@@ -36,8 +36,8 @@ std::string_view trimmed(std::string_view text) {
 }  // namespace
 
 CurlTransfer::CurlTransfer(const TransferSettings& settings, std::shared_ptr<Exchange> exchange,
-                           std::shared_ptr<CurlShare> share, const Authorities* authorities)
-    : limits_(settings.limits),
+                           std::shared_ptr<CurlShare> share)
+    : settings_(settings),
       exchange_(std::move(exchange)),
       share_(std::move(share)),
       handle_(curl_easy_init()) {
@@ -50,7 +50,7 @@ CurlTransfer::CurlTransfer(const TransferSettings& settings, std::shared_ptr<Exc
   setCallbacks();
   setSecurity();
   setLimits();
-  setTarget(authorities);
+  setTarget();
   setMethod();
   setHeaders();
 }
@@ -81,22 +81,15 @@ void CurlTransfer::setSecurity() {
   set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
   set(CURLOPT_SSL_VERIFYPEER, 1L);
   set(CURLOPT_SSL_VERIFYHOST, 2L);
-  // Not libcurl's way to load authorities, which takes the whole bundle.
-  for (const auto option : {CURLOPT_CAINFO, CURLOPT_CAPATH, CURLOPT_PROXY_CAINFO, CURLOPT_PROXY_CAPATH})
-    set(option, static_cast<char*>(nullptr));
-  // Before 8.3 it would put the store of its cache, which is the first one of ours, in the place of a later one.
-  set(CURLOPT_CA_CACHE_TIMEOUT, 0L);
+  if (settings_.certificates.apply(handle()) != CURLE_OK) throw std::bad_alloc();
 }
 
-void CurlTransfer::setTarget(const Authorities* authorities) {
+void CurlTransfer::setTarget() {
   const RequestTarget& target = exchange_->target();
   set(CURLOPT_CURLU, target.origin->url.get());
   set(CURLOPT_URL, target.origin->text.c_str());  // only spares libcurl to put it together again
   set(CURLOPT_REQUEST_TARGET, target.path.c_str());
   set(CURLOPT_PROXY, target.origin->loopback ? "" : static_cast<const char*>(nullptr));
-  // Known to a libcurl with OpenSSL only, which is what they were opened for.
-  if (authorities) set(CURLOPT_SSL_CTX_FUNCTION, &Authorities::install);
-  set(CURLOPT_SSL_CTX_DATA, authorities);
 }
 
 void CurlTransfer::setMethod() {
@@ -135,11 +128,11 @@ void CurlTransfer::setHeaders() {
 }
 
 void CurlTransfer::setLimits() {
-  set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits_.connect.count()));
-  set(CURLOPT_LOW_SPEED_LIMIT, limits_.stallBytesPerSecond);
-  set(CURLOPT_LOW_SPEED_TIME, static_cast<long>(limits_.stall.count()));
-  set(CURLOPT_MAXAGE_CONN, static_cast<long>(limits_.idleConnection.count()));
-  set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(limits_.body));
+  set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(settings_.limits.connect.count()));
+  set(CURLOPT_LOW_SPEED_LIMIT, settings_.limits.stallBytesPerSecond);
+  set(CURLOPT_LOW_SPEED_TIME, static_cast<long>(settings_.limits.stall.count()));
+  set(CURLOPT_MAXAGE_CONN, static_cast<long>(settings_.limits.idleConnection.count()));
+  set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(settings_.limits.body));
 }
 
 // Programs that the host starts, a browser for one, must not inherit the connection.
@@ -171,7 +164,7 @@ std::size_t CurlTransfer::onBody(char* data, std::size_t size, std::size_t count
 
 bool CurlTransfer::acceptHeader(std::string_view line) {
   headerBytes_ += line.size();
-  if (headerBytes_ > limits_.headers) {
+  if (headerBytes_ > settings_.limits.headers) {
     stopped_ = Stopped::headersTooLarge;
     return false;
   }
@@ -202,9 +195,9 @@ bool CurlTransfer::acceptBody(std::string_view bytes) {
     curl_off_t announced = -1;
     curl_easy_getinfo(handle(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
     if (announced > 0)
-      body.reserve(std::min(static_cast<std::size_t>(announced), limits_.body) + HTTPResponse::padding);
+      body.reserve(std::min(static_cast<std::size_t>(announced), settings_.limits.body) + HTTPResponse::padding);
   }
-  if (bytes.size() > limits_.body - body.size()) {
+  if (bytes.size() > settings_.limits.body - body.size()) {
     stopped_ = Stopped::bodyTooLarge;
     return false;
   }
@@ -225,6 +218,7 @@ void CurlTransfer::finish(CURLcode code) {
 
 NSError CurlTransfer::failure(CURLcode code) const {
   const std::string& host = exchange_->target().display();
+  if (code == CURLE_SSL_CACERT_BADFILE) return settings_.certificates.loadingFailed();
   switch (stopped_) {
     case Stopped::headersTooLarge:
       return headersTooLargeError(host);

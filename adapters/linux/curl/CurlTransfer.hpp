@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Authorities.hpp"
 #include "CurlShare.hpp"
 #include "Exchange.hpp"
 #include "HeaderLines.hpp"
+#include "ServerCertificates.hpp"
 
 #include <curl/curl.h>
 #include <CorvaneLinux/HTTPLimits.hpp>
@@ -19,14 +19,16 @@ namespace corvane {
 struct TransferSettings {
   HTTPLimits limits;
   std::string userAgent;
+  ServerCertificates certificates;
 };
 
 /// One exchange on a libcurl handle of its own; the loop's.
 class CurlTransfer {
  public:
   /// Ready to be given to libcurl. Throws std::bad_alloc.
+  /// The settings outlive it.
   CurlTransfer(const TransferSettings& settings, std::shared_ptr<Exchange> exchange,
-               std::shared_ptr<CurlShare> share, const Authorities* authorities);
+               std::shared_ptr<CurlShare> share);
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
 
@@ -47,7 +49,7 @@ class CurlTransfer {
   void setCallbacks();
   void setSecurity();
   void setLimits();
-  void setTarget(const Authorities* authorities);
+  void setTarget();
   void setMethod();
   void setHeaders();
 
@@ -59,7 +61,7 @@ class CurlTransfer {
 
   NSError failure(CURLcode code) const;
 
-  const HTTPLimits limits_;
+  const TransferSettings& settings_;
   const std::shared_ptr<Exchange> exchange_;
   const std::shared_ptr<CurlShare> share_;  // before the handle, which must let go of it first
   HeaderLines headers_;

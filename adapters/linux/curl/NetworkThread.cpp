@@ -43,9 +43,9 @@ void NetworkThread::startOnce() {
   const std::lock_guard lock(starting_);
   if (thread_.joinable()) return;
   if (!prepareCurlLibrary()) throw std::system_error(ENOMEM, std::generic_category());
-  auto loop =
-      std::make_unique<CurlLoop>(TransferSettings{options_.limits, options_.userAgent},
-                                 options_.extraCAFile, queue_, options_.pool);
+  TransferSettings settings{
+      options_.limits, options_.userAgent, {options_.system, options_.extraCAFile}};
+  auto loop = std::make_unique<CurlLoop>(std::move(settings), queue_, options_.pool);
   const SignalsBlocked masked;  // SIGPIPE too: OpenSSL writes to broken connections
   thread_ = std::thread([loop = std::move(loop)] { loop->run(); });
   pthread_setname_np(thread_.native_handle(), "corvane-http");

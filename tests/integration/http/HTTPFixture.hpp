@@ -72,8 +72,9 @@ inline HTTPRequest makeRequest(std::string method, std::string url, std::string_
 
 /// A network of its own, with one client.
 struct HTTPFixture {
-  explicit HTTPFixture(HTTPLimits limits = {}, std::string extraCAFile = {})
-      : network({limits, std::move(extraCAFile), "Corvane/test (gzip)", pool}),
+  explicit HTTPFixture(HTTPLimits limits = {}, std::string extraCAFile = {},
+                       SystemAuthorities system = SystemAuthorities::known())
+      : network({limits, std::move(extraCAFile), "Corvane/test (gzip)", pool, std::move(system)}),
         client(network.makeClient()) {}
 
   Answer perform(HTTPRequest request) { return perform(*client, std::move(request)); }
