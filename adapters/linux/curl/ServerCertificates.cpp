@@ -97,10 +97,12 @@ CURLcode ServerCertificates::apply(CURL* handle) const {
   return curl_easy_setopt(handle, CURLOPT_SSL_CTX_DATA, this);
 }
 
-/// libcurl takes the host's file beside the system's folder, but not beside the system's bundle.
+// What libcurl has no option for: no log of the connection's secrets, which SSLKEYLOGFILE in the
+// environment asks for, and a file of authorities beside the system's.
 CURLcode ServerCertificates::prepareContext(CURL*, void* context, void* self) noexcept {
   const auto& extraFile = static_cast<const ServerCertificates*>(self)->extraFile_;
   auto* const tls = static_cast<SSL_CTX*>(context);
+  SSL_CTX_set_keylog_callback(tls, nullptr);
   if (extraFile.empty() || SSL_CTX_load_verify_locations(tls, extraFile.c_str(), nullptr) == 1)
     return CURLE_OK;
   ERR_clear_error();

@@ -99,6 +99,11 @@ void ScriptedConnection::reset() {
   socket_ = -1;
 }
 
+void ScriptedConnection::cut() {
+  tls_.reset();
+  ::shutdown(socket_, SHUT_WR);
+}
+
 void ScriptedConnection::waitForEnd() {
   std::array<char, 16384> buffer{};
   while (read(buffer.data(), buffer.size()) > 0) {

@@ -37,6 +37,8 @@ class ScriptedConnection {
   void sendForEver(std::string_view bytes);
   /// Aborts the connection with a TCP reset.
   void reset();
+  /// Ends the server's side without TLS's closing alert.
+  void cut();
   /// Until the client goes away.
   void waitForEnd();
   bool endsWithin(std::chrono::milliseconds limit);

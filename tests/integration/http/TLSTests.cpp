@@ -2,7 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <atomic>
+#include <cstdlib>
+#include <filesystem>
 #include <utility>
 
 namespace corvane::test {
@@ -162,12 +166,55 @@ TEST_F(TLSFixture, MissingAuthorityFileFailsSecureRequestsOnlyAndIsNamed) {
   EXPECT_THAT(http.get(plain.url()), IsAnswer(200, "ok"));
 }
 
-TEST_F(TLSFixture, AuthorityFileWithoutCertificatesIsRefused) {
-  const TemporaryFile file("nothing");
-  HTTPFixture http({}, file.path());
-  const auto answer = http.get("https://localhost:1/");
-  ASSERT_THAT(answer, IsURLError(-1202));
-  EXPECT_THAT(answer.error().localizedDescription(), HasSubstr("no PEM certificate"));
+TEST_F(TLSFixture, KeyLogOfTheEnvironmentGetsNoSecret) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // libcurl reads the variable once in a process
+  const auto handshake = [this] {
+    const TemporaryFile log("");
+    ::setenv("SSLKEYLOGFILE", log.path().c_str(), 1);
+    const auto server = serverWith(makeServerIdentity(authority, "localhost"));
+    const bool answered = getFrom(server).isSuccess();
+    const bool isLogged = std::filesystem::file_size(log.path()) > 0;
+    const bool isVariableKept = ::getenv("SSLKEYLOGFILE") == log.path();
+    ::unlink(log.path().c_str());
+    ::_exit(!answered ? 1 : isLogged ? 2 : !isVariableKept ? 3 : 0);
+  };
+  EXPECT_EXIT(handshake(), testing::ExitedWithCode(0), "");
+}
+
+/// A server that sends one answer and closes the connection without TLS's closing alert.
+ScriptedServer::Script answerAndCut(std::string bytes) {
+  return [bytes = std::move(bytes)](ScriptedConnection& connection) {
+    connection.readRequest();
+    connection.send(bytes);
+    connection.cut();
+  };
+}
+
+TEST_F(TLSFixture, AnswerOfUnknownLengthThatIsCutIsNoAnswer) {
+  for (const auto* answer : {"HTTP/1.1 200 OK\r\n\r\nhalf", "HTTP/1.1 200 OK\r\n\r\n",
+                             "HTTP/1.1 503 Busy\r\nX-A: b\r\n\r\nhalf"}) {
+    const ScriptedServer server({makeServerIdentity(authority, "localhost")}, answerAndCut(answer));
+    EXPECT_THAT(getFrom(server), IsURLError(urlError::networkConnectionLost)) << answer;
+  }
+}
+
+TEST_F(TLSFixture, AnswerOfUnknownLengthThatIsEndedIsWhole) {
+  const ScriptedServer server({makeServerIdentity(authority, "localhost")},
+                              answerAndClose("HTTP/1.1 200 OK\r\n\r\nwhole"));
+  EXPECT_THAT(getFrom(server), IsAnswer(200, "whole"));
+}
+
+TEST_F(TLSFixture, AnswerOfKnownLengthThatIsCutAfterwardsIsWhole) {
+  const std::pair<const char*, const char*> answers[] = {
+      {"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nwhole", "whole"},
+      {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nwhole\r\n0\r\n\r\n", "whole"}};
+  for (const auto& [answer, body] : answers) {
+    const ScriptedServer server({makeServerIdentity(authority, "localhost")}, answerAndCut(answer));
+    EXPECT_THAT(getFrom(server), IsAnswer(200, body)) << answer;
+  }
+  const ScriptedServer empty({makeServerIdentity(authority, "localhost")},
+                             answerAndCut("HTTP/1.1 204 No Content\r\n\r\n"));
+  EXPECT_THAT(getFrom(empty), IsAnswer(204, ""));
 }
 
 }  // namespace
