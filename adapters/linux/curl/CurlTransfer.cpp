@@ -3,6 +3,7 @@
 #include "CurlErrors.hpp"
 #include "LocalNetwork.hpp"
 
+#include <openssl/ssl.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -73,6 +74,9 @@ void CurlTransfer::setCallbacks() {
   set(CURLOPT_HEADERDATA, static_cast<void*>(this));
   set(CURLOPT_WRITEFUNCTION, &CurlTransfer::onBody);
   set(CURLOPT_WRITEDATA, static_cast<void*>(this));
+  set(CURLOPT_NOPROGRESS, 0L);
+  set(CURLOPT_XFERINFOFUNCTION, &CurlTransfer::onProgress);
+  set(CURLOPT_XFERINFODATA, static_cast<void*>(this));
 }
 
 void CurlTransfer::setSecurity() {
@@ -162,6 +166,17 @@ std::size_t CurlTransfer::onBody(char* data, std::size_t size, std::size_t count
   }
 }
 
+// libcurl calls it a last time when it has read the end of an answer and still has the connection.
+int CurlTransfer::onProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept {
+  auto& transfer = *static_cast<CurlTransfer*>(self);
+  const curl_tlssessioninfo* tls = nullptr;
+  curl_easy_getinfo(transfer.handle(), CURLINFO_TLS_SSL_PTR, &tls);
+  if (tls && tls->internals)
+    transfer.closingAlertCame_ =
+        (SSL_get_shutdown(static_cast<const SSL*>(tls->internals)) & SSL_RECEIVED_SHUTDOWN) != 0;
+  return 0;
+}
+
 bool CurlTransfer::acceptHeader(std::string_view line) {
   headerBytes_ += line.size();
   if (headerBytes_ > settings_.limits.headers) {
@@ -211,9 +226,20 @@ void CurlTransfer::finish(CURLcode code) {
   if (code != CURLE_OK) return exchange_->setOutcome(Outcome::failure(failure(code)));
   long status = 0;
   curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
+  if (isCutShort(status)) return exchange_->setOutcome(Outcome::failure(failure(CURLE_PARTIAL_FILE)));
   response_.status = static_cast<int>(status);
   response_.body.reserve(response_.body.size() + HTTPResponse::padding);
   exchange_->setOutcome(Outcome::success(std::move(response_)));
+}
+
+/// An answer without a length ends with its connection (RFC 9112, 6.3). Over TLS only the closing alert
+/// tells that the server ended it; libcurl takes the end of the TCP stream for that too.
+bool CurlTransfer::isCutShort(long status) const {
+  if (!exchange_->target().origin->secure || closingAlertCame_) return false;
+  const bool hasBody = status != 204 && status != 304 && exchange_->request().method != "HEAD";
+  const bool hasLength = !response_.header("content-length").empty() ||
+                         response_.header("transfer-encoding").find("chunked") != std::string_view::npos;
+  return hasBody && !hasLength;
 }
 
 NSError CurlTransfer::failure(CURLcode code) const {

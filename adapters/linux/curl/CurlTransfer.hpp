@@ -56,9 +56,11 @@ class CurlTransfer {
   static curl_socket_t openSocket(void* self, curlsocktype purpose, curl_sockaddr* address) noexcept;
   static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self) noexcept;
   static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self) noexcept;
+  static int onProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept;
   bool acceptHeader(std::string_view line);
   bool acceptBody(std::string_view bytes);
 
+  bool isCutShort(long status) const;
   NSError failure(CURLcode code) const;
 
   const TransferSettings& settings_;
@@ -72,6 +74,7 @@ class CurlTransfer {
   int socketError_ = 0;
   std::size_t headerBytes_ = 0;
   bool inBody_ = false;
+  bool closingAlertCame_ = false;
   Stopped stopped_ = Stopped::no;
 };
 
