@@ -37,7 +37,7 @@ class KeychainVault;
 /// | errSecParam          | a key of the query is unknown, misplaced or missing, or its value is of a wrong kind |
 /// | errSecAuthFailed     | the key is lost, truncated or another one, while there are items sealed with it |
 /// | errSecDecode         | an item or the whole database is damaged, or an item was swapped with another |
-/// | errSecIO             | the disk is full or read-only, or fails |
+/// | errSecIO             | the disk fails; or it is full or read-only, and the call would write or a killed process left a journal |
 /// | errSecNotAvailable   | the folder or a file in it is a symbolic link, belongs to someone else or is open to others; the file is of a newer version; the path is too long for SQLite; another process keeps it locked |
 ///
 /// A damaged item is one that the query means if its attributes match, or if its secret was sealed for the
