@@ -75,8 +75,8 @@ class BuildTurns : public std::enable_shared_from_this<BuildTurns> {
   bool postOldest(std::shared_ptr<BuildTurns> turns) noexcept;
 
   std::atomic<Waiting*> newest_{isFree()};
-  Waiting* oldest_ =
-      nullptr;  // those collected, in order; only the operation that has the turn looks
+  // Those taken out of the stack, in order. Only the operation that has the turn looks.
+  Waiting* oldest_ = nullptr;
 };
 
 }  // namespace corvane

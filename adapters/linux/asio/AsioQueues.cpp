@@ -20,9 +20,9 @@ class PoolOwner {
   std::shared_ptr<WorkerPool> pool_;
 };
 
-class AsioQueue final : public Queue {
+class PoolQueue final : public Queue {
  public:
-  explicit AsioQueue(std::shared_ptr<PoolOwner> owner) : owner_(std::move(owner)) {}
+  explicit PoolQueue(std::shared_ptr<PoolOwner> owner) : owner_(std::move(owner)) {}
 
   void async(Block block) override { owner_->pool().post(std::move(block)); }
   std::shared_ptr<Cancellable> asyncAfter(std::chrono::microseconds delay, Block block) override {
@@ -37,7 +37,7 @@ class AsioQueue final : public Queue {
 
 LinuxQueues makeLinuxQueues(QueueTuning tuning) {
   const auto owner = std::make_shared<PoolOwner>(tuning);
-  return {std::make_shared<AsioQueue>(owner), std::make_shared<AsioQueue>(owner)};
+  return {std::make_shared<PoolQueue>(owner), std::make_shared<PoolQueue>(owner)};
 }
 
 }  // namespace corvane

@@ -20,8 +20,8 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr auto longestDelay =
-    std::chrono::hours(24 * 365 * 100);  // keeps "now plus delay" within the clock
+// Keeps "now plus delay" within the clock.
+constexpr auto longestDelay = std::chrono::hours(24 * 365 * 100);
 
 int cores() {
   return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 2U, 4U));
@@ -158,8 +158,7 @@ bool WorkerPool::rest(Workers::iterator self, Lock& lock) {
   return self->isCalled;
 }
 
-// Each leaving worker joins the one that left before it, so that at most one thread waits to be
-// joined.
+// Each leaving worker joins the one that left before it: at most one thread waits to be joined.
 void WorkerPool::leave(Workers::iterator self, Lock& lock) {
   std::thread own = std::move(self->thread);
   busy_.erase(self);

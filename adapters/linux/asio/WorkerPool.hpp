@@ -65,8 +65,8 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
   void forget(Timer& timer) noexcept;
 
   /// Drops pending timers, runs what was posted, and waits for the threads unless called on one of
-  /// the workers. In a forked process it does nothing, as there are no threads. Called once, when
-  /// nobody is left who could post.
+  /// the workers. In a forked process it does nothing, as there are no threads. Called once, after
+  /// the last post.
   void close() noexcept;
 
  private:
@@ -116,7 +116,7 @@ class WorkerPool final : public std::enable_shared_from_this<WorkerPool> {
   std::thread clock_;
   std::condition_variable clockChanged_;
   std::optional<Timer::Time> nextLook_;
-  bool orphaned_ = false;  // nobody will join: the pool was closed by one of its own workers
+  bool orphaned_ = false;  // one of the workers has closed the pool: no thread will join them
   bool ended_ = false;     // the last worker has left
 };
 
