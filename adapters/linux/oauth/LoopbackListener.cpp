@@ -66,8 +66,7 @@ class NewDescriptor {
 
 // One browser tab, or whoever else has come.
 struct Connection {
-  Connection(asio::io_context& context, std::size_t limit)
-      : socket(context), timer(context), buffer(limit) {}
+  Connection(asio::io_context& context, std::size_t limit) : socket(context), timer(context), buffer(limit) {}
 
   void close() {
     error_code ignored;
@@ -264,7 +263,10 @@ class LoopbackListener::Server {
   }
 
   void answer(const ConnectionRef& connection, std::string_view head) {
-    auto reply = handler_(head);
+    error_code ignored;
+    const LoopbackPorts ports{acceptor_.local_endpoint(ignored).port(),
+                              connection->socket.remote_endpoint(ignored).port()};
+    auto reply = handler_({head, ports});
     if (reply) {
       write(connection, *std::move(reply));
       return;
@@ -342,8 +344,8 @@ LoopbackListener::~LoopbackListener() {
 
 void LoopbackListener::start(RequestHandler handler, LoopbackTroubles troubles) {
   const SignalsBlocked signals;
-  thread_ = std::thread(
-      [server = server_, handler = std::move(handler), troubles = std::move(troubles)]() mutable {
+  thread_ =
+      std::thread([server = server_, handler = std::move(handler), troubles = std::move(troubles)]() mutable {
         pthread_setname_np(pthread_self(), "corvane-signin");
         server->run(std::move(handler), std::move(troubles));
       });

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "PeerUser.hpp"
+
 #include <Corvane/UniqueFunction.hpp>
 
 #include <chrono>
@@ -25,6 +27,13 @@ struct LoopbackLimits {
   std::vector<std::string> addresses{"127.0.0.1", "::1"};
   /// From `start` until `LoopbackTroubles::timeIsUp`; zero for no limit.
   std::chrono::milliseconds lifetime{0};
+};
+
+/// One request, for the time of the handler's call.
+struct LoopbackRequest {
+  /// Through its empty line.
+  std::string_view head;
+  LoopbackPorts ports;
 };
 
 /// What a listener tells beside the requests, each at most once and on its own thread. Either may be empty.
@@ -54,7 +63,7 @@ struct LoopbackTroubles {
 class LoopbackListener {
  public:
   /// The whole answer to a request, or nothing to hold its connection.
-  using RequestHandler = std::function<std::optional<std::string>(std::string_view head)>;
+  using RequestHandler = std::function<std::optional<std::string>(const LoopbackRequest& request)>;
 
   explicit LoopbackListener(const LoopbackLimits& limits = {});
   LoopbackListener(const LoopbackListener&) = delete;

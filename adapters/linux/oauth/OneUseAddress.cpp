@@ -38,11 +38,12 @@ std::string OneUseAddress::cookieHeader() const {
   return header.append("; Max-Age=3600; HttpOnly; SameSite=Lax\r\n");
 }
 
-OneUseAddress::Visit OneUseAddress::judge(std::string_view text) {
+OneUseAddress::Visit OneUseAddress::judge(std::string_view text, const std::function<bool()>& isStranger) {
   const auto head = RequestHead::parse(text);
   if (!head || head->host != host_ || !equalInConstantTime(head->path, path_)) return Visit::elsewhere;
   if (head->method != "GET") return Visit::methodNotAllowed;
   if (isAhead(*head)) return Visit::ahead;
+  if (isStranger()) return Visit::stranger;
   const bool isFirst = !std::exchange(isVisited_, true);
   return isFirst || isSameVisitor(head->header("cookie")) ? Visit::welcome : Visit::second;
 }

@@ -2,6 +2,7 @@
 
 #include <Corvane/Secret.hpp>
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -13,10 +14,11 @@ namespace corvane {
 /// read command lines. With the sign-in page's own address another user could deliver a code of their own
 /// account, and our user would be signed in as them. The idea: the browser gets this short address, which says
 /// nothing, and which only the first visitor may use. When a second one comes, one of the two is not our
-/// user's browser, and the sign-in has to end.
+/// user's browser, and the sign-in has to end. It is the first one that could be too fast for us, so requests
+/// from sockets of another user are not let in at all, as far as the kernel tells whose they are.
 ///
-/// What counts as a visit: a GET. HEAD, which link scanners send, and a browser's loading ahead of a visit
-/// (Sec-Purpose) are refused and tell nothing. The first visitor gets a cookie, by which a reload, a second
+/// What counts as a visit: a GET of our user's. HEAD, which link scanners send, and a browser's loading ahead
+/// of a visit (Sec-Purpose) are refused and tell nothing. The first visitor gets a cookie, by which a reload, a second
 /// opener or a printed link that is clicked twice is known for the same browser and served again.
 class OneUseAddress {
  public:
@@ -24,6 +26,7 @@ class OneUseAddress {
     elsewhere,         // no request for this address
     methodNotAllowed,  // neither tells anything nor counts
     ahead,             // likewise
+    stranger,          // likewise: another user of the machine
     welcome,           // the first visitor, or the same one again
     second,            // another visitor
   };
@@ -35,8 +38,8 @@ class OneUseAddress {
   /// The header line that makes the first visitor known again.
   std::string cookieHeader() const;
 
-  /// Judges a request's head (through its empty line). One thread at a time.
-  Visit judge(std::string_view head);
+  /// Judges a request's head (through its empty line). One thread at a time. `isStranger` is asked about a visit only.
+  Visit judge(std::string_view head, const std::function<bool()>& isStranger);
 
  private:
   bool isSameVisitor(std::string_view cookies) const;

@@ -31,10 +31,10 @@ std::string_view trimmed(std::string_view text) {
 }
 
 bool isNamed(std::string_view name, std::string_view inLowerCase) {
-  return std::equal(name.begin(), name.end(), inLowerCase.begin(), inLowerCase.end(),
-                    [](char left, char right) {
-                      return (left >= 'A' && left <= 'Z' ? static_cast<char>(left - 'A' + 'a') : left) == right;
-                    });
+  return std::equal(
+      name.begin(), name.end(), inLowerCase.begin(), inLowerCase.end(), [](char left, char right) {
+        return (left >= 'A' && left <= 'Z' ? static_cast<char>(left - 'A' + 'a') : left) == right;
+      });
 }
 
 bool readRequestLine(std::string_view line, RequestHead& head) {

@@ -80,9 +80,9 @@ void SignInAttempt::openListener() {
     if (const auto self = weak.lock()) self->timedOut();
   };
   listener_->start(
-      [weak = weak_from_this()](std::string_view head) -> std::optional<std::string> {
+      [weak = weak_from_this()](const LoopbackRequest& request) -> std::optional<std::string> {
         const auto self = weak.lock();
-        return self ? self->answer(head) : pageReply(SignInPage::badRequest);
+        return self ? self->answer(request) : pageReply(SignInPage::badRequest);
       },
       std::move(troubles));
 }
@@ -101,10 +101,11 @@ void SignInAttempt::present(const WindowHandle& window) {
   }));
 }
 
-std::optional<std::string> SignInAttempt::answer(std::string_view head) {
-  const auto visit = address_->judge(head);
+std::optional<std::string> SignInAttempt::answer(const LoopbackRequest& request) {
+  const auto visit =
+      address_->judge(request.head, [&request] { return isAnotherUser(peerUser(request.ports)); });
   if (visit != OneUseAddress::Visit::elsewhere) return answerVisit(visit);
-  auto callback = readCallback(head, *expected_);
+  auto callback = readCallback(request.head, *expected_);
   if (const auto* stray = std::get_if<StrayRequest>(&callback)) return pageReply(stray->page);
   return hold(std::move(callback));
 }
@@ -115,6 +116,8 @@ std::optional<std::string> SignInAttempt::answerVisit(OneUseAddress::Visit visit
       return redirectReply(page_, address_->cookieHeader());
     case OneUseAddress::Visit::ahead:
       return pageReply(SignInPage::ahead);
+    case OneUseAddress::Visit::stranger:
+      return pageReply(SignInPage::stranger);
     case OneUseAddress::Visit::second:
       break;
     default:
@@ -138,8 +141,8 @@ std::optional<std::string> SignInAttempt::hold(Callback callback) {
   }
   const auto* refusal = std::get_if<CallbackRefusal>(&callback);
   auto reply = refusal ? pageReply(refusalNamed(refusal->error)) : pageReply(SignInPage::failed);
-  Outcome outcome{nullptr, refusal ? refusalError(*refusal, {request_->state, request_->nonce})
-                                   : foreignIssuerError()};
+  Outcome outcome{
+      nullptr, refusal ? refusalError(*refusal, {request_->state, request_->nonce}) : foreignIssuerError()};
   if (!moveOn(Phase::waiting, Phase::over)) return pageReply(SignInPage::badRequest);
   conclude(std::move(reply), std::move(outcome));
   return std::nullopt;

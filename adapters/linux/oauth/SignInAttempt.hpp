@@ -45,7 +45,7 @@ class SignInAttempt final : public std::enable_shared_from_this<SignInAttempt> {
   };
 
   void openListener();
-  std::optional<std::string> answer(std::string_view head);
+  std::optional<std::string> answer(const LoopbackRequest& request);
   std::optional<std::string> answerVisit(OneUseAddress::Visit visit);
   std::optional<std::string> hold(Callback callback);
   void exchange(const Secret& code);

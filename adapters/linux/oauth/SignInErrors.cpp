@@ -65,9 +65,9 @@ NSError missingScopesError() {
 }
 
 NSError noRefreshTokenError() {
-  return serviceError(
-      signInNoRefreshTokenCode, "The sign-in brought no refresh token, so it would last for an hour only.",
-      "Remove this program's access in the Google account's settings, then sign in again.");
+  return serviceError(signInNoRefreshTokenCode,
+                      "The sign-in brought no refresh token, so it would last for an hour only.",
+                      "Remove this program's access in the Google account's settings, then sign in again.");
 }
 
 NSError foreignIssuerError() {
@@ -84,10 +84,11 @@ NSError dismissedError() {
 }
 
 NSError openedTwiceError() {
-  return serviceError(signInOpenedTwiceCode,
-                      "The sign-in address was opened twice: another program on this machine may have seen it. "
-                      "Nothing was stored.",
-                      "Sign in again, and open the page in one browser only.");
+  return serviceError(
+      signInOpenedTwiceCode,
+      "The sign-in address was opened twice: another program on this machine may have seen it. "
+      "Nothing was stored.",
+      "Sign in again, and open the page in one browser only.");
 }
 
 NSError otherAccountError(const std::string& expected, const std::string& chosen) {
@@ -102,11 +103,13 @@ NSError otherAccountError(const std::string& expected, const std::string& chosen
 
 // Google tells these on its own page only, and never sends the browser back (Google's OAuth guide, "Unverified apps").
 NSError timedOutError(std::chrono::milliseconds limit) {
-  return serviceError(
-      signInTimedOutCode, "The sign-in was not finished in the browser within " + readable(limit) + ".",
-      "Sign in again. If Google's page says \"Access blocked\" or that the app is not verified, the program's "
-      "developer has to add the account to the test users of its OAuth client, or to have the client verified; "
-      "in an organisation, the administrator has to allow it.");
+  return serviceError(signInTimedOutCode,
+                      "The sign-in was not finished in the browser within " + readable(limit) + ".",
+                      "Sign in again. If Google's page says \"Access blocked\" or that the app is not "
+                      "verified, the program's "
+                      "developer has to add the account to the test users of its OAuth client, or to have "
+                      "the client verified; "
+                      "in an organisation, the administrator has to allow it.");
 }
 
 NSError refusalError(const CallbackRefusal& refusal, const std::vector<Secret>& secrets) {

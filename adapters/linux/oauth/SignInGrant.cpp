@@ -18,8 +18,7 @@ Result<OAuthGrant, NSError> acceptTokens(TokenResponse response, const Authoriza
       response.scopes ? *std::move(response.scopes) : splitScopes("openid email " + std::string(driveScope));
   if (std::find(scopes.begin(), scopes.end(), driveScope) == scopes.end())
     return Accepted::failure(missingScopesError());
-  if (response.refreshToken.empty())
-    return Accepted::failure(noRefreshTokenError());
+  if (response.refreshToken.empty()) return Accepted::failure(noRefreshTokenError());
   OAuthGrant grant;
   grant.clientID = request.clientID;
   grant.accessToken = std::move(response.accessToken);

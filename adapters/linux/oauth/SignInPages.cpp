@@ -28,6 +28,9 @@ Content contentOf(SignInPage page) {
     case SignInPage::ahead:
       return {"503 Service Unavailable", "Google Drive sign-in",
               "This address cannot be loaded ahead of a visit. Open it to sign in."};
+    case SignInPage::stranger:
+      return {"403 Forbidden", "Google Drive sign-in",
+              "This address is for another user of this computer. Their sign-in goes on waiting."};
     case SignInPage::accessMissing:
       return {"403 Forbidden", notSignedIn,
               "Access to Google Drive was not granted, so you are not signed in. Start the sign-in again and "
@@ -100,7 +103,11 @@ std::string pageReply(const SignInRefusal& refusal) {
 
 std::string redirectReply(std::string_view location, std::string_view cookie) {
   std::string reply = "HTTP/1.1 302 Found\r\nLocation: ";
-  return reply.append(location).append("\r\n").append(cookie).append(commonHeaders).append("Content-Length: 0\r\n\r\n");
+  return reply.append(location)
+      .append("\r\n")
+      .append(cookie)
+      .append(commonHeaders)
+      .append("Content-Length: 0\r\n\r\n");
 }
 
 }  // namespace corvane

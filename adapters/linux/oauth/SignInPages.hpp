@@ -14,6 +14,7 @@ enum class SignInPage {
   methodNotAllowed,
   tooLong,
   ahead,
+  stranger,
   accessMissing,
   otherAccount,
   openedTwice,

@@ -152,7 +152,8 @@ TEST_F(SignInOfAda, FailsForAnotherAccountAndStoresNothing) {
   const auto result = chooseBob();
   EXPECT_EQ(result.exitCode, 4);
   EXPECT_EQ(result.output, "");
-  EXPECT_THAT(result.errors, HasSubstr("The sign-in was for ada@example.com, but bob@example.com was chosen"));
+  EXPECT_THAT(result.errors,
+              HasSubstr("The sign-in was for ada@example.com, but bob@example.com was chosen"));
   EXPECT_EQ(run({"accounts"}).exitCode, 4);
 }
 
@@ -197,9 +198,9 @@ TEST_F(SignIn, TimeOutCancelsItWithAMessage) {
   EXPECT_EQ(result.exitCode, 1);
   const auto error = errorIn(result);
   EXPECT_EQ(error.at("kind"), "timedOut");
-  EXPECT_THAT(error.at("message").get<std::string>(),
-              AllOf(HasSubstr("not finished in the browser"), HasSubstr("Access blocked"),
-                    HasSubstr("test users")));
+  EXPECT_THAT(
+      error.at("message").get<std::string>(),
+      AllOf(HasSubstr("not finished in the browser"), HasSubstr("Access blocked"), HasSubstr("test users")));
   EXPECT_EQ(run({"accounts"}).exitCode, 4);
 }
 

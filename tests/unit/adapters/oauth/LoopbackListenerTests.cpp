@@ -59,8 +59,8 @@ std::string answerWith(std::string_view text) {
 }
 
 /// Answers "/" with "hello" and holds "/hold".
-std::optional<std::string> echo(std::string_view head) {
-  if (head.substr(0, 9) == "GET /hold") return std::nullopt;
+std::optional<std::string> echo(const LoopbackRequest& request) {
+  if (request.head.substr(0, 9) == "GET /hold") return std::nullopt;
   return answerWith("hello");
 }
 
@@ -96,7 +96,7 @@ TEST(LoopbackListener, ItAnswersAsOftenAsItIsAsked) {
 TEST(LoopbackListener, ItsThreadTakesNoneOfTheHostsSignalsButReportsItsOwnFaults) {
   LoopbackListener listener;
   std::promise<sigset_t> mask;
-  listener.start([&](std::string_view) {
+  listener.start([&](const LoopbackRequest&) {
     sigset_t blocked;
     pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
     mask.set_value(blocked);
@@ -120,8 +120,8 @@ TEST(LoopbackListener, ARequestThatComesByteByByteIsPutTogether) {
 TEST(LoopbackListener, WhatFollowsTheHeadIsNotSeen) {
   LoopbackListener listener;
   std::promise<std::string> head;
-  listener.start([&](std::string_view text) {
-    head.set_value(std::string(text));
+  listener.start([&](const LoopbackRequest& request) {
+    head.set_value(std::string(request.head));
     return answerWith("");
   });
   roundTrip(listener.host(), "POST / HTTP/1.1\r\n\r\nbody\r\n\r\n");
@@ -219,8 +219,8 @@ TEST(LoopbackListener, TheHeldConnectionOutlivesTimeAndFlood) {
   limits.connections = 2;
   LoopbackListener listener(limits);
   std::promise<void> isHeld;
-  listener.start([&](std::string_view head) {
-    auto reply = echo(head);
+  listener.start([&](const LoopbackRequest& request) {
+    auto reply = echo(request);
     if (!reply) isHeld.set_value();
     return reply;
   });
@@ -242,8 +242,8 @@ TEST(LoopbackListener, FinishAnswersTheHeldConnectionAndClosesThePortBeforeItSay
   LoopbackListener listener;
   std::promise<void> isHeld;
   std::promise<bool> canConnect;
-  listener.start([&](std::string_view head) {
-    auto reply = echo(head);
+  listener.start([&](const LoopbackRequest& request) {
+    auto reply = echo(request);
     if (!reply) isHeld.set_value();
     return reply;
   });
@@ -271,7 +271,7 @@ TEST(LoopbackListener, FinishIsToldAlsoWhenTheBrowserHasGone) {
   LoopbackListener listener;
   std::promise<void> isHeld;
   std::promise<void> finished;
-  listener.start([&](std::string_view) -> std::optional<std::string> {
+  listener.start([&](const LoopbackRequest&) -> std::optional<std::string> {
     isHeld.set_value();
     return std::nullopt;
   });
@@ -307,7 +307,7 @@ TEST(LoopbackListener, ItMayBeDroppedOnItsOwnThread) {
   const auto host = listener->host();
   std::promise<void> dropped;
   auto* bare = listener.get();
-  bare->start([&](std::string_view) {
+  bare->start([&](const LoopbackRequest&) {
     listener = nullptr;
     dropped.set_value();
     return answerWith("last words");
@@ -386,7 +386,7 @@ TEST(LoopbackListener, NoSocketIsInheritedByPrograms) {
   const auto before = openDescriptors();
   LoopbackListener listener;
   std::promise<void> isHeld;
-  listener.start([&](std::string_view) -> std::optional<std::string> {
+  listener.start([&](const LoopbackRequest&) -> std::optional<std::string> {
     isHeld.set_value();
     return std::nullopt;
   });
@@ -433,7 +433,7 @@ TEST(LoopbackListener, FinishAnswersAllThatAreHeld) {
   LoopbackListener listener;
   std::promise<void> areHeld;
   int count = 0;
-  listener.start([&](std::string_view) -> std::optional<std::string> {
+  listener.start([&](const LoopbackRequest&) -> std::optional<std::string> {
     if (++count == 2) areHeld.set_value();
     return std::nullopt;
   });

@@ -24,8 +24,7 @@ struct Refused {
 Refused refused(const std::string& query) {
   SignIn signIn;
   signIn.start();
-  const auto page =
-      roundTrip(signIn.host(), signIn.callback(query + "&state=" + signIn.parameter("state")));
+  const auto page = roundTrip(signIn.host(), signIn.callback(query + "&state=" + signIn.parameter("state")));
   return {*signIn.outcome().error, page};
 }
 
@@ -87,8 +86,8 @@ TEST(SignInRefusals, SecretsOfTheSignInAreStruckFromGooglesWords) {
   signIn.start();
   const auto state = signIn.parameter("state");
   const auto nonce = signIn.parameter("nonce");
-  roundTrip(signIn.host(), signIn.callback("error=oops" + state + "&error_description=saw+" + state + "+and+" +
-                                           nonce + state + "&state=" + state));
+  roundTrip(signIn.host(), signIn.callback("error=oops" + state + "&error_description=saw+" + state +
+                                           "+and+" + nonce + state + "&state=" + state));
   const auto error = *signIn.outcome().error;
   const auto text = error.localizedDescription();
   const auto& response = *error.userInfo().at(std::string(oauthErrorResponseKey)).dictionary();
@@ -122,8 +121,8 @@ TEST_F(OnlyThisAccount, AnotherOneFailsWithBothAddressesAndNoSession) {
               HasSubstr("The sign-in was for ada@example.com, but bob@example.com was chosen"));
   EXPECT_EQ(*outcome.error->userInfo().at(std::string(signInExpectedAccountKey)).text(), "ada@example.com");
   EXPECT_EQ(*outcome.error->userInfo().at(std::string(signInChosenAccountKey)).text(), "bob@example.com");
-  EXPECT_THAT(page, AllOf(StartsWith("HTTP/1.1 403 "), HasSubstr("another account"),
-                          Not(HasSubstr("example.com"))));
+  EXPECT_THAT(
+      page, AllOf(StartsWith("HTTP/1.1 403 "), HasSubstr("another account"), Not(HasSubstr("example.com"))));
 }
 
 TEST_F(OnlyThisAccount, ItsAddressMayBeTypedInAnotherCase) {

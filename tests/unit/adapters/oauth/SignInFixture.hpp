@@ -85,8 +85,8 @@ struct SignIn {
     if (otherPool) queue = otherPool;
     std::shared_ptr<HTTPClient> client = http;
     if (otherHTTP) client = otherHTTP;
-    SignInEnvironment environment{{}, loginHint, presenter, client, queue, clock.clock(), limits,
-                                  onlyThisAccount, timeout};
+    SignInEnvironment environment{{},     loginHint,       presenter, client, queue, clock.clock(),
+                                  limits, onlyThisAccount, timeout};
     service = std::make_shared<BrowserSignInService>(QVTessoraCredentials(clientID, Secret(clientSecret)),
                                                      *URL::parse("https://drive.google.com/"), environment);
     const auto life = std::make_shared<int>();
@@ -116,7 +116,8 @@ struct SignIn {
   /// A browser's visit of the one-use address, with these further header lines.
   std::string visit(const std::string& headers = {}, const std::string& method = "GET") const {
     const auto target = presenter->oneUseURL.substr(7 + host().size());
-    return roundTrip(host(), method + " " + target + " HTTP/1.1\r\nHost: " + host() + "\r\n" + headers + "\r\n");
+    return roundTrip(host(),
+                     method + " " + target + " HTTP/1.1\r\nHost: " + host() + "\r\n" + headers + "\r\n");
   }
   std::string goodCallback() const { return callback("state=" + parameter("state") + "&code=4%2Fthe-code"); }
 

@@ -16,8 +16,8 @@ std::vector<std::string> everyPage() {
   std::vector<std::string> replies;
   for (const auto page :
        {SignInPage::badRequest, SignInPage::notFound, SignInPage::methodNotAllowed, SignInPage::tooLong,
-        SignInPage::ahead, SignInPage::accessMissing, SignInPage::otherAccount, SignInPage::openedTwice,
-        SignInPage::dismissed, SignInPage::failed})
+        SignInPage::ahead, SignInPage::stranger, SignInPage::accessMissing, SignInPage::otherAccount,
+        SignInPage::openedTwice, SignInPage::dismissed, SignInPage::failed})
     replies.push_back(pageReply(page));
   for (const auto* error : {"access_denied", "server_error", "org_internal", "never_heard_of"})
     replies.push_back(pageReply(refusalNamed(error)));

@@ -112,9 +112,12 @@ TEST(ErrorKind, SortsHowASignInFailed) {
 
 TEST(ErrorKind, SortsWhatTheSignInPageHandedBack) {
   const std::vector<std::pair<const char*, ErrorKind>> table{
-      {"server_error", ErrorKind::temporary},          {"temporarily_unavailable", ErrorKind::temporary},
-      {"admin_policy_enforced", ErrorKind::permission}, {"org_internal", ErrorKind::permission},
-      {"login_required", ErrorKind::other},            {"invalid_scope", ErrorKind::other},
+      {"server_error", ErrorKind::temporary},
+      {"temporarily_unavailable", ErrorKind::temporary},
+      {"admin_policy_enforced", ErrorKind::permission},
+      {"org_internal", ErrorKind::permission},
+      {"login_required", ErrorKind::other},
+      {"invalid_scope", ErrorKind::other},
       {"never_heard_of", ErrorKind::other},
   };
   for (const auto& [reason, kind] : table)
