@@ -15,11 +15,18 @@
 namespace corvane::cli {
 namespace {
 
+bool isIgnored(int signal) {
+  struct sigaction action {};
+  return ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+/// A shell script that runs a command in the background has it ignore Ctrl-C; blocking would end
+/// that.
 sigset_t interruptingSignals() {
   sigset_t set;
   sigemptyset(&set);
-  sigaddset(&set, SIGINT);
-  sigaddset(&set, SIGTERM);
+  for (const int signal : {SIGINT, SIGTERM})
+    if (!isIgnored(signal)) sigaddset(&set, signal);
   return set;
 }
 

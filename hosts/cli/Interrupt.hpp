@@ -11,11 +11,13 @@ namespace corvane::cli {
 
 /// Ctrl-C (SIGINT) and SIGTERM.
 ///
-/// A signal handler may call next to nothing, so there is none: the signals are blocked in every thread, and one
-/// thread reads them from a descriptor. The first tells whoever watches, so that the running work can be ended in
-/// order; a second one ends the program at once.
+/// A signal handler may call next to nothing, so there is none: the signals are blocked in every
+/// thread, and one thread reads them from a descriptor. The first tells whoever watches, so that
+/// the running work can be ended in order; a second one ends the program at once. A signal that the
+/// caller has the program ignore stays ignored.
 ///
-/// Made before any other thread of the program, which inherits the blocked signals, and outliving all watches.
+/// Made before any other thread of the program, which inherits the blocked signals, and outliving
+/// all watches.
 class Interrupt {
  public:
   Interrupt();

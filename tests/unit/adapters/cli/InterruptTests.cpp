@@ -33,6 +33,20 @@ TEST(Interrupt, FirstSignalTellsTheWatcherAndRaisesTheDescriptor) {
   }
 }
 
+TEST(Interrupt, SignalThatTheCallerHasUsIgnoreStaysIgnored) {
+  std::signal(SIGINT, SIG_IGN);
+  {
+    const Interrupt interrupt;
+    sigset_t blocked;
+    pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+    EXPECT_EQ(sigismember(&blocked, SIGINT), 0);
+    EXPECT_EQ(sigismember(&blocked, SIGTERM), 1);
+    ::kill(::getpid(), SIGTERM);
+    EXPECT_TRUE(readable(interrupt.descriptor(), 5000));
+  }
+  std::signal(SIGINT, SIG_DFL);
+}
+
 TEST(Interrupt, LateWatcherIsToldAtOnce) {
   Interrupt interrupt;
   ::kill(::getpid(), SIGINT);
