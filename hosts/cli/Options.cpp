@@ -224,8 +224,10 @@ void requireNoEmptyValue(int argc, const char* const* argv) {
 void requireOwnComputer(const Draft& draft) {
   const std::string& google = draft.global.google;
   if (google.empty() || draft.googleAnywhere || isLoopbackURL(google)) return;
+  // A URL with a user name may hold a password, too.
+  const std::string shown = google.find('@') == google.npos ? google : "the URL";
   throw Failure::usage(
-      "--google: " + google + " does not lead to this computer.",
+      "--google: " + shown + " does not lead to this computer.",
       "Give a loopback address such as http://127.0.0.1:8080. If the sign-ins there may leave this "
       "computer, add --google-anywhere.");
 }

@@ -59,7 +59,7 @@ TEST_F(TwoGoogles, GoogleItselfDoesNotSeeSessionsOfALocalOne) {
 using Google = ProgramTest;
 
 TEST_F(Google, ElsewhereIsRefusedBeforeAnythingIsOpened) {
-  for (const char* url : {"https://drive.example.com", "https://127.0.0.1@drive.example.com"}) {
+  for (const char* url : {"https://drive.example.com", "https://127.0.0.1.drive.example.com"}) {
     auto elsewhere = setup({"accounts"});
     elsewhere.command.at(2) = url;
     const auto result = Program(elsewhere).finish();
