@@ -35,6 +35,7 @@ class Program {
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
 
+  pid_t process() const { return process_; }
   void signal(int number) const;
   /// Waits until standard error has a whole line that begins so, and gives it; empty when it ends without.
   std::string waitForErrorLine(const std::string& beginning);
