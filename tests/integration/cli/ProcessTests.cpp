@@ -70,5 +70,17 @@ TEST_F(AsUser, CredentialsMayComeFromAProcessSubstitution) {
   EXPECT_THAT(result.errors, HasSubstr("has no \"client_id\""));
 }
 
+TEST_F(AsUser, WhatStoresNothingWorksWhereNothingCanBeStored) {
+  const auto keychainFolder = home.path() / "corvane";
+  ASSERT_EQ(::chmod(keychainFolder.c_str(), 0500), 0);
+  for (const char* command : {"accounts", "status", "about", "ls"}) {
+    const auto result = Program(asUser({command})).finish();
+    EXPECT_EQ(result.exitCode, 0) << command << ": " << result.errors;
+    EXPECT_THAT(result.output, testing::Not(testing::IsEmpty())) << command;
+  }
+  EXPECT_EQ(Program(asUser({"sign-out", "ada@example.com"})).finish().exitCode, 7);
+  ASSERT_EQ(::chmod(keychainFolder.c_str(), 0700), 0);
+}
+
 }  // namespace
 }  // namespace corvane::cli::test
