@@ -86,8 +86,10 @@ Failure unexpected(const std::exception& error) {
 }
 
 /// Long enough for a keychain to close and a log to be written. A keyring that hangs is left
-/// behind.
-constexpr std::chrono::seconds platformPatience{2};
+/// behind, sooner when the user pressed Ctrl-C and watches.
+std::chrono::milliseconds patience(ExitCode code) {
+  return code == ExitCode::interrupted ? std::chrono::milliseconds(500) : std::chrono::seconds(2);
+}
 
 ExitCode runCommand(const Options& options, Interrupt& interrupt, Output& out, PlatformEnd& end) {
   const auto presenter = makePresenter(options);
@@ -164,15 +166,15 @@ int main(int argc, char** argv) {
   keepHeapSmall();
   std::signal(SIGPIPE, SIG_IGN);
   PlatformEnd platformEnd;
-  int code = static_cast<int>(ExitCode::other);
+  ExitCode code = ExitCode::other;
   try {
-    code = static_cast<int>(runProgram(argc, argv, platformEnd));
+    code = runProgram(argc, argv, platformEnd);
   } catch (const std::exception& error) {
     const Failure failure = unexpected(error);
     printToStandardError(asksForJSON(argc, argv) ? reportInJSON(failure)
                                                  : reportForPeople(failure, Style(false)));
   }
   // Threads that still work must not meet the end of static objects.
-  if (!platformEnd.wait(platformPatience)) ::_exit(code);
-  return code;
+  if (!platformEnd.wait(patience(code))) ::_exit(static_cast<int>(code));
+  return static_cast<int>(code);
 }
