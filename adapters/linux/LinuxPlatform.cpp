@@ -114,7 +114,9 @@ std::shared_ptr<Keychain> makeKeychain(const LinuxPlatformOptions& options,
                                                    problemTeller(options, log, "adapters/linux/sqlite"));
   }
   tellChoice(*log, "the desktop's keyring (Secret Service)");
-  return std::make_shared<SecretServiceKeychain>(problemTeller(options, log, "adapters/linux/libsecret"));
+  return std::make_shared<SecretServiceKeychain>(problemTeller(options, log, "adapters/linux/libsecret"),
+                                                 SecretServiceLimits{}, std::chrono::steady_clock::now,
+                                                 options.stopAsking);
 }
 
 void printSignInURL(const std::string& url) {

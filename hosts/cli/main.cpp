@@ -21,6 +21,7 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <stop_token>
 
 // Puts the program together: options, platform, factory, one command, and what is told about its failure.
 
@@ -53,12 +54,14 @@ std::shared_ptr<TerminalPresenter> makePresenter(const Options& options) {
 }
 
 Platform makePlatform(const Options& options, std::shared_ptr<TerminalPresenter> presenter,
-                      std::shared_ptr<ToldReasons> reasons, PlatformEnd& end) {
+                      std::shared_ptr<ToldReasons> reasons, PlatformEnd& end,
+                      std::stop_token stopAsking) {
   LinuxPlatformOptions wanted;
   wanted.lifetime = end.token();
   if (!options.global.google.empty()) wanted.google = GoogleEndpoints::at(options.global.google);
   wanted.keychainBackend = options.global.keychain;
   wanted.extraCAFile = options.global.caFile;
+  wanted.stopAsking = std::move(stopAsking);
   wanted.onKeychainProblem = [reasons = std::move(reasons)](const std::string& sentence) {
     reasons->tell(sentence);
   };
@@ -94,7 +97,9 @@ std::chrono::milliseconds patience(ExitCode code) {
 ExitCode runCommand(const Options& options, Interrupt& interrupt, Output& out, PlatformEnd& end) {
   const auto presenter = makePresenter(options);
   const auto reasons = std::make_shared<ToldReasons>();
-  Platform platform = makePlatform(options, presenter, reasons, end);
+  std::stop_source asking;
+  const auto watch = interrupt.watch([&asking] { asking.request_stop(); });
+  Platform platform = makePlatform(options, presenter, reasons, end, asking.get_token());
   const auto keychain = std::make_shared<ObservedKeychain>(platform.keychain, reasons);
   platform.keychain = keychain;
   CorvaneFactory factory(

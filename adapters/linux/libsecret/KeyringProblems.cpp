@@ -42,7 +42,7 @@ KeychainProblem unreachable(const std::string& what) {
   return {errSecNotAvailable,
           what +
               " Start a keyring such as gnome-keyring and log in to it, or have sessions kept in "
-              "the encrypted file instead (KeychainBackend::encryptedFile)."};
+              "an encrypted file instead."};
 }
 
 bool tellsOfLock(const GError& error) {

@@ -93,11 +93,17 @@ bool lacksPrompter(ReplyLoop& loop, const BusPeer& service) {
          ownerOf(loop, service, "org.gnome.keyring.SystemPrompter").empty();
 }
 
+KeychainProblem takenBack() {
+  return {errSecUserCanceled, "The keyring is locked, and the program took its prompt back."};
+}
+
 }  // namespace
 
 GVariantPointer showPrompt(ReplyLoop& loop, const BusPeer& service, const std::string& path,
-                           std::chrono::milliseconds limit) {
+                           std::chrono::milliseconds limit, const std::stop_token& stop) {
+  if (stop.stop_requested()) throw takenBack();
   PromptWatch watch(service, path);
+  const std::stop_callback wakeUp(stop, [&loop] { loop.wakeUp(); });
   constexpr const char* noParentWindow = "";
   try {
     reply(loop, service, {path, promptInterface, "Prompt", g_variant_new("(s)", noParentWindow), "()"});
@@ -105,25 +111,23 @@ GVariantPointer showPrompt(ReplyLoop& loop, const BusPeer& service, const std::s
     callOff(loop, service, path);
     throw;
   }
-  loop.waitUntil([&watch] { return watch.isOver(); }, limit);
+  loop.waitUntil([&] { return watch.isOver() || stop.stop_requested(); }, limit);
   if (!watch.isOver()) {
     takeBack(loop, service, path);
+    if (stop.stop_requested()) throw takenBack();
     throw DearAnswer(
         errSecInteractionNotAllowed,
-        "The keyring is locked, and its prompt was not answered in time. Try again and answer it, or "
-        "unlock the keyring in your keyring program.");
+        "The keyring is locked, and its prompt was not answered in time; try again and answer it.");
   }
   if (!watch.isCompleted) throw unreachable("The keyring service ended while it showed a prompt.");
   if (watch.isDismissed && lacksPrompter(loop, service))
     throw KeychainProblem(
         errSecInteractionNotAllowed,
-        "The keyring is locked, and there is no desktop here that could ask for its password. "
-        "Unlock it in a desktop session of this user and try again.");
+        "The keyring is locked, and there is no desktop here that could ask for its password; "
+        "unlock it in a desktop session of this user.");
   if (watch.isDismissed)
-    throw DearAnswer(
-        errSecUserCanceled,
-        "The keyring is locked, and its prompt was dismissed. Try again and answer it, or unlock the "
-        "keyring in your keyring program.");
+    throw DearAnswer(errSecUserCanceled,
+                     "The keyring is locked, and its prompt was dismissed; try again and answer it.");
   return std::move(watch.result);
 }
 

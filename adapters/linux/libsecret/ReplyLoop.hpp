@@ -46,6 +46,9 @@ class ReplyLoop {
   /// Handles events until `done()`, or until the limit is over; tells `done()`.
   bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit);
 
+  /// Has waitUntil ask for `done()` again. Any thread, at any time.
+  void wakeUp() { g_main_context_wakeup(context_); }
+
   /// Handles the events that are there already.
   void catchUp();
 

@@ -90,9 +90,7 @@ bool mentions(GVariant* paths, const std::string& path) {
 
 DearAnswer stillLocked() {
   return {errSecInteractionNotAllowed,
-          "The keyring is still locked after it has asked: the password may have been wrong. Try again, or "
-          "unlock "
-          "it in your keyring program."};
+          "The keyring is still locked after its prompt: the password may have been wrong; try again."};
 }
 
 GObjectPointer<GIOStream> streamTo(ReplyLoop& loop, const std::string& address, GError*& error) {
@@ -122,8 +120,8 @@ GDBusConnection* connectionOver(ReplyLoop& loop, GIOStream* stream, GError*& err
 
 }  // namespace
 
-SecretServiceClient::SecretServiceClient(const SecretServiceLimits& limits)
-    : limits_(limits), loop_(limits.reply) {
+SecretServiceClient::SecretServiceClient(const SecretServiceLimits& limits, std::stop_token stop)
+    : limits_(limits), stop_(std::move(stop)), loop_(limits.reply) {
   const ReplyLoop::Turn turn(loop_);
   connect();
   findService();
@@ -226,7 +224,7 @@ std::optional<ItemAttributes> SecretServiceClient::attributesOf(const std::strin
 GVariantPointer SecretServiceClient::answerOf(const char* prompt) {
   if (prompt == noPrompt) return nullptr;
   isCommitted_ = true;
-  return showPrompt(loop_, peer_, prompt, limits_.prompt);
+  return showPrompt(loop_, peer_, prompt, limits_.prompt, stop_);
 }
 
 void SecretServiceClient::unlock(const std::string& path) {

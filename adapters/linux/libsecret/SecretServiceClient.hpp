@@ -10,6 +10,7 @@
 #include <libsecret/secret.h>
 
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -38,8 +39,8 @@ struct NewItem {
 /// that a new conversation may do better.
 class SecretServiceClient {
  public:
-  /// Connects, and has the service started if the bus knows how to.
-  explicit SecretServiceClient(const SecretServiceLimits& limits);
+  /// Connects, and has the service started if the bus knows how to. No prompt is shown once stop is requested.
+  explicit SecretServiceClient(const SecretServiceLimits& limits, std::stop_token stop = {});
 
   const ReplyLoop& loop() const { return loop_; }
 
@@ -84,6 +85,7 @@ class SecretServiceClient {
   GVariantPointer answerOf(const char* prompt);
 
   const SecretServiceLimits limits_;
+  const std::stop_token stop_;
   ReplyLoop loop_;
   std::string address_;
   GObjectPointer<GDBusConnection> connection_;

@@ -80,8 +80,8 @@ NewItem newItem(const KeychainQuery& addition) {
 }  // namespace
 
 SecretServiceKeychain::SecretServiceKeychain(ProblemHandler onProblem, const SecretServiceLimits& limits,
-                                             Now now)
-    : onProblem_(std::move(onProblem)), limits_(limits), now_(std::move(now)) {}
+                                             Now now, std::stop_token stop)
+    : onProblem_(std::move(onProblem)), limits_(limits), now_(std::move(now)), stop_(std::move(stop)) {}
 
 SecretServiceKeychain::~SecretServiceKeychain() = default;
 
@@ -120,7 +120,7 @@ OSStatus SecretServiceKeychain::converse(Conversation conversation) {
     }
   }
   client = nullptr;
-  client = std::make_unique<SecretServiceClient>(limits_);
+  client = std::make_unique<SecretServiceClient>(limits_, stop_);
   return keep(talk());
 }
 

@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <stop_token>
 #include <string>
 
 namespace corvane {
@@ -27,8 +28,9 @@ class SecretServiceClient;
 /// A process forked off must start another program before it uses a keychain: GLib's threads do not live on in it.
 /// Threads: any, also at once; they take turns. A call lasts up to 10 seconds for each reply and 120 seconds for each
 /// prompt that the user is shown. A prompt that was dismissed or not answered, and a service that did not reply, count
-/// for all calls that begin up to a second later too: one action of the user's asks once. Cancellation: none from
-/// outside. Errors, each but the first four told to `onProblem` too, on the calling thread, in a sentence that says what
+/// for all calls that begin up to a second later too: one action of the user's asks once. Cancellation: once stop is
+/// requested, the prompt that is shown is taken back, and its call ends with errSecUserCanceled; no further one is
+/// shown. Errors, each but the first four told to `onProblem` too, on the calling thread, in a sentence that says what
 /// to do:
 ///
 /// | status                        | when |
@@ -55,7 +57,7 @@ class SecretServiceKeychain : public Keychain {
   using Now = std::function<RecentAnswer::Time()>;
 
   explicit SecretServiceKeychain(ProblemHandler onProblem = {}, const SecretServiceLimits& limits = {},
-                                 Now now = std::chrono::steady_clock::now);
+                                 Now now = std::chrono::steady_clock::now, std::stop_token stop = {});
   ~SecretServiceKeychain() override;
 
   OSStatus SecItemCopyMatching(const KeychainDictionary& query, KeychainValue* result) override;
@@ -73,6 +75,7 @@ class SecretServiceKeychain : public Keychain {
   const ProblemHandler onProblem_;
   const SecretServiceLimits limits_;
   const Now now_;
+  const std::stop_token stop_;
 
   std::mutex mutex_;
   RecentAnswer answer_;

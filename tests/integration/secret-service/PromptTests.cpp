@@ -1,5 +1,7 @@
 #include "FaultyKeyring.hpp"
 
+#include <future>
+#include <stop_token>
 #include <thread>
 
 // A locked keyring, and the user who is asked to unlock it.
@@ -64,6 +66,26 @@ TEST_F(Prompts, OneThatNobodyAnswersIsTakenBackAfterTheLimit) {
   EXPECT_EQ(calls("Prompt"), 1);
   EXPECT_EQ(calls("Dismiss"), 1);
   EXPECT_THAT(problems, ElementsAre(HasSubstr("not answered in time")));
+}
+
+TEST_F(Prompts, OneThatIsShownIsTakenBackWhenStopIsRequested) {
+  startLocked("--prompt wait");
+  std::stop_source asking;
+  SecretServiceKeychain shared({}, {}, std::chrono::steady_clock::now, asking.get_token());
+  auto status = std::async(std::launch::async, [&] { return read(shared, "ada"); });
+  waitFor("Prompt");
+  asking.request_stop();
+  EXPECT_EQ(status.get(), errSecUserCanceled);
+  EXPECT_EQ(calls("Dismiss"), 1);
+}
+
+TEST_F(Prompts, NoneIsShownOnceStopIsRequested) {
+  startLocked("--prompt wait");
+  std::stop_source asking;
+  asking.request_stop();
+  SecretServiceKeychain stopped({}, {}, std::chrono::steady_clock::now, asking.get_token());
+  EXPECT_EQ(read(stopped, "ada"), errSecUserCanceled);
+  EXPECT_EQ(calls("Prompt"), 0);
 }
 
 TEST_F(Prompts, OneThatUnlocksNothingLeavesTheKeyringLocked) {

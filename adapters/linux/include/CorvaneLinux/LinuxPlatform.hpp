@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <stop_token>
 #include <string>
 
 namespace corvane {
@@ -36,6 +37,10 @@ struct LinuxPlatformOptions {
   /// from several. It must not throw, nor use the keychain. The log has the same sentence. A keychain of
   /// the host's own tells nothing here.
   std::function<void(const std::string& sentence)> onKeychainProblem;
+  /// Once stop is requested, the desktop's keyring takes the prompt back that it shows, and shows no other:
+  /// the operation that waits for it ends as if the user had dismissed it. For a program that is about to
+  /// end. Cancelling an operation does not take a prompt back, as others may wait for the same answer.
+  std::stop_token stopAsking;
 
   /// Shows sign-in pages; empty means the system's browser, and the URL on standard error if there is none
   /// (SystemPresenter.hpp).
