@@ -14,12 +14,13 @@ void Context::note(std::string_view text) const {
 }
 
 Failure Context::explained(Failure failure) const {
-  if (!failure.ofKeychain || options.keychain != KeychainBackend::encryptedFile) return failure;
+  if (!failure.ofKeychain) return failure;
   auto reason = keychain.reason(*failure.ofKeychain);
   if (reason.empty()) return failure;
   failure.why = std::move(reason);
   // The reason of a refusal ends with the command to run.
-  if (failure.ofKeychain == errSecNotAvailable) failure.remedy.clear();
+  if (failure.ofKeychain == errSecNotAvailable && options.keychain == KeychainBackend::encryptedFile)
+    failure.remedy.clear();
   return failure;
 }
 

@@ -122,6 +122,8 @@ Failure Failure::of(const AnyError& error, const std::string& doing, KeychainBac
   const ErrorKind kind = errorKind(error);
   Failure failure;
   failure.exitCode = cli::exitCode(kind);
+  // A prompt that its user dismissed is the keyring's affair: the shell's 130 means Ctrl-C.
+  if (keychainStatus(cause) == errSecUserCanceled) failure.exitCode = ExitCode::keychain;
   failure.kind = kindName(kind);
   failure.headline = "Could not " + doing + ".";
   failure.why = reason(cause, keychain);

@@ -6,9 +6,9 @@ namespace {
 std::string keyringReason(OSStatus status) {
   switch (status) {
     case errSecInteractionNotAllowed:
-      return "The keyring is locked, and nobody answered when it asked to be unlocked.";
+      return "The keyring is locked.";
     case errSecUserCanceled:
-      return "The keyring is locked, and unlocking it was declined.";
+      return "The keyring is locked, and its prompt was dismissed.";
     case errSecNotAvailable:
       return "The desktop's keyring cannot be reached: there is no session bus, no keyring service or no "
              "default "
@@ -29,13 +29,11 @@ std::string keyringRemedy(OSStatus status) {
   switch (status) {
     case errSecInteractionNotAllowed:
     case errSecUserCanceled:
-      return "Try again and unlock the keyring when it asks, or unlock it in your keyring program; " +
-             std::string(fileInstead);
+      return "Unlock the keyring when it asks or in your keyring program, " + std::string(fileInstead);
     case errSecNotAvailable:
     case errSecAuthFailed:
     case errSecDecode:
-      return "Start a keyring such as gnome-keyring and unlock it, " + std::string(fileInstead) +
-             " --log-level error says more.";
+      return "Start a keyring such as gnome-keyring and unlock it, " + std::string(fileInstead);
     default:
       return {};
   }

@@ -58,16 +58,28 @@ TEST_F(InGnomeKeyring, LockedBetweenTwoStartsItAsksAndSaysWhatTheUserAnswered) {
   session.lockKeyring();
 
   const auto dismissed = whilePromptsAreAnswered("--dismiss", [this] { return run({"accounts"}); });
-  EXPECT_EQ(dismissed.exitCode, 130);
+  EXPECT_EQ(dismissed.exitCode, 7);
   EXPECT_EQ(dismissed.output, "");
   EXPECT_THAT(dismissed.errors,
-              AllOf(HasSubstr("locked"), HasSubstr("declined"), Not(HasSubstr("is signed in"))));
+              AllOf(HasSubstr("locked"), HasSubstr("dismissed"), Not(HasSubstr("is signed in"))));
   EXPECT_EQ(prompts, 1);
 
   const auto unlocked = whilePromptsAreAnswered("", [this] { return run({"accounts"}); });
   EXPECT_EQ(unlocked.exitCode, 0) << unlocked.errors;
   EXPECT_EQ(unlocked.output, "ada@example.com\n");
   EXPECT_EQ(prompts, 1);
+}
+
+TEST_F(InGnomeKeyring, LockedWithNobodyToAskItSaysSoAsDoesTheLog) {
+  ASSERT_EQ(signIn("ada@example.com").exitCode, 0);
+  session.lockKeyring();
+  const auto result = run({"--log-level", "error", "accounts"});
+  EXPECT_EQ(result.exitCode, 7);
+  const std::string sentence = "The keyring is locked, and there is no desktop here";
+  const auto first = result.errors.find(sentence);
+  ASSERT_NE(first, std::string::npos) << result.errors;
+  EXPECT_NE(result.errors.find(sentence, first + 1), std::string::npos) << result.errors;
+  EXPECT_EQ(errorIn(run({"--json", "accounts"})).at("kind"), "keychainLocked");
 }
 
 TEST_F(InGnomeKeyring, UnlockedElsewhereItGoesOnUnasked) {
@@ -137,20 +149,41 @@ TEST_F(InFaultyKeyring, DismissedItSaysSoAndHowToGoOn) {
        {std::vector<std::string>{"accounts"}, {"about"}, {"sign-out", "ada@example.com"}}) {
     keyring.forgetCalls();
     const auto result = run(command);
-    EXPECT_EQ(result.exitCode, 130);
+    EXPECT_EQ(result.exitCode, 7);
     EXPECT_THAT(result.errors,
-                AllOf(HasSubstr("locked"), HasSubstr("declined"), HasSubstr("--keychain file")));
+                AllOf(HasSubstr("locked"), HasSubstr("dismissed"), HasSubstr("--keychain file")));
     EXPECT_EQ(keyring.calls("Prompt"), 1);
   }
   EXPECT_EQ(keyring.calls("Delete"), 0);
 }
 
+TEST_F(InFaultyKeyring, DismissedItIsCancelledAndNotInterrupted) {
+  signInAndLock("--prompt dismiss");
+  const auto result = run({"--json", "accounts"});
+  EXPECT_EQ(result.exitCode, 7);
+  EXPECT_EQ(errorIn(result).at("kind"), "cancelled");
+}
+
+TEST_F(InFaultyKeyring, NotUnlockedItDoubtsThePassword) {
+  signInAndLock("--prompt shrug");
+  const auto result = run({"accounts"});
+  EXPECT_EQ(result.exitCode, 7);
+  EXPECT_THAT(result.errors, HasSubstr("the password may have been wrong"));
+}
+
+TEST_F(InFaultyKeyring, FailingItShowsTheServicesOwnReason) {
+  keyring.start("--fail-at OpenSession");
+  const auto result = signIn("ada@example.com");
+  EXPECT_EQ(result.exitCode, 7);
+  EXPECT_THAT(result.errors, HasSubstr("maybe libqca-ossl is missing"));
+}
+
 TEST_F(InFaultyKeyring, ASignInAsksForTheKeyringBeforeItSendsTheUserToThePage) {
   keyring.start("--locked --prompt dismiss");
   const auto result = signIn("ada@example.com");
-  EXPECT_EQ(result.exitCode, 130);
+  EXPECT_EQ(result.exitCode, 7);
   EXPECT_EQ(result.output, "");
-  EXPECT_THAT(result.errors, AllOf(HasSubstr("locked"), HasSubstr("declined"), Not(HasSubstr(pageStart()))));
+  EXPECT_THAT(result.errors, AllOf(HasSubstr("locked"), HasSubstr("dismissed"), Not(HasSubstr(pageStart()))));
   EXPECT_EQ(keyring.calls("Prompt"), 1);
   EXPECT_TRUE(google.journal().entries().empty());
 }
@@ -166,7 +199,7 @@ TEST_F(InFaultyKeyring, ASignInWhoseSessionCannotBeKeptSaysWhy) {
 TEST_F(InFaultyKeyring, UnreachableItNamesBothWaysOut) {
   const auto result = run({"accounts"});
   EXPECT_EQ(result.exitCode, 7);
-  EXPECT_THAT(result.errors, AllOf(HasSubstr("cannot be reached"), HasSubstr("gnome-keyring"),
+  EXPECT_THAT(result.errors, AllOf(HasSubstr("no keyring service"), HasSubstr("gnome-keyring"),
                                    HasSubstr("--keychain file")));
   const auto error = errorIn(run({"--json", "status"}));
   EXPECT_EQ(error.at("kind"), "keychainUnavailable");
@@ -179,6 +212,7 @@ TEST_F(InFaultyKeyring, InterruptedWhileAPromptIsShownItEndsAndThePromptGoes) {
   keyring.waitFor("Prompt");
   program.signal(SIGINT);
   EXPECT_EQ(program.finish().exitCode, 130);
+  keyring.waitFor("Dismiss");
 }
 
 }  // namespace

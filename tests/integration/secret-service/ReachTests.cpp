@@ -208,6 +208,12 @@ TEST_F(Reach, AServiceThatDiesWithinAReadIsNotAvailable) {
   }
 }
 
+TEST_F(Reach, TheServicesOwnReasonIsTold) {
+  start("--fail-at OpenSession");
+  EXPECT_EQ(add(keychain(), "ada"), errSecNotAvailable);
+  EXPECT_THAT(problems, ElementsAre(HasSubstr("maybe libqca-ossl is missing")));
+}
+
 TEST_F(Reach, AServiceThatRefusesAccessIsToldFromALockedOne) {
   for (const auto* call : {"ReadAlias", "SearchItems", "OpenSession", "CreateItem"}) {
     start(std::string("--deny-at ") + call);

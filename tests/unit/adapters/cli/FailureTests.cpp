@@ -123,7 +123,7 @@ TEST(Failure, LockedKeyringIsNeverToldAsNotSignedIn) {
   EXPECT_THAT(waited.remedy, HasSubstr("unlock"));
   const Failure dismissed = Failure::of(keychainError(errSecUserCanceled), "list");
   EXPECT_EQ(dismissed.kind, "cancelled");
-  EXPECT_THAT(dismissed.why, HasSubstr("declined"));
+  EXPECT_THAT(dismissed.why, HasSubstr("dismissed"));
 }
 
 TEST(Failure, UnreachableKeyringNamesBothWaysOutAndTheFileOnlyItsFolder) {
