@@ -120,8 +120,9 @@ TEST(Failure, LockedKeyringIsNeverToldAsNotSignedIn) {
   EXPECT_EQ(waited.exitCode, ExitCode::keychain);
   EXPECT_EQ(waited.kind, "keychainLocked");
   EXPECT_THAT(waited.why, HasSubstr("locked"));
-  EXPECT_THAT(waited.remedy, HasSubstr("unlock"));
+  EXPECT_THAT(waited.remedy, HasSubstr("Unlock the keyring"));
   const Failure dismissed = Failure::of(keychainError(errSecUserCanceled), "list");
+  EXPECT_EQ(dismissed.exitCode, ExitCode::keychain);
   EXPECT_EQ(dismissed.kind, "cancelled");
   EXPECT_THAT(dismissed.why, HasSubstr("dismissed"));
 }
