@@ -16,9 +16,8 @@ struct ForkedProcessError {
   static std::string_view errorDomain() { return "NSPOSIXErrorDomain"; }
   std::int64_t errorCode() const { return ESRCH; }
   std::string errorDescription() const {
-    return "Google Drive cannot be used here: this process was forked after the first use, and its "
-           "threads "
-           "are in the parent. Fork before the first use, or call exec().";
+    return "Google Drive cannot be used here: this process was forked after the first use, and the "
+           "threads are in the parent. Make a new platform after fork(), or call exec().";
   }
 };
 

@@ -10,6 +10,7 @@ CurlClient::~CurlClient() {
 }
 
 std::shared_ptr<Cancellable> CurlClient::send(HTTPRequest request, HTTPHandler handler) {
+  thread_->queue()->process().require();
   auto exchange = std::make_shared<Exchange>(std::move(request), thread_->limits().body, state_,
                                              thread_->queue());
   state_->add(exchange, std::move(handler));

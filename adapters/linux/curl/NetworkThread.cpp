@@ -8,12 +8,17 @@
 #include <pthread.h>
 
 #include <cerrno>
+#include <new>
 #include <system_error>
 
 namespace corvane {
 
 NetworkThread::~NetworkThread() {
   if (!thread_.joinable()) return;
+  if (queue_->process().isAnother()) {  // there is no thread to join, and none may be forgotten unjoined
+    static_cast<void>(new (std::nothrow) std::thread(std::move(thread_)));
+    return;
+  }
   queue_->stop();
   if (thread_.get_id() == std::this_thread::get_id())
     thread_.detach();  // a pool that runs its blocks at once; the loop ends by itself

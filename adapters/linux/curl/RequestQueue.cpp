@@ -7,18 +7,21 @@
 namespace corvane {
 
 void RequestQueue::post(Exchanges requests) noexcept {
+  if (process_.isAnother()) return;
   const std::lock_guard lock(mutex_);
   contents_.requests.splice(contents_.requests.end(), requests);
   wake();
 }
 
 void RequestQueue::requestSweep() noexcept {
+  if (process_.isAnother()) return;
   const std::lock_guard lock(mutex_);
   contents_.needsSweep = true;
   wake();
 }
 
 void RequestQueue::stop() noexcept {
+  if (process_.isAnother()) return;
   const std::lock_guard lock(mutex_);
   contents_.isStopped = true;
   wake();
@@ -32,6 +35,7 @@ RequestQueue::Contents RequestQueue::take() noexcept {
 void RequestQueue::wakeBy(CURLM* multi) noexcept {
   const std::lock_guard lock(mutex_);
   multi_ = multi;
+  process_.remember();
 }
 
 // Within the lock, so that the handle is not closed meanwhile.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "OwnProcess.hpp"
+
 #include <curl/curl.h>
 
 #include <list>
@@ -24,7 +26,10 @@ class RequestQueue {
     bool isStopped = false;
   };
 
-  /// Any thread; none of these waits or fails.
+  /// Whether this process still has the network thread.
+  const OwnProcess& process() const noexcept { return process_; }
+
+  /// Any thread; none of these waits or fails. In another process they do nothing.
   void post(Exchanges requests) noexcept;
   /// A request was cancelled, or a client was reset or dropped.
   void requestSweep() noexcept;
@@ -32,12 +37,13 @@ class RequestQueue {
 
   /// The network thread takes all that there is.
   Contents take() noexcept;
-  /// The multi handle that the network thread waits with; null once it waits no more.
+  /// The multi handle that the network thread of this process waits with; null once it waits no more.
   void wakeBy(CURLM* multi) noexcept;
 
  private:
   void wake() noexcept;
 
+  OwnProcess process_;
   std::mutex mutex_;
   Contents contents_;
   CURLM* multi_ = nullptr;

@@ -1,11 +1,14 @@
 // The network thread beside the platform's own workers.
 #include "HTTPFixture.hpp"
 #include "Hanging.hpp"
+#include "OwnProcess.hpp"
 #include "ReleasedHandler.hpp"
 #include "asio/AsioQueues.hpp"
 #include "support/Threads.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <future>
 #include <latch>
@@ -119,6 +122,28 @@ TEST_F(NetworkThreadTest, DroppedByTheBlockThatSentLeavesNoRequestBehind) {
   EXPECT_TRUE(handler.isReleased());
   EXPECT_TRUE(eventually([] { return threadsNamed({"corvane-http"}) == 0; }));
   EXPECT_TRUE(eventually([&] { return request.expired(); }));  // or its token would stay in memory
+}
+
+TEST_F(NetworkThreadTest, IsMissedAfterAForkWithoutWaiting) {
+  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
+  ASSERT_THAT(HTTPFixture::perform(*client, makeRequest("GET", server.url())), IsAnswer(200, "ok"));
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::alarm(30);
+    try {
+      static_cast<void>(client->send(makeRequest("GET", server.url()), [](Answer) {}));
+      ::_exit(1);
+    } catch (const AnyError& error) {
+      if (!error.as<ForkedProcessError>()) ::_exit(2);
+    }
+    client.reset();
+    network.reset();
+    ::_exit(0);
+  }
+  int status = -1;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_THAT(HTTPFixture::perform(*client, makeRequest("GET", server.url())), IsAnswer(200, "ok"));
 }
 
 }  // namespace
