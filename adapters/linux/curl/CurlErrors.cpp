@@ -39,6 +39,10 @@ NSError offline(const std::string& host) {
                         "Connect to a network and try again.");
 }
 
+bool says(const TransferFailure& failure, std::string_view text) {
+  return failure.libraryText.find(text) != std::string::npos;
+}
+
 NSError connectFailure(const TransferFailure& failure) {
   if (isTooManyFiles(failure.systemError)) return tooManyFiles(failure.host);
   if (failure.systemError == ENETUNREACH || failure.systemError == ENETDOWN) return offline(failure.host);
@@ -49,6 +53,10 @@ NSError connectFailure(const TransferFailure& failure) {
 
 NSError lookupFailure(const TransferFailure& failure) {
   if (isTooManyFiles(failure.systemError)) return tooManyFiles(failure.host);
+  if (says(failure, "thread failed to start"))
+    return urlError::make(urlError::cannotConnectToHost, "Could not connect to " + failure.host,
+                          "no thread could be started to look up its name",
+                          "Close other programs, or raise the limit (ulimit -u), and try again.");
   if (!failure.hasNetwork) return offline(failure.host);
   return urlError::make(urlError::cannotFindHost, "Could not find the host " + failure.host,
                         "its name has no address", "Check the name and the network connection.");
@@ -91,13 +99,15 @@ NSError handshakeFailed(const TransferFailure& failure) {
                         "TLS 1.2 or later is needed; check for a proxy or firewall in between.");
 }
 
-bool says(const TransferFailure& failure, std::string_view text) {
-  return failure.libraryText.find(text) != std::string::npos;
-}
-
 }  // namespace
 
+bool mayLackDescriptors(CURLcode code) noexcept {
+  return code == CURLE_COULDNT_RESOLVE_HOST || code == CURLE_COULDNT_RESOLVE_PROXY ||
+         code == CURLE_PEER_FAILED_VERIFICATION || code == CURLE_SSL_CACERT_BADFILE;
+}
+
 NSError transferError(const TransferFailure& failure) {
+  if (failure.fewDescriptors && mayLackDescriptors(failure.code)) return tooManyFiles(failure.host);
   if (failure.proxyStatus >= 300 && !failure.connected) return proxyRefused(failure);
   switch (failure.code) {
     case CURLE_OPERATION_TIMEDOUT:

@@ -18,7 +18,11 @@ struct TransferFailure {
   bool connected = false;   // TLS included
   bool inHeaders = false;   // connected, and no byte of a body yet
   bool hasNetwork = true;   // the system knows a way to the internet
+  bool fewDescriptors = false;  // which may be the reason
 };
+
+/// Whether libcurl gives this code also when it got no descriptor, and does not say so.
+bool mayLackDescriptors(CURLcode code) noexcept;
 
 /// Puts a transport failure into NSURLErrorDomain.
 NSError transferError(const TransferFailure& failure);

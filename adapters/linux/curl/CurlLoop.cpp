@@ -13,6 +13,8 @@ using namespace std::chrono_literals;
 
 /// Further requests of a client wait for one of these to end.
 constexpr unsigned mostRunningPerClient = 64;
+/// Of all clients together. A process may usually have 1024 descriptors, and the host needs most of them.
+constexpr std::size_t mostConnections = 256;
 /// When to try again after the pool had no memory or no thread for an answer.
 constexpr std::chrono::milliseconds untilPoolIsTriedAgain = 20ms;
 constexpr std::chrono::milliseconds untilWoken = 1h;
@@ -95,9 +97,36 @@ void CurlLoop::sweep() noexcept {
 }
 
 void CurlLoop::startWaiting() noexcept {
-  for (auto& [client, connections] : clients_)
-    while (connections.running < mostRunningPerClient && !connections.waiting.empty())
-      start(connections);
+  std::size_t started = 0;  // and not connected yet
+  while (auto* const next = nextToStart()) {
+    const bool hasIdleConnection = next->share && next->running == 0;
+    if (!hasIdleConnection) makeRoomForOneMoreThan(openSockets_ + started++);
+    start(*next);
+  }
+}
+
+/// Among the clients that wait, the one with the fewest running requests comes first.
+CurlLoop::Connections* CurlLoop::nextToStart() noexcept {
+  if (transfers_.size() >= mostConnections) return nullptr;
+  Connections* next = nullptr;
+  for (auto& [client, each] : clients_)
+    if (!each.waiting.empty() && each.running < mostRunningPerClient &&
+        (!next || each.running < next->running))
+      next = &each;
+  return next;
+}
+
+/// Closes idle connections, of the client that has been idle for longest first.
+void CurlLoop::makeRoomForOneMoreThan(std::size_t connections) noexcept {
+  for (; connections >= mostConnections; --connections) {
+    Connections* longest = nullptr;
+    for (auto& [client, each] : clients_)
+      if (each.share && each.running == 0 && each.waiting.empty() &&
+          (!longest || each.idleSince < longest->idleSince))
+        longest = &each;
+    if (!longest) return;
+    longest->share.reset();
+  }
 }
 
 /// Starts the first request that waits, or answers it when it cannot be started.
@@ -114,7 +143,7 @@ void CurlLoop::start(Connections& connections) noexcept {
         return answer(std::move(first));
       }
     }
-    auto transfer = std::make_unique<CurlTransfer>(settings_, exchange, connections.share);
+    auto transfer = std::make_unique<CurlTransfer>(settings_, exchange, connections.share, openSockets_);
     CURL* const handle = transfer->handle();
     const auto added = transfers_.emplace(handle, Running{std::move(transfer), {}}).first;
     if (curl_multi_add_handle(multi_.get(), handle) != CURLM_OK) {

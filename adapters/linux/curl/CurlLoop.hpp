@@ -52,6 +52,8 @@ class CurlLoop {
   void admit(Exchanges requests) noexcept;
   void sweep() noexcept;
   void startWaiting() noexcept;
+  Connections* nextToStart() noexcept;
+  void makeRoomForOneMoreThan(std::size_t connections) noexcept;
   void start(Connections& connections) noexcept;
   void work() noexcept;
   Transfers::iterator end(Transfers::iterator found) noexcept;
@@ -62,6 +64,7 @@ class CurlLoop {
   const TransferSettings settings_;
   const std::shared_ptr<RequestQueue> queue_;
   const std::shared_ptr<Queue> pool_;
+  std::size_t openSockets_ = 0;  // idle ones too
   std::unique_ptr<CURLM, MultiDeleter> multi_;
   std::unordered_map<const ClientState*, Connections> clients_;
   Transfers transfers_;

@@ -1,10 +1,12 @@
 #include "CurlTransfer.hpp"
 
 #include "CurlErrors.hpp"
+#include "Descriptors.hpp"
 #include "LocalNetwork.hpp"
 
 #include <openssl/ssl.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -37,8 +39,9 @@ std::string_view trimmed(std::string_view text) {
 }  // namespace
 
 CurlTransfer::CurlTransfer(const TransferSettings& settings, std::shared_ptr<Exchange> exchange,
-                           std::shared_ptr<CurlShare> share)
+                           std::shared_ptr<CurlShare> share, std::size_t& openSockets)
     : settings_(settings),
+      openSockets_(openSockets),
       exchange_(std::move(exchange)),
       share_(std::move(share)),
       handle_(curl_easy_init()) {
@@ -70,6 +73,8 @@ void CurlTransfer::setCallbacks() {
   set(CURLOPT_QUICK_EXIT, 1L);
   set(CURLOPT_OPENSOCKETFUNCTION, &CurlTransfer::openSocket);
   set(CURLOPT_OPENSOCKETDATA, static_cast<void*>(this));
+  set(CURLOPT_CLOSESOCKETFUNCTION, &CurlTransfer::closeSocket);
+  set(CURLOPT_CLOSESOCKETDATA, static_cast<void*>(&openSockets_));
   set(CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
   set(CURLOPT_HEADERDATA, static_cast<void*>(this));
   set(CURLOPT_WRITEFUNCTION, &CurlTransfer::onBody);
@@ -141,9 +146,18 @@ void CurlTransfer::setLimits() {
 
 // Programs that the host starts, a browser for one, must not inherit the connection.
 curl_socket_t CurlTransfer::openSocket(void* self, curlsocktype, curl_sockaddr* address) noexcept {
+  auto& transfer = *static_cast<CurlTransfer*>(self);
   const int opened = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
-  if (opened < 0) static_cast<CurlTransfer*>(self)->socketError_ = errno;  // libcurl does not keep it
+  if (opened < 0)
+    transfer.socketError_ = errno;  // libcurl does not keep it
+  else
+    ++transfer.openSockets_;
   return opened;
+}
+
+int CurlTransfer::closeSocket(void* openSockets, curl_socket_t socket) noexcept {
+  --*static_cast<std::size_t*>(openSockets);
+  return ::close(socket);
 }
 
 std::size_t CurlTransfer::onHeader(char* data, std::size_t size, std::size_t count, void* self) noexcept {
@@ -244,7 +258,9 @@ bool CurlTransfer::isCutShort(long status) const {
 
 NSError CurlTransfer::failure(CURLcode code) const {
   const std::string& host = exchange_->target().display();
-  if (code == CURLE_SSL_CACERT_BADFILE) return settings_.certificates.loadingFailed();
+  const bool fewDescriptors = mayLackDescriptors(code) && hasFewDescriptors();
+  if (code == CURLE_SSL_CACERT_BADFILE && !fewDescriptors)
+    return settings_.certificates.loadingFailed();
   switch (stopped_) {
     case Stopped::headersTooLarge:
       return headersTooLargeError(host);
@@ -268,6 +284,7 @@ NSError CurlTransfer::failure(CURLcode code) const {
   failure.connected = connectedAfter > 0;
   failure.inHeaders = failure.connected && !inBody_;
   failure.hasNetwork = code != CURLE_COULDNT_RESOLVE_HOST || hasWayToInternet();
+  failure.fewDescriptors = fewDescriptors;
   return transferError(failure);
 }
 

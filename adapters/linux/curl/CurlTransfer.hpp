@@ -26,9 +26,9 @@ struct TransferSettings {
 class CurlTransfer {
  public:
   /// Ready to be given to libcurl. Throws std::bad_alloc.
-  /// The settings outlive it.
+  /// The settings outlive it. `openSockets` is kept as long as its connection, and counts the sockets.
   CurlTransfer(const TransferSettings& settings, std::shared_ptr<Exchange> exchange,
-               std::shared_ptr<CurlShare> share);
+               std::shared_ptr<CurlShare> share, std::size_t& openSockets);
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
 
@@ -54,6 +54,7 @@ class CurlTransfer {
   void setHeaders();
 
   static curl_socket_t openSocket(void* self, curlsocktype purpose, curl_sockaddr* address) noexcept;
+  static int closeSocket(void* openSockets, curl_socket_t socket) noexcept;
   static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self) noexcept;
   static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self) noexcept;
   static int onProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept;
@@ -64,6 +65,7 @@ class CurlTransfer {
   NSError failure(CURLcode code) const;
 
   const TransferSettings& settings_;
+  std::size_t& openSockets_;
   const std::shared_ptr<Exchange> exchange_;
   const std::shared_ptr<CurlShare> share_;  // before the handle, which must let go of it first
   HeaderLines headers_;

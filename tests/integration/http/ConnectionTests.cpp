@@ -1,4 +1,5 @@
 #include "HTTPFixture.hpp"
+#include "Hanging.hpp"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -265,6 +266,55 @@ TEST(Connection, OfAClientThatMayIdleForeverIsKept) {
   HTTPFixture http(limits);
   for (int i = 0; i < 2; ++i) EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
   EXPECT_EQ(server.connections(), 1);
+}
+
+TEST(ConnectionsOfAProcess, AreAtMost256WhileRequestsRun) {
+  Hanging hanging;
+  const ScriptedServer server(hanging.script());
+  HTTPFixture http;
+  std::vector<std::shared_ptr<HTTPClient>> clients;
+  std::vector<std::shared_ptr<Cancellable>> tickets;
+  for (int i = 0; i < 5; ++i) {
+    clients.push_back(http.network.makeClient());
+    for (int j = 0; j < 64; ++j)
+      tickets.push_back(clients.back()->send(makeRequest("GET", server.url()), [](Answer) {}));
+  }
+  hanging.waitForArrival(256);
+  tickets.front()->cancel();
+  hanging.waitForDeparture(1);
+  hanging.waitForArrival(257);
+  EXPECT_EQ(server.connections(), 257);
+}
+
+TEST(ConnectionsOfAProcess, ThatAreIdleTheLongestAreClosedBeyond256) {
+  Departure departure;
+  const ScriptedServer server(departure.script());
+  HTTPFixture http;
+  std::vector<std::shared_ptr<HTTPClient>> clients;
+  const auto ask = [&](HTTPClient& client) {
+    EXPECT_THAT(HTTPFixture::perform(client, makeRequest("GET", server.url())), IsAnswer(200, "ok"));
+  };
+  for (int i = 0; i < 260; ++i) {
+    clients.push_back(http.network.makeClient());
+    ask(*clients.back());
+  }
+  EXPECT_TRUE(departure.waitFor(4));
+  for (std::size_t i = 4; i < clients.size(); ++i) ask(*clients[i]);
+  EXPECT_EQ(server.connections(), 260);
+}
+
+// A count that kept what failed would close the connection at the end.
+TEST(ConnectionsOfAProcess, ThatFailedDoNotCount) {
+  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
+  HTTPFixture http;
+  const auto other = http.network.makeClient();
+  EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
+  for (int i = 0; i < 300; ++i)
+    EXPECT_THAT(HTTPFixture::perform(*other, makeRequest("GET", "http://127.0.0.1:1/")),
+                IsURLError(urlError::cannotConnectToHost));
+  EXPECT_THAT(HTTPFixture::perform(*other, makeRequest("GET", server.url())), IsAnswer(200, "ok"));
+  EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
+  EXPECT_EQ(server.connections(), 2);
 }
 
 TEST(Connection, IsNotInheritedByProgramsThatTheHostStarts) {

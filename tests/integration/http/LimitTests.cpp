@@ -7,6 +7,11 @@
 
 #include <fcntl.h>
 
+#include <array>
+#include <functional>
+#include <set>
+#include <string>
+
 namespace corvane::test {
 namespace {
 
@@ -135,18 +140,21 @@ constexpr bool canRunWithoutDescriptors = false;
 constexpr bool canRunWithoutDescriptors = true;
 #endif
 
-/// Takes every descriptor that this process may have.
-class NoDescriptorsLeft {
+/// Takes every descriptor that this process may have, but so many.
+class FewDescriptorsLeft {
  public:
-  NoDescriptorsLeft() {
+  explicit FewDescriptorsLeft(int count) {
     ::getrlimit(RLIMIT_NOFILE, &before_);
-    const int lowest = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-    ::close(lowest);
-    rlimit none = before_;
-    none.rlim_cur = static_cast<rlim_t>(lowest);
-    ::setrlimit(RLIMIT_NOFILE, &none);
+    rlimit few = before_;
+    few.rlim_cur = 0;
+    for (int left = count; left >= 0; ++few.rlim_cur)
+      if (::fcntl(static_cast<int>(few.rlim_cur), F_GETFD) < 0) --left;
+    --few.rlim_cur;
+    ::setrlimit(RLIMIT_NOFILE, &few);
   }
-  ~NoDescriptorsLeft() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+  ~FewDescriptorsLeft() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+  FewDescriptorsLeft(const FewDescriptorsLeft&) = delete;
+  FewDescriptorsLeft& operator=(const FewDescriptorsLeft&) = delete;
 
  private:
   rlimit before_{};
@@ -157,7 +165,7 @@ TEST(OutOfDescriptors, FailsTheFirstRequestAndTheNextOneWorks) {
   const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
   HTTPFixture http;
   {
-    const NoDescriptorsLeft exhausted;
+    const FewDescriptorsLeft none(0);
     const auto answer = http.get(server.url());
     ASSERT_THAT(answer, IsURLError(-1004));
     EXPECT_THAT(answer.error().localizedDescription(), HasSubstr("open files"));
@@ -171,7 +179,7 @@ TEST(OutOfDescriptors, FailsALaterRequestAndTheNextOneWorks) {
   HTTPFixture http;
   ASSERT_THAT(http.get(server.url()), IsAnswer(200, "ok"));
   {
-    const NoDescriptorsLeft exhausted;
+    const FewDescriptorsLeft none(0);
     const auto answer = http.perform(makeRequest("DELETE", server.url()));  // never on a used connection
     ASSERT_THAT(answer, IsURLError(-1004));
     EXPECT_THAT(answer.error().localizedDescription(), HasSubstr("files are open"));
@@ -185,10 +193,52 @@ TEST(OutOfDescriptors, IsNotTakenForTheErrorOfAnAddressThatFailedBefore) {
   const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
   HTTPFixture http;
   ASSERT_THAT(http.get(server.url("localhost", "/")), IsAnswer(200, "ok"));
-  const NoDescriptorsLeft exhausted;
+  const FewDescriptorsLeft none(0);
   const auto answer = http.perform(makeRequest("DELETE", server.url()));
   ASSERT_THAT(answer, IsURLError(-1004));
   EXPECT_THAT(answer.error().localizedDescription(), HasSubstr("files are open"));
+}
+
+/// What the requests of a host end with that has so few descriptors left, from none to plenty.
+void expectWithFewDescriptors(HTTPFixture& http, const std::function<std::string(int)>& url,
+                              const std::set<std::int64_t>& codes) {
+  for (int left = 0; left < 24; ++left) {
+    const FewDescriptorsLeft few(left);
+    const auto answer = http.perform(makeRequest("DELETE", url(left)));  // never on a used connection
+    if (answer.isSuccess()) continue;
+    EXPECT_TRUE(codes.contains(answer.error().code()))
+        << left << " left: " << answer.error().localizedDescription();
+  }
+}
+
+TEST(FewDescriptors, AreNotTakenForANameWithoutAnAddress) {
+  if (!canRunWithoutDescriptors) GTEST_SKIP() << "the sanitizers need descriptors themselves";
+  std::array<char, 256> name{};
+  ASSERT_EQ(::gethostname(name.data(), name.size() - 1), 0);
+  // libcurl remembers addresses by name and port. Nobody listens below 100.
+  const auto url = [&](int left) {
+    return "https://" + std::string(name.data()) + ":" + std::to_string(50 + left) + "/";
+  };
+  HTTPFixture http;
+  const auto answer = http.get(url(-1));
+  if (!answer.isSuccess() && answer.error().code() == urlError::cannotFindHost)
+    GTEST_SKIP() << "this machine's own name has no address";
+  expectWithFewDescriptors(http, url, {urlError::cannotConnectToHost});
+}
+
+TEST(FewDescriptors, AreNotTakenForACertificateThatIsNotTrusted) {
+  if (!canRunWithoutDescriptors) GTEST_SKIP() << "the sanitizers need descriptors themselves";
+  const auto authority = makeAuthority("Corvane test authority");
+  const TemporaryFile file(authority.pem());
+  const ScriptedServer server({makeServerIdentity(authority, "localhost")},
+                              alwaysAnswer(httpAnswer("ok")));
+  HTTPLimits limits;
+  limits.connect = 500ms;  // the server may have no descriptor for the connection
+  HTTPFixture http(limits, file.path());
+  ASSERT_THAT(http.get(server.url("localhost", "/")), IsAnswer(200, "ok"));
+  expectWithFewDescriptors(http, [&](int) { return server.url("localhost", "/"); },
+                           {urlError::cannotConnectToHost, urlError::timedOut});
+  EXPECT_THAT(http.get(server.url("localhost", "/")), IsAnswer(200, "ok"));
 }
 
 }  // namespace
