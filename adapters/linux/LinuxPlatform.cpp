@@ -51,8 +51,7 @@ void requireEndpoint(const char* option, const std::string& url) {
   HTTPRequest request;
   request.method = "GET";
   request.url = url;
-  Origins origins;
-  auto target = RequestTarget::vet(request, origins);
+  auto target = RequestTarget::vet(request);
   if (!target) refuse(option, std::move(target).error().localizedDescription());
 }
 

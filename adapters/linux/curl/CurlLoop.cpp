@@ -137,7 +137,7 @@ void CurlLoop::start(Connections& connections) noexcept {
   if (isCancelledAndForgotten(*exchange)) return;
   try {
     if (!connections.share) connections.share = std::make_shared<CurlShare>();
-    if (exchange->target().origin->secure) {
+    if (exchange->target().secure) {
       if (auto error = settings_.certificates.refusal()) {
         exchange->setOutcome(Result<HTTPResponse, NSError>::failure(*std::move(error)));
         return answer(std::move(first));

@@ -95,10 +95,8 @@ void CurlTransfer::setSecurity() {
 
 void CurlTransfer::setTarget() {
   const RequestTarget& target = exchange_->target();
-  set(CURLOPT_CURLU, target.origin->url.get());
-  set(CURLOPT_URL, target.origin->text.c_str());  // only spares libcurl to put it together again
-  set(CURLOPT_REQUEST_TARGET, target.path.c_str());
-  set(CURLOPT_PROXY, target.origin->loopback ? "" : static_cast<const char*>(nullptr));
+  set(CURLOPT_CURLU, target.url.get());
+  set(CURLOPT_PROXY, target.loopback ? "" : static_cast<const char*>(nullptr));
 }
 
 void CurlTransfer::setMethod() {
@@ -249,7 +247,7 @@ void CurlTransfer::finish(CURLcode code) {
 /// An answer without a length ends with its connection (RFC 9112, 6.3). Over TLS only the closing alert
 /// tells that the server ended it; libcurl takes the end of the TCP stream for that too.
 bool CurlTransfer::isCutShort(long status) const {
-  if (!exchange_->target().origin->secure || closingAlertCame_) return false;
+  if (!exchange_->target().secure || closingAlertCame_) return false;
   const bool hasBody = status != 204 && status != 304 && exchange_->request().method != "HEAD";
   const bool hasLength = !response_.header("content-length").empty() ||
                          response_.header("transfer-encoding").find("chunked") != std::string_view::npos;
@@ -257,7 +255,7 @@ bool CurlTransfer::isCutShort(long status) const {
 }
 
 NSError CurlTransfer::failure(CURLcode code) const {
-  const std::string& host = exchange_->target().display();
+  const std::string& host = exchange_->target().display;
   const bool fewDescriptors = mayLackDescriptors(code) && hasFewDescriptors();
   if (code == CURLE_SSL_CACERT_BADFILE && !fewDescriptors)
     return settings_.certificates.loadingFailed();

@@ -62,7 +62,7 @@ Result<HTTPResponse, NSError> Exchange::inflatedOutcome() {
     if (outcome_) return *std::move(outcome_);
   } catch (const std::bad_alloc&) {
   }
-  return Outcome::failure(outOfMemoryError(target_.display()));
+  return Outcome::failure(outOfMemoryError(target_.display));
 }
 
 Result<HTTPResponse, NSError> Exchange::inflated(HTTPResponse response) const {
@@ -75,12 +75,12 @@ Result<HTTPResponse, NSError> Exchange::inflated(HTTPResponse response) const {
   const auto encoding = response.header("content-encoding");
   if (response.body.empty() || encoding.empty() || isEncoding(encoding, "identity"))
     return Outcome::success(std::move(response));
-  if (!isGzip(encoding)) return unreadable(unknownEncodingError(target_.display()));
+  if (!isGzip(encoding)) return unreadable(unknownEncodingError(target_.display));
 
   auto plain = inflateGzip(response.body, bodyLimit_);
   if (!plain)
-    return plain.error() == InflateFailure::tooLarge ? Outcome::failure(bodyTooLargeError(target_.display()))
-                                                     : unreadable(corruptBodyError(target_.display()));
+    return plain.error() == InflateFailure::tooLarge ? Outcome::failure(bodyTooLargeError(target_.display))
+                                                     : unreadable(corruptBodyError(target_.display));
   response.body = std::move(plain).value();
   dropHeader(response, "content-encoding");
   dropHeader(response, "content-length");

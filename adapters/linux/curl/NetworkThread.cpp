@@ -32,14 +32,14 @@ void NetworkThread::submit(const std::shared_ptr<Exchange>& exchange) {
     exchange->setOutcome(Result<HTTPResponse, NSError>::failure(std::move(error)));
     options_.pool->async(exchange->answering());
   };
-  auto target = RequestTarget::vet(exchange->request(), origins_);
+  auto target = RequestTarget::vet(exchange->request());
   if (!target) return fail(std::move(target).error());
   exchange->setTarget(std::move(target).value());
   Exchanges request{exchange};
   try {
     startOnce();
   } catch (const std::system_error& error) {
-    return fail(noNetworkThreadError(exchange->target().display(), error.code().message()));
+    return fail(noNetworkThreadError(exchange->target().display, error.code().message()));
   }
   queue_->post(std::move(request));
 }

@@ -33,7 +33,6 @@ class NetworkThread {
 
   const CurlNetwork::Options options_;
   const std::shared_ptr<RequestQueue> queue_ = std::make_shared<RequestQueue>();
-  Origins origins_;
   std::mutex starting_;
   std::thread thread_;
 };

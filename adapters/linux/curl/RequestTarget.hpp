@@ -1,24 +1,31 @@
 #pragma once
 
 #include "HTTPClient.hpp"
-#include "Origin.hpp"
+
+#include <curl/curl.h>
 
 #include <memory>
 #include <string>
 
 namespace corvane {
 
-/// Where a request goes.
+/// Where a request goes, taken apart by the parser that the transfer itself uses, so that what was
+/// vetted is what is connected to.
 struct RequestTarget {
-  std::shared_ptr<const Origin> origin;
-  /// What is asked of the origin: path and query, as they stood in the URL.
-  std::string path;
+  struct URLDeleter {
+    void operator()(CURLU* url) const { curl_url_cleanup(url); }
+  };
 
+  std::unique_ptr<CURLU, URLDeleter> url;
   /// Host, and port unless it is the scheme's own; for error texts.
-  const std::string& display() const { return origin->display; }
+  std::string display;
+  bool secure = false;
+  /// A loopback literal or "localhost": never through a proxy, and the only place where plain http may go.
+  bool loopback = false;
 
-  /// Refuses what must not leave: origins that are refused, and line breaks in the URL and in headers.
-  static Result<RequestTarget, NSError> vet(const HTTPRequest& request, Origins& origins);
+  /// Refuses what must not leave: other schemes, http beyond loopback, credentials in the URL, and line
+  /// breaks in the URL and in headers. Throws std::bad_alloc.
+  static Result<RequestTarget, NSError> vet(const HTTPRequest& request);
 };
 
 }  // namespace corvane
