@@ -169,7 +169,8 @@ int main(int argc, char** argv) {
   protectMemory();
   openStandardDescriptors();
   keepHeapSmall();
-  std::signal(SIGPIPE, SIG_IGN);
+  for (const int signal : {SIGPIPE, SIGXFSZ})  // a failed write tells it
+    std::signal(signal, SIG_IGN);
   PlatformEnd platformEnd;
   ExitCode code = ExitCode::other;
   try {

@@ -68,11 +68,11 @@ GoogleDriveAccountModel signIn(const Context& context) {
 ExitCode run(const Context& context, const SignInOptions&) {
   requireKeychain(context);
   const auto account = signIn(context);
-  context.out.line(context.options.json ? jsonObject([&account](KeyedEncodingContainer& object) {
+  context.out.lineOfDeed(context.options.json ? jsonObject([&account](KeyedEncodingContainer& object) {
     object.encode(std::string_view(account.userEmail()), CodingKey("userEmail"));
     object.encode(true, CodingKey("signedIn"));
   })
-                                        : "Signed in as " + escapedName(account.userEmail()));
+                                              : "Signed in as " + escapedName(account.userEmail()));
   return ExitCode::ok;
 }
 

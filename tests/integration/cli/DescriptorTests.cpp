@@ -88,6 +88,29 @@ TEST_F(Descriptors, DeedThatCannotBeToldOnOutputIsToldOnErrors) {
   EXPECT_THAT(signOut.errors, HasSubstr("Signed out ada@example.com"));
 }
 
+TEST_F(Descriptors, OutputBeyondTheUsersFileSizeLimitIsSaid) {
+  auto program = setup({"--json", "ls"});
+  const auto shell = {"/bin/bash", "-c", "ulimit -f 64; exec \"$@\"", "bash"};
+  program.command.insert(program.command.begin(), shell.begin(), shell.end());
+  program.outputFile = home.path() / "files";
+  std::ofstream(program.outputFile).close();
+  const auto result = Program(program).finish();
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_THAT(result.errors, HasSubstr("File too large"));
+}
+
+TEST_F(Descriptors, SignInThatCannotBeToldOnOutputIsToldOnErrors) {
+  auto signingIn = setup(
+      {"--credentials", credentials(), "sign-in", "--no-browser", "--account", "bob@example.com"});
+  signingIn.outputFile = "/dev/full";
+  Program program(signingIn);
+  browse(program.waitForErrorLine(pageStart()));
+  const auto result = program.finish();
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_THAT(result.errors, HasSubstr("Signed in as bob@example.com"));
+  EXPECT_EQ(run({"accounts"}).output, "ada@example.com\nbob@example.com\n");
+}
+
 TEST_F(Descriptors, ReaderThatIsGoneStopsDeletingWithAFailure) {
   const auto files = objects(run({"--json", "ls", "--pages", "1"}).output);
   const std::string first = files.at(0).at("id");
