@@ -41,8 +41,11 @@ void BuildTurns::passOn() noexcept {
 }
 
 void BuildTurns::releaseAll() noexcept {
-  while (oldest_) postOldest(nullptr);
+  Waiting* const earlier = std::exchange(oldest_, nullptr);
   collect(isOver());
+  Waiting* const later = std::exchange(oldest_, earlier);
+  while (oldest_) postOldest(nullptr);
+  oldest_ = later;
   while (oldest_) postOldest(nullptr);
 }
 
