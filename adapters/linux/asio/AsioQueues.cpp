@@ -5,7 +5,7 @@
 namespace corvane {
 namespace {
 
-// Closes the pool when the last queue goes. The pool itself lives on until its last thread has left.
+// Closes the pool when the last queue goes. The pool itself lives until its last thread has left.
 class PoolOwner {
  public:
   explicit PoolOwner(QueueTuning tuning) : pool_(std::make_shared<WorkerPool>(tuning)) {}
