@@ -119,7 +119,8 @@ std::shared_ptr<Keychain> makeKeychain(const LinuxPlatformOptions& options,
 }
 
 void printSignInURL(const std::string& url) {
-  std::fprintf(stderr, "No browser could be opened. To sign in, open this page:\n%s\n", url.c_str());
+  std::fprintf(stderr, "No browser could be opened. To sign in, open this address in one browser:\n%s\n",
+               url.c_str());
 }
 
 std::shared_ptr<const Pieces> makePieces(LinuxPlatformOptions options) {

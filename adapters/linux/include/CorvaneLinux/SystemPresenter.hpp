@@ -9,7 +9,8 @@
 
 namespace corvane {
 
-/// Takes the sign-in URL when no browser could be opened, to show it to the user. Called on any thread.
+/// Takes the one-use address (Presenter.hpp) when no browser could be opened, to show it to the user. Called on any
+/// thread.
 using ShowURL = std::function<void(const std::string& url)>;
 
 /// The presenter that a platform has by default: the desktop portal, else `xdg-open`, else `showURL`.

@@ -305,13 +305,16 @@ TEST(LoopbackListener, DroppingItClosesThePort) {
 TEST(LoopbackListener, ItMayBeDroppedOnItsOwnThread) {
   auto listener = std::make_unique<LoopbackListener>();
   const auto host = listener->host();
+  std::promise<void> isStarted;
   std::promise<void> dropped;
   auto* bare = listener.get();
   bare->start([&](const LoopbackRequest&) {
+    isStarted.get_future().wait();
     listener = nullptr;
     dropped.set_value();
     return answerWith("last words");
   });
+  isStarted.set_value();
   const RawClient client(host);
   client.send(getRequest(host, "/"));
   dropped.get_future().wait();
