@@ -63,7 +63,8 @@ class QVTessoraService {
 
   virtual ~QVTessoraService() = default;
 
-  /// Presents the sign-in over the window and returns at once.
+  /// Presents the sign-in over the window and returns at once. It may wait for the user for ever: a user who
+  /// closes the page is not always noticed.
   virtual void runSignIn(const WindowHandle& window, Handler handler) = 0;
 
   /// Abandons a running sign-in at once, from any thread; the handler is released uncalled.
