@@ -56,24 +56,6 @@ class PromptWatch {
   guint owner_ = 0;
 };
 
-void takeBack(ReplyLoop& loop, const BusPeer& service, const std::string& path) {
-  try {
-    replyIfThere(loop, service, {path, promptInterface, "Dismiss", nullptr, "()"});
-  } catch (const KeychainProblem&) {
-    // A service that no longer answers shows no prompt either.
-  }
-}
-
-/// Leaves word for a service that did not say whether it shows the prompt, and may show it later to nobody.
-void callOff(ReplyLoop& loop, const BusPeer& service, const std::string& path) {
-  g_dbus_connection_call(service.connection, service.name.c_str(), path.c_str(), promptInterface, "Dismiss",
-                         nullptr, nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, nullptr, nullptr, nullptr);
-  const auto sent = loop.await([&](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
-    g_dbus_connection_flush(service.connection, cancellable, callback, data);
-  });
-  g_dbus_connection_flush_finish(service.connection, sent.get(), nullptr);
-}
-
 /// The owner of a name on the bus; empty when it has none.
 std::string ownerOf(ReplyLoop& loop, const BusPeer& service, const char* name) {
   const BusPeer bus{service.connection, "org.freedesktop.DBus"};
@@ -86,11 +68,40 @@ std::string ownerOf(ReplyLoop& loop, const BusPeer& service, const char* name) {
   return owner;
 }
 
+bool isGnomeKeyring(ReplyLoop& loop, const BusPeer& service) {
+  return ownerOf(loop, service, "org.gnome.keyring") == service.name;
+}
+
 /// gnome-keyring has another program show its prompts: GNOME's shell, or gcr-prompter, which stays for ten seconds
 /// after each. Where neither can run, it answers in the user's name that the prompt was dismissed.
 bool lacksPrompter(ReplyLoop& loop, const BusPeer& service) {
-  return ownerOf(loop, service, "org.gnome.keyring") == service.name &&
-         ownerOf(loop, service, "org.gnome.keyring.SystemPrompter").empty();
+  return isGnomeKeyring(loop, service) && ownerOf(loop, service, "org.gnome.keyring.SystemPrompter").empty();
+}
+
+/// gnome-keyring (42.1) aborts when the prompt that it shows is dismissed: "assertion failed: (!self->current)" in
+/// gkd-secret-unlock.c. Its dialog stays, which costs the user a click and not the keyring.
+bool mayBeDismissed(ReplyLoop& loop, const BusPeer& service) {
+  return !isGnomeKeyring(loop, service);
+}
+
+void takeBack(ReplyLoop& loop, const BusPeer& service, const std::string& path) {
+  if (!mayBeDismissed(loop, service)) return;
+  try {
+    replyIfThere(loop, service, {path, promptInterface, "Dismiss", nullptr, "()"});
+  } catch (const KeychainProblem&) {
+    // A service that no longer answers shows no prompt either.
+  }
+}
+
+/// Leaves word for a service that did not say whether it shows the prompt, and may show it later to nobody.
+void callOff(ReplyLoop& loop, const BusPeer& service, const std::string& path) {
+  if (!mayBeDismissed(loop, service)) return;
+  g_dbus_connection_call(service.connection, service.name.c_str(), path.c_str(), promptInterface, "Dismiss",
+                         nullptr, nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, nullptr, nullptr, nullptr);
+  const auto sent = loop.await([&](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
+    g_dbus_connection_flush(service.connection, cancellable, callback, data);
+  });
+  g_dbus_connection_flush_finish(service.connection, sent.get(), nullptr);
 }
 
 KeychainProblem takenBack() {

@@ -192,8 +192,20 @@ auto SecretServiceClient::await(Begin begin, Finish finish) {
 }
 
 void SecretServiceClient::ensureSession() {
-  if (!secret_service_get_session_dbus_path(service_.get()))
-    await(secret_service_ensure_session, secret_service_ensure_session_finish);
+  if (secret_service_get_session_dbus_path(service_.get())) return;
+  const auto open = [this] { await(secret_service_ensure_session, secret_service_ensure_session_finish); };
+  try {
+    open();
+  } catch (const ConversationLost&) {
+    throw;
+  } catch (const DearAnswer&) {
+    throw;
+  } catch (const KeychainProblem& problem) {
+    // libsecret leaves a public key's leading zeros out, as one of 256 has. KWallet refuses those ("Client public key
+    // size is invalid"). Another attempt makes another key.
+    if (problem.status() != errSecNotAvailable) throw;
+    open();
+  }
 }
 
 std::string SecretServiceClient::defaultCollection() {

@@ -29,7 +29,7 @@ class SecretServiceClient;
 /// Threads: any, also at once; they take turns. A call lasts up to 10 seconds for each reply and 120 seconds for each
 /// prompt that the user is shown. A prompt that was dismissed or not answered, and a service that did not reply, count
 /// for all calls that begin up to a second later too: one action of the user's asks once. Cancellation: once stop is
-/// requested, the prompt that is shown is taken back, and its call ends with errSecUserCanceled; no further one is
+/// requested, the prompt that is shown is taken back (not from gnome-keyring, which would abort), and its call ends with errSecUserCanceled; no further one is
 /// shown. Errors, each but the first four told to `onProblem` too, on the calling thread, in a sentence that says what
 /// to do:
 ///

@@ -20,6 +20,7 @@ namespace {
 using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 
 /// An environment variable for as long as this lives.
 class Variable {
@@ -206,6 +207,14 @@ TEST_F(Reach, AServiceThatDiesWithinAReadIsNotAvailable) {
     start();
     EXPECT_EQ(read(same, "ada"), errSecItemNotFound) << call;
   }
+}
+
+// KWallet refuses one public key in 256.
+TEST_F(Reach, SessionThatTheServiceRefusesIsOpenedWithAnotherKey) {
+  start("--fail-at OpenSession --fail-times 1");
+  EXPECT_EQ(add(keychain(), "ada"), errSecSuccess);
+  EXPECT_EQ(read(keychain(), "ada"), errSecSuccess);
+  EXPECT_THAT(problems, IsEmpty());
 }
 
 TEST_F(Reach, TheServicesOwnReasonIsTold) {

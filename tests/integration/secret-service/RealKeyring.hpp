@@ -8,11 +8,12 @@
 
 namespace corvane::test {
 
-/// A session bus with KeePassXC or KWallet on it (`start-keyring`), which shows its dialogs on an X server of its own.
+/// A session bus with a keyring that shows its dialogs on an X server of its own (`start-keyring`).
 class RealKeyring {
  public:
-  /// What follows `start-keyring`: "keepassxc", "keepassxc ask" or "kwallet".
-  explicit RealKeyring(const std::string& which) {
+  /// What follows `start-keyring`: "keepassxc", "keepassxc ask", "kwallet" or "gnome-prompter".
+  explicit RealKeyring(const std::string& which)
+      : session(which == "gnome-prompter" ? KeyringSession::Keyring::gnome : KeyringSession::Keyring::none) {
     session.run(std::string(CORVANE_START_KEYRING) + " " + which + " 2>&1; sync");
   }
   ~RealKeyring() {
@@ -43,7 +44,18 @@ class RealKeyring {
   };
   Dialog answerDialog(const std::string& title, const std::string& key) { return {*this, title, key}; }
 
-  KeyringSession session{KeyringSession::Keyring::none};
+  /// Waits until a dialog of this title is on the screen, or is no more. Throws after half a minute.
+  void waitForDialog(const std::string& title) { waitUntil("", title); }
+  void waitForNoDialog(const std::string& title) { waitUntil("!", title); }
+
+  KeyringSession session;
+
+ private:
+  void waitUntil(const std::string& negation, const std::string& title) {
+    session.run("export DISPLAY=:$(cat $HOME/display); for i in $(seq 600); do if " + negation +
+                " xdotool search --onlyvisible --name '" + title +
+                "' >/dev/null; then break; fi; sleep 0.05; done; [ $i -lt 600 ]");
+  }
 };
 
 }  // namespace corvane::test

@@ -39,7 +39,7 @@ struct LinuxPlatformOptions {
   std::function<void(const std::string& sentence)> onKeychainProblem;
   /// Once stop is requested, the desktop's keyring takes the prompt back that it shows, and shows no other:
   /// the operation that waits for it ends as if the user had dismissed it. For a program that is about to
-  /// end. Cancelling an operation does not take a prompt back, as others may wait for the same answer.
+  /// end. gnome-keyring's and KWallet's dialogs stay on the screen all the same. Cancelling an operation does not take a prompt back, as others may wait for the same answer.
   std::stop_token stopAsking;
 
   /// Shows sign-in pages; empty means the system's browser, and the URL on standard error if there is none
