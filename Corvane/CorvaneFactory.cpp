@@ -29,8 +29,8 @@ CorvaneFactory::CorvaneFactory(std::optional<Data> credentials, std::string keyc
       mainAppWindow_(std::move(mainAppWindow)),
       platform_(std::move(platform)) {}
 
-// Makes the object now, or hands out one that makes it later, when the platform can be had. The late one has a
-// factory of its own, as this one may go and belongs to one thread.
+// Makes the object now, or hands out one that makes it later, when the platform can be had. The
+// late one has a factory of its own, as this one may go and belongs to one thread.
 template <class LateObject, class Make, class... Arguments>
 auto CorvaneFactory::nowOrLater(Make make, Arguments&&... arguments) -> decltype(make(*this)) {
   if (platform_) return make(*this);

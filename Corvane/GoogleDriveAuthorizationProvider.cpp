@@ -107,7 +107,8 @@ AnyPublisher<Void> GoogleDriveAuthorizationProvider::signOut(GoogleDriveAccountM
     auto start = [store = tokenStorage_, pool = taskPool_, account = std::move(account)](
                      const Subscriber<Void, AnyError>& subscriber) -> AnyCancellable {
       pool->async([store, account, subscriber] { removeSession(*store, account, subscriber); });
-      // A removal that has been asked for runs to its end; a cancelled subscription just does not hear of it.
+      // A removal that has been asked for runs to its end; a cancelled subscription just does not
+      // hear of it.
       return {};
     };
     DropRule<AnyError> unanswered{

@@ -13,10 +13,12 @@
 #include <utility>
 #include <vector>
 
-/// What the factory hands out when the platform cannot be made: out of memory, threads or descriptors.
+/// What the factory hands out when the platform cannot be made: out of memory, threads or
+/// descriptors.
 ///
-/// A late object stands for the real one. Each of its operations tries to make the real one, and fails with the
-/// platform's error while that fails. Once it is made, it does all the work. Any thread.
+/// A late object stands for the real one. Each of its operations tries to make the real one, and
+/// fails with the platform's error while that fails. Once it is made, it does all the work. Any
+/// thread.
 namespace corvane {
 
 template <class Object>

@@ -22,9 +22,9 @@
 /// and has the answer handled on the callback queue again. Each operation supplies the steps that differ; its object
 /// is shared by all its attempts, on any thread.
 ///
-/// Memory, threads or descriptors that run out over the work end the operation in one error. What the host's
-/// own code throws still ends the program: its callbacks and its log are called through functions that may
-/// not throw.
+/// Memory, threads or descriptors that run out over the work end the operation in one error. What
+/// the host's own code throws still ends the program: its callbacks and its log are called through
+/// functions that may not throw.
 namespace corvane {
 
 template <class Value>

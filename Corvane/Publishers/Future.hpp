@@ -153,8 +153,8 @@ class FuturePublisher final : public Publisher<Value, Failure> {
   std::shared_ptr<FutureState<Value, Failure>> state_;
 };
 
-/// Runs `body` with a new promise, at once, and returns the publisher of what it will be fulfilled with. What
-/// keeps `body` from its work is the failure.
+/// Runs `body` with a new promise, at once, and returns the publisher of what it will be fulfilled
+/// with. What keeps `body` from its work is the failure.
 template <class Value, class Failure, class Body>
 AnyPublisher<Value, Failure> future(Failure ifDropped, Body&& body) {
   const Promise<Value, Failure> promise(std::move(ifDropped));

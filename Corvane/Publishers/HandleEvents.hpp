@@ -9,9 +9,9 @@
 
 namespace corvane {
 
-/// Lets an observer see the completion just before the subscriber does. A cancelled subscription shows it
-/// nothing: of a completion and a cancellation that meet, the first to come wins. An exception of the
-/// observer ends the program.
+/// Lets an observer see the completion just before the subscriber does. A cancelled subscription
+/// shows it nothing: of a completion and a cancellation that meet, the first to come wins. An
+/// exception of the observer ends the program.
 template <class Value, class Failure>
 class HandleEvents final : public Publisher<Value, Failure> {
  public:

@@ -20,8 +20,8 @@ AnyPublisher<Value, Failure> failingWithoutMemory() noexcept {
       std::shared_ptr<const void>(), publisher));
 }
 
-/// The publisher that `make` makes, or a failing one if there is no memory to make it: an operation never
-/// throws.
+/// The publisher that `make` makes, or a failing one if there is no memory to make it: an operation
+/// never throws.
 template <class Value, class Failure, class Make>
 AnyPublisher<Value, Failure> madeOrFailing(Make make) {
   try {

@@ -24,10 +24,10 @@ namespace corvane {
 /// Threads: may be subscribed to from any thread; the operation says where callbacks run. Calls are serial.
 /// Cancellation: dropping the AnyCancellable of a subscription cancels it, silently; keep it until the result
 /// is in.
-/// Errors: a subscription always ends, also when whoever worked for it lets go without an answer. What keeps it
-/// from starting is a failure like any other: no memory, no thread, an AnyError that the work throws. Other
-/// exceptions of a host's own work leave `sink`, which then calls nobody back. If `Failure` cannot be made from
-/// an AnyError, all of them do.
+/// Errors: a subscription always ends, also when whoever worked for it lets go without an answer.
+/// What keeps it from starting is a failure like any other: no memory, no thread, an AnyError that
+/// the work throws. Other exceptions of a host's own work leave `sink`, which then calls nobody
+/// back. If `Failure` cannot be made from an AnyError, all of them do.
 template <class Value, class Failure = AnyError>
 class AnyPublisher {
  public:
@@ -55,7 +55,8 @@ class AnyPublisher {
   /// A publisher that fails each subscriber at once.
   static AnyPublisher failing(Failure error);
 
-  /// Subscribes. `onCompletion` is called last and once, after `onValue` if there is a value. Both are needed:
+  /// Subscribes. `onCompletion` is called last and once, after `onValue` if there is a value. Both
+  /// are needed:
   ///
   ///     auto subscription = drive->getAbout().sink(
   ///         [](Completion<AnyError> end) { if (end.isFailure()) show(end.error().what()); },
@@ -74,8 +75,8 @@ class AnyPublisher {
     return AnyCancellable(std::static_pointer_cast<Cancellable>(sink));
   }
 
-  /// Subscribes a receiver of the caller's own; for operators. If the subscription cannot start, the receiver
-  /// is told the failure.
+  /// Subscribes a receiver of the caller's own; for operators. If the subscription cannot start,
+  /// the receiver is told the failure.
   std::shared_ptr<Cancellable> subscribe(std::shared_ptr<Receiver<Value, Failure>> receiver) const {
     if constexpr (HoldsAnyError<Failure>) {
       try {

@@ -42,7 +42,8 @@ class PublisherAwaiter {
     return answer->suspend();  // another thread may destroy this awaiter from here on
   }
 
-  /// Errors: the failure, as an AnyError; `MissingValueError` for a publisher that finishes without a value.
+  /// Errors: the failure, as an AnyError; `MissingValueError` for a publisher that finishes without
+  /// a value.
   Value await_resume() {
     if (answer_->error) throw AnyError(*std::move(answer_->error));
     if (!answer_->value) throw AnyError(MissingValueError{});

@@ -18,10 +18,10 @@ class GoogleAccountsStoreType;
 /// Lifetime: what it makes stays usable after it is gone.
 /// Threads: not synchronized. Use it from one thread until the first `make…` has returned, from any
 /// afterwards.
-/// Errors: none. Bad credentials show when somebody signs in, keychain trouble in the operations that touch
-/// it. If the system's platform cannot be made just now, for want of threads or descriptors, the operations
-/// fail with that error and work again once it can. Only without memory for the object itself `make…` throws
-/// std::bad_alloc.
+/// Errors: none. Bad credentials show when somebody signs in, keychain trouble in the operations
+/// that touch it. If the system's platform cannot be made just now, for want of threads or
+/// descriptors, the operations fail with that error and work again once it can. Only without memory
+/// for the object itself `make…` throws std::bad_alloc.
 class CorvaneFactory final : public CorvaneFactoryType {
  public:
   /// Names the window over which a sign-in is presented; asked once per sign-in, on the subscribing thread.

@@ -10,8 +10,8 @@
 
 namespace corvane {
 
-/// Makes the module's three services. None of its operations fails. Each call makes a new object, all of
-/// which share one store of sessions and may outlive the factory.
+/// Makes the module's three services. None of its operations fails. Each call makes a new object,
+/// all of which share one store of sessions and may outlive the factory.
 class CorvaneFactoryType {
  public:
   virtual ~CorvaneFactoryType() = default;

@@ -40,10 +40,10 @@ constexpr std::string_view errorTypeName(const MissingValueError&) {
 /// An `OutOfMemoryError`, made without any memory.
 AnyError outOfMemory() noexcept;
 
-/// The error that an exception stands for: an AnyError is itself, std::bad_alloc is `outOfMemory()`,
-/// the number of a std::system_error is its code in `NSPOSIXErrorDomain` (11, EAGAIN, for a thread
-/// that could not be started), and any other has code 0 in the domain "std.exception". The
-/// exception's text is in the description.
+/// The error that an exception stands for: an AnyError is itself, std::bad_alloc is
+/// `outOfMemory()`, the number of a std::system_error is its code in `NSPOSIXErrorDomain` (11,
+/// EAGAIN, for a thread that could not be started), and any other has code 0 in the domain
+/// "std.exception". The exception's text is in the description.
 AnyError errorOfException(const std::exception& exception) noexcept;
 
 /// Whether an exception says that the system could not do its part: no memory, no thread, no

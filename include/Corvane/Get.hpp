@@ -19,8 +19,9 @@ namespace corvane {
 
 /// Subscribes and gives the result as a std::future. The subscription runs to its end even if the future is
 /// dropped. A failure is part of the result, not an exception, so that it crosses threads as a plain value.
-/// Errors: throws std::bad_alloc if there is no memory for the future itself. A publisher that finishes without
-/// a value fails with `MissingValueError`, or with a std::future_error if `Failure` cannot hold that.
+/// Errors: throws std::bad_alloc if there is no memory for the future itself. A publisher that
+/// finishes without a value fails with `MissingValueError`, or with a std::future_error if
+/// `Failure` cannot hold that.
 template <class Value, class Failure>
 std::future<Result<Value, Failure>> toFuture(const AnyPublisher<Value, Failure>& publisher) {
   struct Pending {
@@ -87,8 +88,8 @@ class PendingAnswer final : public Receiver<Value, Failure> {
 ///
 ///     const About about = get(drive->getAbout());
 ///
-/// Errors: throws the failure as an AnyError, on the waiting thread; `MissingValueError` if the publisher
-/// finishes without a value or lets go without an answer.
+/// Errors: throws the failure as an AnyError, on the waiting thread; `MissingValueError` if the
+/// publisher finishes without a value or lets go without an answer.
 template <class Value, class Failure>
 Value get(const AnyPublisher<Value, Failure>& publisher) {
   std::shared_ptr<PendingAnswer<Value, Failure>> answer;

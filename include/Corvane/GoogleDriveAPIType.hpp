@@ -14,8 +14,8 @@ namespace corvane {
 ///
 /// Lifetime: operations start at subscription, once per subscriber. Dropping the API object ends its running
 /// requests with NSURLErrorDomain -999.
-/// Threads: any; work and callbacks run on the shared user-initiated queue. Only an operation that the queue
-/// cannot take, for want of memory or threads, fails at once, on the subscribing thread.
+/// Threads: any; work and callbacks run on the shared user-initiated queue. Only an operation that
+/// the queue cannot take, for want of memory or threads, fails at once, on the subscribing thread.
 /// Cancellation: ends the request, or the delay before a further attempt, at once and silently.
 /// Errors: Drive's (see CorvanePlatform/DriveService.hpp), the keychain's when the session cannot be read, or
 /// GoogleDriveAPIError. Reads are tried up to four times more after a transient failure; deletes and trashing

@@ -16,8 +16,8 @@ class GoogleDriveAccountProviderType {
   ///
   /// Lifetime: the read starts with the call and runs to its end; every subscriber of the result gets the
   /// same one, also a late one.
-  /// Threads: callbacks run on the task pool, or at once on the subscribing thread, which may be the main one,
-  /// when the result is already in.
+  /// Threads: callbacks run on the task pool, or at once on the subscribing thread, which may be
+  /// the main one, when the result is already in.
   /// Errors: the store's, unchanged; with nothing stored, GoogleAccountsStoreError's `keysNotFound`.
   virtual AnyPublisher<std::vector<GoogleDriveAccountModel>> getAccounts() = 0;
 };

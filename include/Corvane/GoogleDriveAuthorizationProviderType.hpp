@@ -16,9 +16,9 @@ class GoogleDriveAuthorizationProviderType {
   ///
   /// Lifetime: nothing is presented before somebody subscribes; each subscription is a sign-in of its own.
   /// The provider may be dropped meanwhile.
-  /// Threads: subscribe on the thread that owns the window. Callbacks come on a thread of the platform's pool,
-  /// but a sign-in that cannot start (no credentials, no window, no memory) fails at once, within `sink` and on
-  /// the subscribing thread.
+  /// Threads: subscribe on the thread that owns the window. Callbacks come on a thread of the
+  /// platform's pool, but a sign-in that cannot start (no credentials, no window, no memory) fails
+  /// at once, within `sink` and on the subscribing thread.
   /// Cancellation: takes the sign-in down at once, silently.
   /// Errors: one case for each way to fail, with a sentence for the user. Nothing is retried.
   virtual AnyPublisher<GoogleDriveAccountModel, GoogleDriveAuthorizationProviderError> signIn() = 0;
@@ -27,8 +27,8 @@ class GoogleDriveAuthorizationProviderType {
   ///
   /// Lifetime: each subscription removes once; the removal runs to its end even if the subscription is
   /// cancelled.
-  /// Threads: work and callbacks run on the task pool; a removal that the pool cannot take fails at once, on
-  /// the subscribing thread.
+  /// Threads: work and callbacks run on the task pool; a removal that the pool cannot take fails at
+  /// once, on the subscribing thread.
   /// Errors: the keychain's, unchanged; an account without a session fails.
   virtual AnyPublisher<Void> signOut(GoogleDriveAccountModel account) = 0;
 };

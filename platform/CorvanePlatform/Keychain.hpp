@@ -87,8 +87,8 @@ class KeychainValue {
   bool operator==(const KeychainValue& other) const;
 
  private:
-  // A type of our own: libstdc++ 12 takes a variant of nothing but its own types for one that is never without
-  // a value, and a copy that runs out of memory then ends the program.
+  // A type of our own: libstdc++ 12 takes a variant of nothing but its own types for one that is
+  // never without a value, and a copy that runs out of memory then ends the program.
   struct Text {
     std::string content;
     bool operator==(const Text&) const = default;

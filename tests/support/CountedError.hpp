@@ -6,7 +6,8 @@
 
 namespace corvane::test {
 
-/// An error that counts how often it is described: whoever computes a message that is not written shows.
+/// An error that counts how often it is described: whoever computes a message that is not written
+/// shows.
 struct CountedError {
   static int& descriptions() {
     static int count = 0;

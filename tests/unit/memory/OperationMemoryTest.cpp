@@ -19,8 +19,8 @@
 #include "support/FailingAllocations.hpp"
 #include "support/FakePlatform.hpp"
 
-// Every allocation of an operation fails in turn, with the platform's pieces in place: the operation ends with one
-// value or one error, and the program goes on.
+// Every allocation of an operation fails in turn, with the platform's pieces in place: the
+// operation ends with one value or one error, and the program goes on.
 namespace corvane::test {
 namespace {
 
@@ -143,7 +143,8 @@ FakeDriveService::CompletionHandler handlerOf(Rig& rig, std::size_t request) {
   return rig.fake.driveServices.at(0)->requests().at(request).ticket->takeHandler();
 }
 
-/// The operation is asked for, subscribed to and started with little memory, and answered with enough.
+/// The operation is asked for, subscribed to and started with little memory, and answered with
+/// enough.
 template <class Value>
 void exhaustStart(const DriveCall<Value>& call, const GTLRObject& answer) {
   exhaust([&](int allocations) {

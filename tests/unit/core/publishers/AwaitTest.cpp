@@ -128,7 +128,8 @@ TEST(Await, ThrowsAnErrorWhenThePublisherFinishesWithoutAValue) {
 }
 
 TEST(Await, IsNeverToldOnceSubscribingThrew) {
-  // The host's work throws what is no failure of the system, and its subscriber is told of it later.
+  // The host's work throws what is no failure of the system, and its subscriber is told of it
+  // later.
   UniqueFunction<void()> later;
   const auto throwing = AnyPublisher<int>::create(
       [](const Subscriber<int, AnyError>&) -> AnyCancellable { throw std::logic_error("a bug"); },
