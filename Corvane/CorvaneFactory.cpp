@@ -37,8 +37,8 @@ auto CorvaneFactory::nowOrLater(Make make, Arguments&&... arguments) -> decltype
   try {
     return make(*this);
   } catch (const std::exception&) {
-    auto again = std::make_shared<CorvaneFactory>(credentials_, keychainService_, keychainAccessGroup_,
-                                                  mainAppWindow_);
+    auto again = std::make_shared<CorvaneFactory>(credentials_, keychainService_,
+                                                  keychainAccessGroup_, mainAppWindow_);
     return std::make_shared<LateObject>([again = std::move(again), make] { return make(*again); },
                                         std::forward<Arguments>(arguments)...);
   }
@@ -49,9 +49,8 @@ std::shared_ptr<GoogleDriveAuthorizationProviderType> CorvaneFactory::makeAuthor
   const auto make =
       [nfrTracker](CorvaneFactory& self) -> std::shared_ptr<GoogleDriveAuthorizationProviderType> {
     const auto& storage = self.tokenStorage();
-    return std::make_shared<GoogleDriveAuthorizationProvider>(self.credentials_, storage,
-                                                              self.mainAppWindow_, nfrTracker,
-                                                              self.platform());
+    return std::make_shared<GoogleDriveAuthorizationProvider>(
+        self.credentials_, storage, self.mainAppWindow_, nfrTracker, self.platform());
   };
   return nowOrLater<LateAuthorizationProvider>(make, nfrTracker);
 }

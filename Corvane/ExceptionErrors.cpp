@@ -44,7 +44,8 @@ AnyError errorOfException(const std::exception& exception) noexcept {
 }
 
 bool isFailureOfSystem(const std::exception& exception) noexcept {
-  return dynamic_cast<const AnyError*>(&exception) || dynamic_cast<const std::bad_alloc*>(&exception) ||
+  return dynamic_cast<const AnyError*>(&exception) ||
+         dynamic_cast<const std::bad_alloc*>(&exception) ||
          dynamic_cast<const std::system_error*>(&exception);
 }
 

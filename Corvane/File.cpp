@@ -8,10 +8,10 @@
 
 namespace corvane {
 
-File::File(std::string newId, std::string newMimeType, std::string newName, std::optional<std::string> newSize,
-           bool newShared, bool newTrashed, Date newCreatedTime, Date newModifiedTime,
-           std::optional<std::vector<std::string>> newParents, std::optional<std::string> newIconLink,
-           std::optional<std::string> newWebViewLink)
+File::File(std::string newId, std::string newMimeType, std::string newName,
+           std::optional<std::string> newSize, bool newShared, bool newTrashed, Date newCreatedTime,
+           Date newModifiedTime, std::optional<std::vector<std::string>> newParents,
+           std::optional<std::string> newIconLink, std::optional<std::string> newWebViewLink)
     : id(std::move(newId)),
       mimeType(std::move(newMimeType)),
       name(std::move(newName)),

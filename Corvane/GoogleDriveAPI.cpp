@@ -73,22 +73,25 @@ AnyPublisher<About> GoogleDriveAPI::getAbout() {
 
 AnyPublisher<FilesPage> GoogleDriveAPI::getFilesPage(std::optional<std::string> pageToken) {
   return madeOrFailing<FilesPage, AnyError>([&] {
-    auto page = retried(filesPageOperation(DriveLog(log_), pageToken), serviceProvider_, callbackQueue_);
-    return mapError(std::move(page),
-                    [email = account_.userEmail(), pageToken = std::move(pageToken)](AnyError error) {
-                      return nameAccountAndPage(std::move(error), email, pageToken);
-                    });
+    auto page =
+        retried(filesPageOperation(DriveLog(log_), pageToken), serviceProvider_, callbackQueue_);
+    return mapError(std::move(page), [email = account_.userEmail(),
+                                      pageToken = std::move(pageToken)](AnyError error) {
+      return nameAccountAndPage(std::move(error), email, pageToken);
+    });
   });
 }
 
 AnyPublisher<Void> GoogleDriveAPI::deleteFile(std::string fileId) {
-  return madeOrFailing<Void, AnyError>(
-      [&] { return onceOnly(deleteOperation(std::move(fileId)), serviceProvider_, callbackQueue_); });
+  return madeOrFailing<Void, AnyError>([&] {
+    return onceOnly(deleteOperation(std::move(fileId)), serviceProvider_, callbackQueue_);
+  });
 }
 
 AnyPublisher<Void> GoogleDriveAPI::moveToTrash(std::string fileId) {
-  return madeOrFailing<Void, AnyError>(
-      [&] { return onceOnly(trashOperation(std::move(fileId)), serviceProvider_, callbackQueue_); });
+  return madeOrFailing<Void, AnyError>([&] {
+    return onceOnly(trashOperation(std::move(fileId)), serviceProvider_, callbackQueue_);
+  });
 }
 
 }  // namespace corvane

@@ -52,8 +52,9 @@ AnyPublisher<Accounts> GoogleDriveAccountProvider::getAccounts() {
             return;
           }
           auto& pool = *self->taskPool_;
-          pool.async(
-              [self = std::move(self), promise] { promise.fulfil(readAccounts(*self->tokenStorage_)); });
+          pool.async([self = std::move(self), promise] {
+            promise.fulfil(readAccounts(*self->tokenStorage_));
+          });
         });
   });
 }

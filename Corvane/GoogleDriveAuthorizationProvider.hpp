@@ -38,7 +38,8 @@ class GoogleDriveAuthorizationProvider final
   SignInPublisher makeSignIn();
   AnyCancellable startSignIn(const SignInSubscriber& subscriber) const;
   void trackStarted() const noexcept;
-  void trackFinished(const Completion<GoogleDriveAuthorizationProviderError>& completion) const noexcept;
+  void trackFinished(
+      const Completion<GoogleDriveAuthorizationProviderError>& completion) const noexcept;
 
   std::optional<QVTessoraCredentials> credentials_;
   std::shared_ptr<GoogleAccountsStoreType> tokenStorage_;

@@ -52,8 +52,10 @@ AnyPublisher<std::vector<GoogleDriveAccountModel>> LateAccountProvider::getAccou
   }
 }
 
-LateGoogleDriveAPI::LateGoogleDriveAPI(Late<GoogleDriveAPIType>::Make make, GoogleDriveAccountModel account)
-    : api_(std::make_shared<Late<GoogleDriveAPIType>>(std::move(make))), account_(std::move(account)) {}
+LateGoogleDriveAPI::LateGoogleDriveAPI(Late<GoogleDriveAPIType>::Make make,
+                                       GoogleDriveAccountModel account)
+    : api_(std::make_shared<Late<GoogleDriveAPIType>>(std::move(make))),
+      account_(std::move(account)) {}
 
 AnyPublisher<About> LateGoogleDriveAPI::getAbout() {
   return deferred<About>([api = api_] { return api->object()->getAbout(); });

@@ -31,7 +31,8 @@ std::vector<GoogleDriveAccountModel> storedAccounts(CorvaneFactory& factory) {
 GoogleDriveAccountModel account(CorvaneFactory& factory) {
   const auto accounts = storedAccounts(factory);
   // The list may be empty, too: the keychain can hold items that name no account.
-  return accounts.empty() ? get(factory.makeAuthorizationProvider(nullptr)->signIn()) : accounts.front();
+  return accounts.empty() ? get(factory.makeAuthorizationProvider(nullptr)->signIn())
+                          : accounts.front();
 }
 
 }  // namespace

@@ -36,9 +36,10 @@ std::optional<std::vector<std::string>> copied(
 
 void addConverted(std::vector<File>& files, const GTLRDrive_FileView& complete) {
   files.emplace_back(std::string(*complete.identifier), std::string(*complete.mimeType),
-                     std::string(*complete.name), copied(complete.size), complete.shared.value_or(false),
-                     complete.trashed.value_or(false), *complete.createdTime, *complete.modifiedTime,
-                     copied(complete.parents), copied(complete.iconLink), copied(complete.webViewLink));
+                     std::string(*complete.name), copied(complete.size),
+                     complete.shared.value_or(false), complete.trashed.value_or(false),
+                     *complete.createdTime, *complete.modifiedTime, copied(complete.parents),
+                     copied(complete.iconLink), copied(complete.webViewLink));
 }
 
 }  // namespace

@@ -44,7 +44,9 @@ class HandleEvents final : public Publisher<Value, Failure> {
     void cancel() noexcept override { upstream_.cancel(); }
 
    private:
-    void observe(const Completion<Failure>& completion) const noexcept { receiveCompletion_(completion); }
+    void observe(const Completion<Failure>& completion) const noexcept {
+      receiveCompletion_(completion);
+    }
 
     std::shared_ptr<Receiver<Value, Failure>> downstream_;
     Observer receiveCompletion_;

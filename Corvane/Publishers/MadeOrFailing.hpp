@@ -16,8 +16,8 @@ AnyPublisher<Value, Failure> failingWithoutMemory() noexcept {
   using Failing = FailingPublisher<Value, Failure>;
   alignas(Failing) static unsigned char place[sizeof(Failing)];
   static const auto* const publisher = new (place) Failing(Failure(outOfMemory()));
-  return AnyPublisher<Value, Failure>(std::shared_ptr<const Publisher<Value, Failure>>(
-      std::shared_ptr<const void>(), publisher));
+  return AnyPublisher<Value, Failure>(
+      std::shared_ptr<const Publisher<Value, Failure>>(std::shared_ptr<const void>(), publisher));
 }
 
 /// The publisher that `make` makes, or a failing one if there is no memory to make it: an operation

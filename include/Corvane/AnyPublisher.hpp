@@ -63,7 +63,8 @@ class AnyPublisher {
   ///         [](About about) { show(about.user.displayName); });
   template <class OnCompletion, class OnValue>
   requires std::invocable<OnCompletion&, Completion<Failure>> && std::invocable<OnValue&, Value>
-  AnyCancellable sink(OnCompletion onCompletion, OnValue onValue) const {
+      AnyCancellable sink(OnCompletion onCompletion, OnValue onValue)
+  const {
     const auto sink = makeSink(onCompletion, onValue);
     if (!sink) return {};
     try {
@@ -106,7 +107,8 @@ class AnyPublisher {
 
   // Null when there is no memory for it, which `onCompletion` then has been told.
   template <class OnCompletion, class OnValue>
-  static std::shared_ptr<Sink<Value, Failure>> makeSink(OnCompletion& onCompletion, OnValue& onValue) {
+  static std::shared_ptr<Sink<Value, Failure>> makeSink(OnCompletion& onCompletion,
+                                                        OnValue& onValue) {
     const auto make = [&] {
       auto sink = std::make_shared<Sink<Value, Failure>>();
       sink->callBack(std::make_unique<Callbacks<OnCompletion, OnValue>>(std::move(onCompletion),

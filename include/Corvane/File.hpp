@@ -13,10 +13,10 @@ namespace corvane {
 /// One file or folder of a Drive. (Drive API v3, files.)
 /// A plain value, comparable and codable under its fields' names, identified by `id`.
 struct File {
-  explicit File(std::string id, std::string mimeType, std::string name, std::optional<std::string> size,
-                bool shared, bool trashed, Date createdTime, Date modifiedTime,
-                std::optional<std::vector<std::string>> parents, std::optional<std::string> iconLink,
-                std::optional<std::string> webViewLink);
+  explicit File(std::string id, std::string mimeType, std::string name,
+                std::optional<std::string> size, bool shared, bool trashed, Date createdTime,
+                Date modifiedTime, std::optional<std::vector<std::string>> parents,
+                std::optional<std::string> iconLink, std::optional<std::string> webViewLink);
 
   std::string id;
   std::string mimeType;

@@ -206,9 +206,11 @@ TEST(NlohmannJSON, GivesARecordOutOfNothingButAnObject) {
   const NlohmannJSON json;
   for (const char* document : {"[]", "[{}]", "\"text\"", "1", "1.5", "true", "null"}) {
     const Data data = dataFromText(document);
-    EXPECT_THAT(decodingErrorOf([&] { json.decode<About>(data); }), IsDecodingError(Case::typeMismatch, ""))
+    EXPECT_THAT(decodingErrorOf([&] { json.decode<About>(data); }),
+                IsDecodingError(Case::typeMismatch, ""))
         << document;
-    EXPECT_THAT(decodingErrorOf([&] { json.decode<File>(data); }), IsDecodingError(Case::typeMismatch, ""))
+    EXPECT_THAT(decodingErrorOf([&] { json.decode<File>(data); }),
+                IsDecodingError(Case::typeMismatch, ""))
         << document;
     EXPECT_THAT(decodingErrorOf([&] { json.decode<FilesPage>(data); }),
                 IsDecodingError(Case::typeMismatch, ""))

@@ -63,10 +63,10 @@ TEST_F(AuthKeychainHelperTest, BaseQueryHasThreeEntriesWithoutAttributesAndFiveW
 }
 
 TEST_F(AuthKeychainHelperTest, OfTwoAccessGroupsTheLaterOneCounts) {
-  const AuthKeychainHelper grouped(
-      "ada@example.com",
-      {KeychainAttribute::keychainAccessGroup("first"), KeychainAttribute::keychainAccessGroup("second")},
-      keychain);
+  const AuthKeychainHelper grouped("ada@example.com",
+                                   {KeychainAttribute::keychainAccessGroup("first"),
+                                    KeychainAttribute::keychainAccessGroup("second")},
+                                   keychain);
   const auto query = grouped.keychainQuery("service");
   EXPECT_EQ(query.size(), 4u) << "class, account, service and one group";
   EXPECT_EQ(*query.at("kSecAttrAccessGroup").text(), "second");

@@ -123,8 +123,8 @@ TEST_F(CorvaneFactoryTest, OfAnotherAccessGroupSeesNoneOfItsSessions) {
   auto factory = makeFactory();
   signIn(*factory->makeAuthorizationProvider(nullptr), "ada@example.com");
   CorvaneFactory other(
-      dataFromText(credentials), "service", "another group", [] { return WindowHandle::terminal(); },
-      fake.platform());
+      dataFromText(credentials), "service", "another group",
+      [] { return WindowHandle::terminal(); }, fake.platform());
   signIn(*other.makeAuthorizationProvider(nullptr), "ada@example.com");
   EXPECT_EQ(fake.keychain->items().size(), 2u) << "one item for each group";
 
@@ -153,7 +153,8 @@ TEST_F(CorvaneFactoryTest, DecodesTheCredentialsAnewForEachProvider) {
   Platform platform = fake.platform();
   platform.json = json;
   CorvaneFactory factory(
-      dataFromText(credentials), "service", "group", [] { return std::nullopt; }, std::move(platform));
+      dataFromText(credentials), "service", "group", [] { return std::nullopt; },
+      std::move(platform));
   EXPECT_EQ(json->decoded, 0);
   factory.makeAuthorizationProvider(nullptr);
   factory.makeAuthorizationProvider(nullptr);
@@ -238,7 +239,9 @@ namespace {
 class NoPlatform {
  public:
   NoPlatform() {
-    FakePlatform::sharedCannotBeMade() = [] { throw std::system_error(EMFILE, std::generic_category()); };
+    FakePlatform::sharedCannotBeMade() = [] {
+      throw std::system_error(EMFILE, std::generic_category());
+    };
   }
   ~NoPlatform() { FakePlatform::sharedCannotBeMade() = nullptr; }
 };
@@ -252,8 +255,8 @@ bool isNoDescriptor(const AnyError& error) {
 TEST(CorvaneFactoryWithoutPlatform, MakesObjectsThatFailAndLaterWork) {
   auto& shared = FakePlatform::shared();
   const auto tracker = std::make_shared<FakeTracker>();
-  std::optional<CorvaneFactory> factory(std::in_place, dataFromText(credentials), "service", "group",
-                                        [] { return WindowHandle::terminal(); });
+  std::optional<CorvaneFactory> factory(std::in_place, dataFromText(credentials), "service",
+                                        "group", [] { return WindowHandle::terminal(); });
   std::shared_ptr<GoogleDriveAuthorizationProviderType> signIns;
   std::shared_ptr<GoogleDriveAccountProviderType> accounts;
   std::shared_ptr<GoogleDriveAPIType> api;
@@ -287,7 +290,8 @@ TEST(CorvaneFactoryWithoutPlatform, MakesObjectsThatFailAndLaterWork) {
   }
 
   const Recorder account(signIns->signIn());
-  shared.signInServices.made.back()->finish(std::make_shared<FakeSession>("ada@example.com"), std::nullopt);
+  shared.signInServices.made.back()->finish(std::make_shared<FakeSession>("ada@example.com"),
+                                            std::nullopt);
   EXPECT_TRUE(account.value());
   EXPECT_EQ(tracker->events.size(), 4u) << "measured once";
   const Recorder listed(accounts->getAccounts());

@@ -33,10 +33,12 @@ class MessageMaker final : public Lumark {
   void logError(const LogCategory&, const Message& message, int, bool, std::string_view) override {
     message();
   }
-  void logWarning(const LogCategory&, const Message& message, int, bool, std::string_view) override {
+  void logWarning(const LogCategory&, const Message& message, int, bool,
+                  std::string_view) override {
     message();
   }
-  void logExtended(const LogCategory&, const Message& message, int, bool, std::string_view) override {
+  void logExtended(const LogCategory&, const Message& message, int, bool,
+                   std::string_view) override {
     message();
   }
 };
@@ -237,7 +239,8 @@ TEST(DriveWithoutMemory, TellsAFurtherAttemptOneEnd) {
 }
 
 TEST(AccountsWithoutMemory, AreOneListOrOneError) {
-  exhaustPool<std::vector<GoogleDriveAccountModel>>([](Rig& rig) { return rig.accounts->getAccounts(); });
+  exhaustPool<std::vector<GoogleDriveAccountModel>>(
+      [](Rig& rig) { return rig.accounts->getAccounts(); });
 }
 
 TEST(AccountsWithoutMemory, AreOneErrorForALateSubscriberWhoGetsNoCopy) {
@@ -269,7 +272,8 @@ TEST(SignInWithoutMemory, HasOneEndHoweverItStarts) {
       subscription = told.subscribe(rig.authorization->signIn());
     }
     if (told.ends == 0)
-      rig.fake.signInServices.made.at(0)->finish(std::make_shared<FakeSession>(email), std::nullopt);
+      rig.fake.signInServices.made.at(0)->finish(std::make_shared<FakeSession>(email),
+                                                 std::nullopt);
     expectOneEnd(told);
     ASSERT_EQ(rig.tracker->started, 1);
     // A subscription that there is no memory for is never one that could be measured.
@@ -298,7 +302,8 @@ TEST(SignInWithoutMemory, HasOneEndHoweverItsErrorIsTold) {
     Rig rig;
     Told<GoogleDriveAuthorizationProviderError> told;
     const auto subscription = told.subscribe(rig.authorization->signIn());
-    NSError error("TessoraService", -7, {{"NSLocalizedDescription", "It broke, and this is how it did."}});
+    NSError error("TessoraService", -7,
+                  {{"NSLocalizedDescription", "It broke, and this is how it did."}});
     {
       const FailingAllocations shortage(allocations);
       rig.fake.signInServices.made.at(0)->finish(nullptr, std::move(error));

@@ -79,7 +79,8 @@ TEST(FileConversion, DropsAFileThatLacksAnyRequiredMember) {
 
 TEST(FileConversion, TakesSizesAsDecimalText) {
   // Beyond 32 bits, beyond what a real number keeps, and beyond 64 bits: the text is what counts.
-  for (const auto* size : {"0", "1000000", "4294967296", "9007199254740993", "18446744073709551616"}) {
+  for (const auto* size :
+       {"0", "1000000", "4294967296", "9007199254740993", "18446744073709551616"}) {
     const auto files = convertFiles(OneFile(size));
     ASSERT_EQ(files.size(), 1u);
     EXPECT_EQ(files.front().size, size);

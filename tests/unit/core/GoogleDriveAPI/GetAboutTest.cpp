@@ -104,9 +104,10 @@ TEST_F(GetAboutTest, WithoutASessionFailsWithTheKeychainsErrorUnwrappedAfterOneE
   const Recorder about(api->getAbout());
   run();
   EXPECT_TRUE(about.error()->holds<KeychainStoreError>());
-  EXPECT_THAT(log(), ElementsAre("error: \u2601\uFE0F Google Drive API: failed to build Drive service for "
-                                 "about.get: The operation couldn\u2019t be completed. "
-                                 "(GTMAppAuth.KeychainStore.Error error 2.)"));
+  EXPECT_THAT(log(),
+              ElementsAre("error: \u2601\uFE0F Google Drive API: failed to build Drive service for "
+                          "about.get: The operation couldn\u2019t be completed. "
+                          "(GTMAppAuth.KeychainStore.Error error 2.)"));
   EXPECT_EQ(queue().pendingTimers(), 0u);
 }
 
@@ -182,8 +183,9 @@ TEST_F(GetAboutTest, MessagesAreNotComputedWhenTheLevelIsOff) {
   const auto descriptions = [this](bool logged) {
     FakePlatform platform;
     if (!logged) platform.log->switchOff();
-    GoogleDriveAPI failing(GoogleDriveAccountModel("ada@example.com"), nullptr, platform.platform(),
-                           []() -> std::shared_ptr<GTLRDriveService> { throw AnyError(CountedError{}); });
+    GoogleDriveAPI failing(
+        GoogleDriveAccountModel("ada@example.com"), nullptr, platform.platform(),
+        []() -> std::shared_ptr<GTLRDriveService> { throw AnyError(CountedError{}); });
     const int before = CountedError::descriptions();
     const Recorder about(failing.getAbout());
     const Recorder page(failing.getFilesPage(std::nullopt));

@@ -172,9 +172,10 @@ TEST_F(GetFilesPageTest, MissingSessionFailsThePageWithTheKeychainsErrorWrappedO
   removeSession();
   const Recorder page(api->getFilesPage(std::nullopt));
   run();
-  EXPECT_THAT(log(), ElementsAre("error: " + cloud +
-                                 "failed to build Drive service (page: initial): The operation "
-                                 "couldn\u2019t be completed. (GTMAppAuth.KeychainStore.Error error 2.)"));
+  EXPECT_THAT(log(),
+              ElementsAre("error: " + cloud +
+                          "failed to build Drive service (page: initial): The operation "
+                          "couldn\u2019t be completed. (GTMAppAuth.KeychainStore.Error error 2.)"));
   const auto error = page.error()->as<GoogleDriveAPIRequestError>();
   ASSERT_TRUE(error);
   EXPECT_EQ(error->pageToken, std::nullopt);

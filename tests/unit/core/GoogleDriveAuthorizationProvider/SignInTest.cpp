@@ -182,7 +182,8 @@ TEST_F(SignInTest, RecognisedErrorsAreNotLogged) {
   const UserInfo denial{{"error", "access_denied"}};
   const std::vector<std::pair<NSError, Case>> recognised{
       {serviceError(-2), Case::missingRequiredScopes},
-      {NSError("org.openid.appauth.oauth_authorization", -1, {{"OIDOAuthErrorResponseErrorKey", denial}}),
+      {NSError("org.openid.appauth.oauth_authorization", -1,
+               {{"OIDOAuthErrorResponseErrorKey", denial}}),
        Case::accessDenied},
       {NSError("org.openid.appauth.general", -3, {{"NSUnderlyingError", AnyError(closed)}}),
        Case::userCancelled},

@@ -115,13 +115,12 @@ TEST(Await, DestroyedWhileItWaitsCancelsTheSubscription) {
 
 TEST(Await, ThrowsAnErrorWhenThePublisherFinishesWithoutAValue) {
   Outcome outcome;
-  const Task task = awaitInto(
-      outcome, AnyPublisher<int>::create(
-                   [](const Subscriber<int, AnyError>& subscriber) {
-                     subscriber.finish();
-                     return AnyCancellable();
-                   },
-                   DropRule<AnyError>{TestPublisher<int>::dropped(), {}}));
+  const Task task = awaitInto(outcome, AnyPublisher<int>::create(
+                                           [](const Subscriber<int, AnyError>& subscriber) {
+                                             subscriber.finish();
+                                             return AnyCancellable();
+                                           },
+                                           DropRule<AnyError>{TestPublisher<int>::dropped(), {}}));
   ASSERT_TRUE(task.done());
   ASSERT_TRUE(outcome.error);
   EXPECT_TRUE(outcome.error->as<MissingValueError>());

@@ -83,8 +83,9 @@ TEST(Create, OnlyTheFirstValueAndTheFirstCompletionCount) {
 
 TEST(Create, WithoutMemoryOrThreadsFailsItsSubscriberAtOnce) {
   const auto throwing = [](auto exception) {
-    return AnyPublisher<int>::create([exception](const auto&) -> AnyCancellable { throw exception; },
-                                     DropRule<AnyError>{errorOfCode(1), {}});
+    return AnyPublisher<int>::create(
+        [exception](const auto&) -> AnyCancellable { throw exception; },
+        DropRule<AnyError>{errorOfCode(1), {}});
   };
   const Recorder memory(throwing(std::bad_alloc()));
   EXPECT_THAT(memory.events(), ElementsAre("failed"));
@@ -112,7 +113,8 @@ TEST(Sink, CallsNobodyOnceItThrew) {
 }
 
 template <class OnCompletion, class OnValue>
-concept CanSink = requires(AnyPublisher<int> publisher, OnCompletion onCompletion, OnValue onValue) {
+concept CanSink = requires(AnyPublisher<int> publisher, OnCompletion onCompletion,
+                           OnValue onValue) {
   publisher.sink(onCompletion, onValue);
 };
 using OnEnd = void (*)(Completion<AnyError>);
@@ -132,7 +134,8 @@ TEST(SubscribeOn, AQueueThatTakesNothingFailsTheSubscriberOnce) {
   const TestPublisher<int> source;
   const auto moved = subscribeOn(source.publisher(), std::make_shared<FullQueue>());
   const Recorder recorder(retry(moved, DelayedRetryBehavior::exponentialDelayed(4, 1, 1, 8),
-                                std::make_shared<FullQueue>(), [](const AnyError&) { return true; }));
+                                std::make_shared<FullQueue>(),
+                                [](const AnyError&) { return true; }));
   EXPECT_THAT(recorder.events(), ElementsAre("failed"));
   EXPECT_EQ(recorder.error()->code(), EAGAIN);
   EXPECT_EQ(source.subscriptions(), 0u);
@@ -141,7 +144,8 @@ TEST(SubscribeOn, AQueueThatTakesNothingFailsTheSubscriberOnce) {
 TEST(HandleEvents, ShowsACancelledSubscriptionNothingWhateverItsUpstreamDoes) {
   // An upstream that does not know of cancellation.
   struct Deaf final : Publisher<int, AnyError> {
-    std::shared_ptr<Cancellable> subscribe(std::shared_ptr<Receiver<int, AnyError>> r) const override {
+    std::shared_ptr<Cancellable> subscribe(
+        std::shared_ptr<Receiver<int, AnyError>> r) const override {
       receiver = std::move(r);
       return nullptr;
     }
@@ -149,7 +153,8 @@ TEST(HandleEvents, ShowsACancelledSubscriptionNothingWhateverItsUpstreamDoes) {
   };
   const auto deaf = std::make_shared<const Deaf>();
   int observed = 0;
-  Recorder recorder(handleEvents(AnyPublisher<int>(deaf), [&observed](const auto&) { ++observed; }));
+  Recorder recorder(
+      handleEvents(AnyPublisher<int>(deaf), [&observed](const auto&) { ++observed; }));
   recorder.cancel();
   deaf->receiver->complete(Completion<AnyError>::finished());
   EXPECT_EQ(observed, 0);

@@ -130,7 +130,8 @@ TEST(RecordCoding, FieldsAreReadInTheirOrder) {
       keys.pop_back();
     }
   };
-  expectOrder.operator()<About>(plainAbout(), {"storageQuota", "appInstalled", "maxUploadSize", "user"});
+  expectOrder.operator()<About>(plainAbout(),
+                                {"storageQuota", "appInstalled", "maxUploadSize", "user"});
   expectOrder.operator()<StorageQuota>(plainQuota(), {"limit", "usage", "usageInDrive"});
   expectOrder.operator()<User>(plainUser(), {"displayName", "emailAddress", "photoLink"});
   expectOrder.operator()<File>(
@@ -138,9 +139,11 @@ TEST(RecordCoding, FieldsAreReadInTheirOrder) {
 
   // An optional field of the wrong kind, before a required one that is missing.
   const auto file = with(without(plainFile(), "shared"), "size", {std::int64_t{7}});
-  EXPECT_EQ(errorOf([&] { decodedPlainly<File>(file); })->as<DecodingError>()->codingPath(), "size");
+  EXPECT_EQ(errorOf([&] { decodedPlainly<File>(file); })->as<DecodingError>()->codingPath(),
+            "size");
   const PlainValue page{PlainValue::Object{{"nextPageToken", {true}}}};
-  EXPECT_EQ(errorOf([&] { decodedPlainly<FilesPage>(page); })->as<DecodingError>()->codingPath(), "files");
+  EXPECT_EQ(errorOf([&] { decodedPlainly<FilesPage>(page); })->as<DecodingError>()->codingPath(),
+            "files");
 }
 
 TEST(RecordCoding, AnAboutWhoseUserLacksPhotoLinkFailsAsAWhole) {
