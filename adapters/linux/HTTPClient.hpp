@@ -55,6 +55,7 @@ class HTTPClient {
   virtual ~HTTPClient() = default;
 
   /// A request that is neither GET nor HEAD leaves at most once, whatever happens to the connection.
+  /// Throws when memory or threads have run out, and after fork(); the handler is released uncalled.
   [[nodiscard]] virtual std::shared_ptr<Cancellable> send(HTTPRequest request, HTTPHandler handler) = 0;
 
   /// Ends every running request; handlers are released uncalled.

@@ -11,11 +11,11 @@ namespace corvane {
 
 class Exchange;
 
-/// What a client, its requests and the loop share: the handlers that are still to be called, and
-/// the wishes about its connections.
+/// What a client, its requests and the network thread share: the handlers that are still to be
+/// called, and what is wanted of the client's connections.
 ///
-/// A handler leaves the book exactly once, by whoever is first: the answer or a cancellation. That one lock
-/// is the whole race between them.
+/// A handler is given out once, to the answer or to a cancellation, whichever comes first. The lock
+/// decides that race.
 class ClientState {
  public:
   struct Entry {

@@ -9,8 +9,8 @@ namespace corvane {
 
 class NetworkThread;
 
-/// The HTTPClient over libcurl. Handlers that are released uncalled are destroyed on the thread that cancels,
-/// resets or drops, outside every lock.
+/// The HTTPClient over libcurl. Handlers that are released uncalled are destroyed on the thread
+/// that cancels, resets or drops, outside every lock.
 class CurlClient final : public HTTPClient {
  public:
   explicit CurlClient(std::shared_ptr<NetworkThread> thread) : thread_(std::move(thread)) {}

@@ -35,8 +35,8 @@ NSError tooManyFiles(const std::string& host) {
 }
 
 NSError offline(const std::string& host) {
-  return urlError::make(urlError::notConnectedToInternet, "Could not reach " + host, "there is no network",
-                        "Connect to a network and try again.");
+  return urlError::make(urlError::notConnectedToInternet, "Could not reach " + host,
+                        "there is no network", "Connect to a network and try again.");
 }
 
 bool says(const TransferFailure& failure, std::string_view text) {
@@ -45,7 +45,8 @@ bool says(const TransferFailure& failure, std::string_view text) {
 
 NSError connectFailure(const TransferFailure& failure) {
   if (isTooManyFiles(failure.systemError)) return tooManyFiles(failure.host);
-  if (failure.systemError == ENETUNREACH || failure.systemError == ENETDOWN) return offline(failure.host);
+  if (failure.systemError == ENETUNREACH || failure.systemError == ENETDOWN)
+    return offline(failure.host);
   return urlError::make(urlError::cannotConnectToHost, "Could not connect to " + failure.host,
                         failure.systemError ? systemText(failure.systemError) : "",
                         "Check that the server runs and that no firewall is in the way.");
@@ -72,15 +73,16 @@ NSError timeOut(const TransferFailure& failure) {
 }
 
 NSError lost(const TransferFailure& failure, std::string_view why) {
-  return urlError::make(urlError::networkConnectionLost, "The connection to " + failure.host + " was lost",
-                        why, tryAgain);
+  return urlError::make(urlError::networkConnectionLost,
+                        "The connection to " + failure.host + " was lost", why, tryAgain);
 }
 
 NSError proxyRefused(const TransferFailure& failure) {
   const auto why = failure.proxyStatus == 407
                        ? "it wants a user name and password"
                        : "it answered with status " + std::to_string(failure.proxyStatus);
-  return urlError::make(urlError::cannotConnectToHost, "The proxy refused to connect to " + failure.host, why,
+  return urlError::make(urlError::cannotConnectToHost,
+                        "The proxy refused to connect to " + failure.host, why,
                         "Check the proxy in the environment (https_proxy).");
 }
 
@@ -95,7 +97,8 @@ NSError untrusted(const TransferFailure& failure) {
 
 NSError handshakeFailed(const TransferFailure& failure) {
   return urlError::make(urlError::secureConnectionFailed,
-                        "A secure connection to " + failure.host + " failed", oneLine(failure.libraryText),
+                        "A secure connection to " + failure.host + " failed",
+                        oneLine(failure.libraryText),
                         "TLS 1.2 or later is needed; check for a proxy or firewall in between.");
 }
 
@@ -119,7 +122,8 @@ NSError transferError(const TransferFailure& failure) {
                             "Could not find the proxy on the way to " + failure.host, {},
                             "Check the proxy in the environment (https_proxy).");
     case CURLE_PROXY:
-      return urlError::make(urlError::cannotConnectToHost, "The proxy did not connect to " + failure.host, {},
+      return urlError::make(urlError::cannotConnectToHost,
+                            "The proxy did not connect to " + failure.host, {},
                             "Check the proxy in the environment (https_proxy).");
     case CURLE_COULDNT_CONNECT:
     case CURLE_INTERFACE_FAILED:
@@ -137,8 +141,10 @@ NSError transferError(const TransferFailure& failure) {
     case CURLE_FILESIZE_EXCEEDED:
       return bodyTooLargeError(failure.host);
     case CURLE_OUT_OF_MEMORY:
-      // libcurl's limit for one header line (100 kB) shows as this, and memory hardly ever runs out just there.
-      return failure.inHeaders ? headersTooLargeError(failure.host) : outOfMemoryError(failure.host);
+      // libcurl's limit for one header line (100 kB) shows as this, and memory hardly ever runs out
+      // just there.
+      return failure.inHeaders ? headersTooLargeError(failure.host)
+                               : outOfMemoryError(failure.host);
     case CURLE_PARTIAL_FILE:
       return lost(failure, "the answer ended early");
     case CURLE_GOT_NOTHING:
@@ -149,7 +155,8 @@ NSError transferError(const TransferFailure& failure) {
       return lost(failure, "the answer is not HTTP");
     case CURLE_RECV_ERROR:
       if (says(failure, "Too large response headers")) return headersTooLargeError(failure.host);
-      if (says(failure, "chunk")) return lost(failure, "the answer is not HTTP: a chunk of it is broken");
+      if (says(failure, "chunk"))
+        return lost(failure, "the answer is not HTTP: a chunk of it is broken");
       return lost(failure, "it broke while the answer came in");
     case CURLE_SEND_ERROR:
       return lost(failure, "it broke while the request went out");
@@ -161,13 +168,14 @@ NSError transferError(const TransferFailure& failure) {
 
 NSError headersTooLargeError(const std::string& host) {
   return urlError::make(urlError::dataLengthExceedsMaximum,
-                        "The headers of the answer of " + host + " are too large", "they were cut off",
-                        tryAgain);
+                        "The headers of the answer of " + host + " are too large",
+                        "they were cut off", tryAgain);
 }
 
 NSError bodyTooLargeError(const std::string& host) {
-  return urlError::make(urlError::dataLengthExceedsMaximum, "The answer of " + host + " is too large",
-                        "it was cut off", "Ask for less at a time.");
+  return urlError::make(urlError::dataLengthExceedsMaximum,
+                        "The answer of " + host + " is too large", "it was cut off",
+                        "Ask for less at a time.");
 }
 
 NSError corruptBodyError(const std::string& host) {
@@ -191,9 +199,10 @@ NSError malformedURLError() {
 }
 
 NSError noNetworkThreadError(const std::string& host, const std::string& why) {
-  return urlError::make(urlError::cannotConnectToHost, "Could not connect to " + host,
-                        "the network thread could not be started: " + why,
-                        "Close other programs, or raise the limits (ulimit -n, ulimit -u), and try again.");
+  return urlError::make(
+      urlError::cannotConnectToHost, "Could not connect to " + host,
+      "the network thread could not be started: " + why,
+      "Close other programs, or raise the limits (ulimit -n, ulimit -u), and try again.");
 }
 
 }  // namespace corvane

@@ -11,13 +11,14 @@ namespace corvane {
 /// What is known about a transfer that brought no answer.
 struct TransferFailure {
   CURLcode code = CURLE_OK;
-  std::string host;         // and port
-  std::string libraryText;  // libcurl's own; may hold a proxy's password, so only TLS texts are shown
-  int systemError = 0;      // errno of the last failed connect
-  long proxyStatus = 0;     // of the answer to CONNECT
-  bool connected = false;   // TLS included
-  bool inHeaders = false;   // connected, and no byte of a body yet
-  bool hasNetwork = true;   // the system knows a way to the internet
+  std::string host;  // and port
+  /// libcurl's own; may hold a proxy's password, so only TLS texts are shown.
+  std::string libraryText;
+  int systemError = 0;          // errno of the last failed connect
+  long proxyStatus = 0;         // of the answer to CONNECT
+  bool connected = false;       // TLS included
+  bool inHeaders = false;       // connected, and no byte of a body yet
+  bool hasNetwork = true;       // the system knows a way to the internet
   bool fewDescriptors = false;  // which may be the reason
 };
 

@@ -1,10 +1,9 @@
-// Two matters of the process that only the first user of these libraries can settle; when the host was first,
-// its choice stands.
-// - libcurl copies bearer headers and bodies into buffers of its own, so its memory is wiped as it is freed.
-// Blocks
-//   still come from malloc, so a host may free what libcurl gave it either way.
-// - OpenSSL would tear itself down in exit(), before static objects that may still own a running network
-// thread.
+// Two matters of the process that only the first user of these libraries can settle. When the host
+// was first, its choice stands.
+// - libcurl copies bearer headers and bodies into buffers of its own, so its memory is wiped as it
+//   is freed. Blocks still come from malloc, so a host may free what libcurl gave it either way.
+// - OpenSSL would tear itself down in exit(), before static objects that may still own a running
+//   network thread.
 #include "CurlLibrary.hpp"
 
 #include <curl/curl.h>

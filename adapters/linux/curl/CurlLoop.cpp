@@ -13,7 +13,8 @@ using namespace std::chrono_literals;
 
 /// Further requests of a client wait for one of these to end.
 constexpr unsigned mostRunningPerClient = 64;
-/// Of all clients together. A process may usually have 1024 descriptors, and the host needs most of them.
+/// Of all clients together. A process may usually have 1024 descriptors, and the host needs most of
+/// them.
 constexpr std::size_t mostConnections = 256;
 /// When to try again after the pool had no memory or no thread for an answer.
 constexpr std::chrono::milliseconds untilPoolIsTriedAgain = 20ms;
@@ -143,7 +144,8 @@ void CurlLoop::start(Connections& connections) noexcept {
         return answer(std::move(first));
       }
     }
-    auto transfer = std::make_unique<CurlTransfer>(settings_, exchange, connections.share, openSockets_);
+    auto transfer =
+        std::make_unique<CurlTransfer>(settings_, exchange, connections.share, openSockets_);
     CURL* const handle = transfer->handle();
     const auto added = transfers_.emplace(handle, Running{std::move(transfer), {}}).first;
     if (curl_multi_add_handle(multi_.get(), handle) != CURLM_OK) {
@@ -203,7 +205,8 @@ bool CurlLoop::handOver() noexcept {
 }
 
 /// Closes the connections of clients that have had nothing to send for too long. libcurl would not
-/// use them again, but closes them only with the next request. Gives the time until there may be more.
+/// use them again, but closes them only with the next request. Gives the time until there may be
+/// more.
 std::chrono::milliseconds CurlLoop::closeIdle() noexcept {
   constexpr std::chrono::seconds longest = std::chrono::years(100);  // more would not fit the clock
   const auto limit = std::min(settings_.limits.idleConnection, longest);
@@ -211,7 +214,8 @@ std::chrono::milliseconds CurlLoop::closeIdle() noexcept {
   auto sleep = untilWoken;
   for (auto& [client, connections] : clients_) {
     if (!connections.share || connections.running > 0) continue;
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(connections.idleSince + limit - now);
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(connections.idleSince + limit - now);
     if (left.count() > 0)
       sleep = std::min(sleep, left);
     else

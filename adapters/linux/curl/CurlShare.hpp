@@ -6,8 +6,9 @@
 
 namespace corvane {
 
-/// The connections, and TLS sessions to be resumed, of one client. Used and destroyed by the loop only, so
-/// it needs no locks of libcurl's. Transfers hold it: the connections close with the last of them.
+/// The connections, and TLS sessions to be resumed, of one client. Used and destroyed by the loop
+/// only, so it needs no locks of libcurl's. Transfers hold it: the connections close with the last
+/// of them.
 class CurlShare {
  public:
   CurlShare() : handle_(curl_share_init()) {

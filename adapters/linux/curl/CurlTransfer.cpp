@@ -59,7 +59,8 @@ CurlTransfer::CurlTransfer(const TransferSettings& settings, std::shared_ptr<Exc
   setHeaders();
 }
 
-// Every option that is set here exists in the library that the build asked for, so only memory can fail it.
+// Every option that is set here exists in the library that the build asked for, so only memory can
+// fail it.
 template <class Value>
 void CurlTransfer::set(CURLoption option, Value value) {
   if (curl_easy_setopt(handle_.get(), option, value) != CURLE_OK) throw std::bad_alloc();
@@ -68,8 +69,8 @@ void CurlTransfer::set(CURLoption option, Value value) {
 void CurlTransfer::setCallbacks() {
   set(CURLOPT_NOSIGNAL, 1L);
   set(CURLOPT_ERRORBUFFER, libraryText_.data());
-  // A look-up that nobody waits for any more is left to its thread; otherwise removing the handle would wait
-  // for it.
+  // A look-up that nobody waits for any more is left to its thread; otherwise removing the handle
+  // would wait for it.
   set(CURLOPT_QUICK_EXIT, 1L);
   set(CURLOPT_OPENSOCKETFUNCTION, &CurlTransfer::openSocket);
   set(CURLOPT_OPENSOCKETDATA, static_cast<void*>(this));
@@ -103,7 +104,8 @@ void CurlTransfer::setMethod() {
   const HTTPRequest& request = exchange_->request();
   // The body comes first: to libcurl it means POST, until the method is set.
   set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
-  set(CURLOPT_POSTFIELDS, request.body.empty() ? "" : reinterpret_cast<const char*>(request.body.data()));
+  set(CURLOPT_POSTFIELDS,
+      request.body.empty() ? "" : reinterpret_cast<const char*>(request.body.data()));
   if (request.method == "HEAD") {
     set(CURLOPT_NOBODY, 1L);
   } else if (request.method == "POST" || !request.body.empty()) {
@@ -114,8 +116,8 @@ void CurlTransfer::setMethod() {
   const bool isNamed = request.method != "GET" && request.method != "HEAD";
   set(CURLOPT_CUSTOMREQUEST, isNamed ? request.method.c_str() : nullptr);
 
-  // libcurl repeats any request whose kept-alive connection dies before the answer begins, and nothing tells
-  // whether the server had acted on it. On a fresh connection it never does.
+  // libcurl repeats any request whose kept-alive connection dies before the answer begins, and
+  // nothing tells whether the server had acted on it. On a fresh connection it never does.
   set(CURLOPT_FRESH_CONNECT, isSafeToRepeat(request.method) ? 0L : 1L);
 }
 
@@ -123,11 +125,12 @@ void CurlTransfer::setHeaders() {
   const HTTPRequest& request = exchange_->request();
   headers_.addLine("Accept-Encoding: gzip");  // as a plain header: inflating is not the loop's work
   headers_.addLine("Expect:");
-  const bool hasType = std::any_of(request.headers.begin(), request.headers.end(), [](const auto& header) {
-    constexpr std::string_view contentType = "content-type";
-    return std::equal(header.first.begin(), header.first.end(), contentType.begin(), contentType.end(),
-                      [](char a, char b) { return lowerASCII(a) == b; });
-  });
+  const bool hasType =
+      std::any_of(request.headers.begin(), request.headers.end(), [](const auto& header) {
+        constexpr std::string_view contentType = "content-type";
+        return std::equal(header.first.begin(), header.first.end(), contentType.begin(),
+                          contentType.end(), [](char a, char b) { return lowerASCII(a) == b; });
+      });
   if (!hasType) headers_.addLine("Content-Type:");  // none, instead of the library's own
   for (const auto& [name, value] : request.headers) headers_.add(name, value);
   if (!request.bearer.empty()) headers_.addBearer(request.bearer.reveal());
@@ -158,7 +161,8 @@ int CurlTransfer::closeSocket(void* openSockets, curl_socket_t socket) noexcept 
   return ::close(socket);
 }
 
-std::size_t CurlTransfer::onHeader(char* data, std::size_t size, std::size_t count, void* self) noexcept {
+std::size_t CurlTransfer::onHeader(char* data, std::size_t size, std::size_t count,
+                                   void* self) noexcept {
   auto& transfer = *static_cast<CurlTransfer*>(self);
   try {
     return transfer.acceptHeader({data, size * count}) ? size * count : 0;
@@ -168,7 +172,8 @@ std::size_t CurlTransfer::onHeader(char* data, std::size_t size, std::size_t cou
   }
 }
 
-std::size_t CurlTransfer::onBody(char* data, std::size_t size, std::size_t count, void* self) noexcept {
+std::size_t CurlTransfer::onBody(char* data, std::size_t size, std::size_t count,
+                                 void* self) noexcept {
   auto& transfer = *static_cast<CurlTransfer*>(self);
   try {
     return transfer.acceptBody({data, size * count}) ? size * count : 0;
@@ -222,7 +227,8 @@ bool CurlTransfer::acceptBody(std::string_view bytes) {
     curl_off_t announced = -1;
     curl_easy_getinfo(handle(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
     if (announced > 0)
-      body.reserve(std::min(static_cast<std::size_t>(announced), settings_.limits.body) + HTTPResponse::padding);
+      body.reserve(std::min(static_cast<std::size_t>(announced), settings_.limits.body) +
+                   HTTPResponse::padding);
   }
   if (bytes.size() > settings_.limits.body - body.size()) {
     stopped_ = Stopped::bodyTooLarge;
@@ -238,19 +244,21 @@ void CurlTransfer::finish(CURLcode code) {
   if (code != CURLE_OK) return exchange_->setOutcome(Outcome::failure(failure(code)));
   long status = 0;
   curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
-  if (isCutShort(status)) return exchange_->setOutcome(Outcome::failure(failure(CURLE_PARTIAL_FILE)));
+  if (isCutShort(status))
+    return exchange_->setOutcome(Outcome::failure(failure(CURLE_PARTIAL_FILE)));
   response_.status = static_cast<int>(status);
   response_.body.reserve(response_.body.size() + HTTPResponse::padding);
   exchange_->setOutcome(Outcome::success(std::move(response_)));
 }
 
-/// An answer without a length ends with its connection (RFC 9112, 6.3). Over TLS only the closing alert
-/// tells that the server ended it; libcurl takes the end of the TCP stream for that too.
+/// An answer without a length ends with its connection (RFC 9112, 6.3). Over TLS only the closing
+/// alert tells that the server ended it; libcurl takes the end of the TCP stream for that too.
 bool CurlTransfer::isCutShort(long status) const {
   if (!exchange_->target().secure || closingAlertCame_) return false;
   const bool hasBody = status != 204 && status != 304 && exchange_->request().method != "HEAD";
-  const bool hasLength = !response_.header("content-length").empty() ||
-                         response_.header("transfer-encoding").find("chunked") != std::string_view::npos;
+  const bool hasLength =
+      !response_.header("content-length").empty() ||
+      response_.header("transfer-encoding").find("chunked") != std::string_view::npos;
   return hasBody && !hasLength;
 }
 

@@ -26,7 +26,8 @@ struct TransferSettings {
 class CurlTransfer {
  public:
   /// Ready to be given to libcurl. Throws std::bad_alloc.
-  /// The settings outlive it. `openSockets` is kept as long as its connection, and counts the sockets.
+  /// The settings outlive it. `openSockets` is kept as long as its connection, and counts the
+  /// sockets.
   CurlTransfer(const TransferSettings& settings, std::shared_ptr<Exchange> exchange,
                std::shared_ptr<CurlShare> share, std::size_t& openSockets);
   CurlTransfer(const CurlTransfer&) = delete;
@@ -53,7 +54,8 @@ class CurlTransfer {
   void setMethod();
   void setHeaders();
 
-  static curl_socket_t openSocket(void* self, curlsocktype purpose, curl_sockaddr* address) noexcept;
+  static curl_socket_t openSocket(void* self, curlsocktype purpose,
+                                  curl_sockaddr* address) noexcept;
   static int closeSocket(void* openSockets, curl_socket_t socket) noexcept;
   static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self) noexcept;
   static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self) noexcept;

@@ -6,8 +6,8 @@
 namespace corvane {
 namespace {
 
-// A look-up of a name needs up to six at a time: two of libcurl's, files of the resolver, and sockets.
-// The failed request has closed its own when this is asked.
+// A look-up of a name needs up to six at a time: two of libcurl's, files of the resolver, and
+// sockets. The failed request has closed its own when this is asked.
 constexpr int enough = 8;
 
 }  // namespace

@@ -14,8 +14,9 @@ using Outcome = Result<HTTPResponse, NSError>;
 
 // Names of encodings are case-insensitive, and x-gzip is gzip (RFC 9110, 8.4.1).
 bool isEncoding(std::string_view value, std::string_view name) {
-  return std::equal(value.begin(), value.end(), name.begin(), name.end(),
-                    [](char a, char b) { return a == b || (a >= 'A' && a <= 'Z' && a - 'A' + 'a' == b); });
+  return std::equal(value.begin(), value.end(), name.begin(), name.end(), [](char a, char b) {
+    return a == b || (a >= 'A' && a <= 'Z' && a - 'A' + 'a' == b);
+  });
 }
 
 bool isGzip(std::string_view encoding) {
@@ -66,7 +67,8 @@ Result<HTTPResponse, NSError> Exchange::inflatedOutcome() {
 }
 
 Result<HTTPResponse, NSError> Exchange::inflated(HTTPResponse response) const {
-  // A failure counts by its status, such as the 503 that is worth another try, also when its page is damaged.
+  // A failure counts by its status, such as the 503 that is worth another try, also when its page
+  // is damaged.
   const auto unreadable = [&response](NSError error) {
     if (isSuccess(response)) return Outcome::failure(std::move(error));
     response.body.clear();
@@ -79,8 +81,9 @@ Result<HTTPResponse, NSError> Exchange::inflated(HTTPResponse response) const {
 
   auto plain = inflateGzip(response.body, bodyLimit_);
   if (!plain)
-    return plain.error() == InflateFailure::tooLarge ? Outcome::failure(bodyTooLargeError(target_.display))
-                                                     : unreadable(corruptBodyError(target_.display));
+    return plain.error() == InflateFailure::tooLarge
+               ? Outcome::failure(bodyTooLargeError(target_.display))
+               : unreadable(corruptBodyError(target_.display));
   response.body = std::move(plain).value();
   dropHeader(response, "content-encoding");
   dropHeader(response, "content-length");

@@ -14,11 +14,12 @@ namespace corvane {
 
 class RequestQueue;
 
-/// One request and its answer, on the way from the caller's thread over the network thread to the pool.
+/// One request and its answer, on the way from the caller's thread over the network thread to the
+/// pool.
 ///
 /// It is in one place at a time, so its parts need no lock: the network thread owns them from
-/// `RequestQueue::post` to `answering`, the pool afterwards. Only `cancel` comes from any thread. The
-/// handler is kept in the `ClientState` meanwhile.
+/// `RequestQueue::post` to `answering`, the pool afterwards. Only `cancel` comes from any thread.
+/// The handler is kept in the `ClientState` meanwhile.
 class Exchange final : public Cancellable, public std::enable_shared_from_this<Exchange> {
  public:
   Exchange(HTTPRequest request, std::size_t bodyLimit, std::shared_ptr<ClientState> client,
@@ -40,8 +41,8 @@ class Exchange final : public Cancellable, public std::enable_shared_from_this<E
   /// The answer as it came, or what kept it from coming. One that has neither ran out of memory.
   void setOutcome(Result<HTTPResponse, NSError> outcome) { outcome_.emplace(std::move(outcome)); }
 
-  /// A block that inflates the body and calls the handler, for a worker of the pool. Throws std::bad_alloc, and may
-  /// be called again then.
+  /// A block that inflates the body and calls the handler, for a worker of the pool. Throws
+  /// std::bad_alloc, and may be called again then.
   Block answering();
 
  private:

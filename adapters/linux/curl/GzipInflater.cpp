@@ -1,8 +1,8 @@
-// The body is complete when it is inflated, so each member is inflated in one call, which is faster than
-// streaming but needs an output buffer of the right size. The trailer of the last member holds that size, as
-// a hint only: it is counted modulo 2^32, speaks of one member, and an attacker writes what he likes. So it
-// is believed up to deflate's greatest ratio; where it was wrong the buffer doubles and the member is done
-// again, up to the limit.
+// The body is complete when it is inflated, so each member is inflated in one call, which is faster
+// than streaming but needs an output buffer of the right size. The trailer of the last member holds
+// that size, as a hint only: it is counted modulo 2^32, speaks of one member, and an attacker
+// writes what he likes. So it is believed up to deflate's greatest ratio; where it was wrong the
+// buffer doubles and the member is done again, up to the limit.
 #include "GzipInflater.hpp"
 
 #include <libdeflate.h>
@@ -26,7 +26,9 @@ std::size_t firstGuess(const Data& packed, std::size_t limit) {
 }
 
 struct DecompressorDeleter {
-  void operator()(libdeflate_decompressor* decompressor) const { libdeflate_free_decompressor(decompressor); }
+  void operator()(libdeflate_decompressor* decompressor) const {
+    libdeflate_free_decompressor(decompressor);
+  }
 };
 
 void resizeWithPadding(Data& data, std::size_t size) {
@@ -49,9 +51,9 @@ Result<Data, InflateFailure> inflateGzip(const Data& packed, std::size_t limit) 
   while (read < packed.size()) {
     std::size_t memberIn = 0;
     std::size_t memberOut = 0;
-    switch (libdeflate_gzip_decompress_ex(decompressor.get(), packed.data() + read, packed.size() - read,
-                                          plain.data() + written, plain.size() - written, &memberIn,
-                                          &memberOut)) {
+    switch (libdeflate_gzip_decompress_ex(decompressor.get(), packed.data() + read,
+                                          packed.size() - read, plain.data() + written,
+                                          plain.size() - written, &memberIn, &memberOut)) {
       case LIBDEFLATE_SUCCESS:
         read += memberIn;
         written += memberOut;

@@ -10,12 +10,14 @@
 
 namespace corvane {
 
-/// The header lines of one request as libcurl takes them: a linked list, which it reads and does not copy.
+/// The header lines of one request as libcurl takes them: a linked list, which it reads and does
+/// not copy.
 ///
 /// One of the lines is the bearer, so all of them are wiped when they go.
 class HeaderLines {
  public:
-  /// "Name: value", or libcurl's way to send a header without a value. Throws std::bad_alloc; likewise below.
+  /// "Name: value", or libcurl's way to send a header without a value. Throws std::bad_alloc;
+  /// likewise below.
   void add(std::string_view name, std::string_view value);
   void addBearer(std::string_view token);
   /// A line as it stands.

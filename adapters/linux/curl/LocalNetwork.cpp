@@ -1,5 +1,5 @@
-// The kernel is asked for a route, not for its interfaces: a bridge of containers is an interface that is up, and leads
-// nowhere. Connecting a UDP socket chooses the route and sends nothing.
+// The kernel is asked for a route, not for its interfaces: a bridge of containers is an interface
+// that is up, and leads nowhere. Connecting a UDP socket chooses the route and sends nothing.
 #include "LocalNetwork.hpp"
 
 #include <arpa/inet.h>
@@ -12,7 +12,8 @@
 namespace corvane {
 namespace {
 
-// Addresses for documentation (RFC 5737, RFC 3849): outside every real network, so that only a default route leads there.
+// Addresses for documentation (RFC 5737, RFC 3849): outside every real network, so that only a
+// default route leads there.
 constexpr const char* outsideIPv4 = "192.0.2.1";
 constexpr const char* outsideIPv6 = "2001:db8::1";
 constexpr in_port_t anyPort = 443;
@@ -21,7 +22,8 @@ template <class Address>
 bool leadsTo(const Address& address, int family) noexcept {
   const int socket = ::socket(family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (socket < 0) return errno != EAFNOSUPPORT;
-  const bool found = ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  const bool found =
+      ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
   ::close(socket);
   return found;
 }

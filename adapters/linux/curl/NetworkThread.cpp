@@ -15,7 +15,8 @@ namespace corvane {
 
 NetworkThread::~NetworkThread() {
   if (!thread_.joinable()) return;
-  if (queue_->process().isAnother()) {  // there is no thread to join, and none may be forgotten unjoined
+  if (queue_->process()
+          .isAnother()) {  // there is no thread to join, and none may be forgotten unjoined
     static_cast<void>(new (std::nothrow) std::thread(std::move(thread_)));
     return;
   }

@@ -12,8 +12,8 @@ namespace corvane {
 
 /// Owns the network thread, which begins with the first request.
 ///
-/// Lifetime: held by the network object and its clients. The last to let go ends the thread and waits
-/// for it. Threads: any.
+/// Lifetime: held by the network object and its clients. The last to let go ends the thread and
+/// waits for it. Threads: any.
 class NetworkThread {
  public:
   explicit NetworkThread(CurlNetwork::Options options) : options_(std::move(options)) {}

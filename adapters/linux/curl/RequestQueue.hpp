@@ -37,7 +37,8 @@ class RequestQueue {
 
   /// The network thread takes all that there is.
   Contents take() noexcept;
-  /// The multi handle that the network thread of this process waits with; null once it waits no more.
+  /// The multi handle that the network thread of this process waits with; null once it waits no
+  /// more.
   void wakeBy(CURLM* multi) noexcept;
 
  private:

@@ -53,8 +53,7 @@ std::optional<NSError> badRequest(const HTTPRequest& request) {
   for (const auto& [name, value] : request.headers)
     if (!isToken(name) || hasLineBreak(value)) return refuse("one of its headers is malformed");
   if (request.url.size() > longestURL) return refuse("its URL is too long");
-  if (!isPrintable(request.url) || hostIsMissing(request.url))
-    return malformedURLError();
+  if (!isPrintable(request.url) || hostIsMissing(request.url)) return malformedURLError();
   return std::nullopt;
 }
 

@@ -20,11 +20,12 @@ struct RequestTarget {
   /// Host, and port unless it is the scheme's own; for error texts.
   std::string display;
   bool secure = false;
-  /// A loopback literal or "localhost": never through a proxy, and the only place where plain http may go.
+  /// A loopback literal or "localhost": never through a proxy, and the only place where plain http
+  /// may go.
   bool loopback = false;
 
-  /// Refuses what must not leave: other schemes, http beyond loopback, credentials in the URL, and line
-  /// breaks in the URL and in headers. Throws std::bad_alloc.
+  /// Refuses what must not leave: other schemes, http beyond loopback, credentials in the URL, and
+  /// line breaks in the URL and in headers. Throws std::bad_alloc.
   static Result<RequestTarget, NSError> vet(const HTTPRequest& request);
 };
 

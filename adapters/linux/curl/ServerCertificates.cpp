@@ -2,20 +2,24 @@
 
 #include "URLErrors.hpp"
 
+#include <dirent.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
-#include <filesystem>
+#include <memory>
 #include <string_view>
 #include <utility>
 
 namespace corvane {
 namespace {
 
-namespace fs = std::filesystem;
+struct DirectoryCloser {
+  void operator()(DIR* directory) const { ::closedir(directory); }
+};
 
 // Eight hexadecimal digits, a dot and a number (openssl-rehash(1)).
 bool isHashedName(std::string_view name) {
@@ -24,10 +28,12 @@ bool isHashedName(std::string_view name) {
          std::all_of(name.begin(), name.begin() + 8, isHex);
 }
 
+// Not by std::filesystem, whose iterator ends the program when memory runs out.
 bool holdsHashedNames(const std::string& folder) {
-  std::error_code error;
-  for (fs::directory_iterator each(folder, error), end; !error && each != end; each.increment(error))
-    if (isHashedName(each->path().filename().native())) return true;
+  const std::unique_ptr<DIR, DirectoryCloser> opened(::opendir(folder.c_str()));
+  if (!opened) return false;
+  while (const dirent* entry = ::readdir(opened.get()))
+    if (isHashedName(entry->d_name)) return true;
   return false;
 }
 
@@ -58,14 +64,14 @@ ServerCertificates::ServerCertificates(SystemAuthorities system, std::string ext
 std::optional<NSError> ServerCertificates::refusal() const {
   if (!isOpenSSL(system_.library))
     return refuse("The certificates of servers cannot be checked",
-                  "this libcurl's TLS library is " + system_.library, "Use a libcurl with OpenSSL.");
+                  "this libcurl's TLS library is " + system_.library,
+                  "Use a libcurl with OpenSSL.");
   if (extraFile_.empty()) return std::nullopt;
-  std::error_code error;
-  const auto status = fs::status(extraFile_, error);
   // Opening a pipe could wait for ever.
-  if (fs::exists(status) && !fs::is_regular_file(status)) return refuseExtraFile("it is not a regular file");
-  if (::access(extraFile_.c_str(), R_OK) != 0)
-    return refuseExtraFile("the file cannot be read");
+  struct stat status {};
+  if (::stat(extraFile_.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+    return refuseExtraFile("it is not a regular file");
+  if (::access(extraFile_.c_str(), R_OK) != 0) return refuseExtraFile("the file cannot be read");
   return std::nullopt;
 }
 
@@ -84,16 +90,18 @@ NSError ServerCertificates::refuseExtraFile(std::string_view why) const {
 
 // Without any authority of the system's, the host's alone must do.
 CURLcode ServerCertificates::apply(CURL* handle) const {
-  std::error_code ignored;
-  const bool usesBundle = !hasFolder_ && (extraFile_.empty() || fs::exists(system_.bundle, ignored));
+  const bool usesBundle =
+      !hasFolder_ && (extraFile_.empty() || ::access(system_.bundle.c_str(), F_OK) == 0);
   const char* const folder = hasFolder_ ? system_.folder.c_str() : nullptr;
-  const char* const bundle = usesBundle && !system_.bundle.empty() ? system_.bundle.c_str() : nullptr;
+  const char* const bundle =
+      usesBundle && !system_.bundle.empty() ? system_.bundle.c_str() : nullptr;
   for (const auto& [option, value] : {std::pair(CURLOPT_CAPATH, folder),
                                       {CURLOPT_PROXY_CAPATH, folder},
                                       {CURLOPT_CAINFO, bundle},
                                       {CURLOPT_PROXY_CAINFO, bundle}})
     if (const auto code = curl_easy_setopt(handle, option, value); code != CURLE_OK) return code;
-  if (const auto code = curl_easy_setopt(handle, CURLOPT_SSL_CTX_FUNCTION, &prepareContext)) return code;
+  if (const auto code = curl_easy_setopt(handle, CURLOPT_SSL_CTX_FUNCTION, &prepareContext))
+    return code;
   return curl_easy_setopt(handle, CURLOPT_SSL_CTX_DATA, this);
 }
 

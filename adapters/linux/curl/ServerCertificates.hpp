@@ -14,9 +14,10 @@ namespace corvane {
 
 /// Tells libcurl what to check servers with.
 ///
-/// The problem: a system has some 140 authorities, and parsing them all takes 20 ms of CPU. The idea:
-/// where the system keeps them in a folder too, libcurl gets that alone, and OpenSSL reads the one file
-/// that it needs. Elsewhere libcurl reads the bundle as usual. The host's file is always read whole.
+/// The problem: a system has some 140 authorities, and parsing them all takes 20 ms of CPU. The
+/// idea: where the system keeps them in a folder too, libcurl gets that alone, and OpenSSL reads
+/// the one file that it needs. Elsewhere libcurl reads the bundle as usual. The host's file is
+/// always read whole.
 class ServerCertificates {
  public:
   /// `extraFile` may be empty.

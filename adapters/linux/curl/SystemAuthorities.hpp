@@ -4,7 +4,8 @@
 
 namespace corvane {
 
-/// Where a system keeps its certificate authorities, either of which may be empty, and what reads them.
+/// Where a system keeps its certificate authorities, either of which may be empty, and what reads
+/// them.
 struct SystemAuthorities {
   std::string folder;  // a file for each, named by its subject's hash (openssl-rehash(1))
   std::string bundle;  // all of them in one PEM file
