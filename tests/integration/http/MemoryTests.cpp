@@ -59,7 +59,7 @@ struct Arrival {
   int code;  // 0 for an answer
 };
 
-class OutOfMemory : public testing::TestWithParam<Arrival> {};
+class OutOfMemoryFor : public testing::TestWithParam<Arrival> {};
 
 void expectTheAnswerOrOneError(const Arrival& arrival) {
   int failures = 0;
@@ -95,8 +95,45 @@ void expectTheAnswerOrOneError(const Arrival& arrival) {
   FAIL() << "the answer needs more allocations than this test can believe";
 }
 
-TEST_P(OutOfMemory, WhileAnAnswerArrivesGivesTheAnswerOrOneError) {
+TEST_P(OutOfMemoryFor, AnArrivingAnswerGivesItOrOneError) {
   expectTheAnswerOrOneError(GetParam());
+}
+
+/// Whether sending met the failing allocation. Either nothing is sent and `send` throws, or there is one
+/// outcome.
+bool sendingFails(int allocation) {
+  const ScriptedServer server(alwaysAnswer(httpAnswer("ok")));
+  HTTPFixture http;
+  auto request = makeRequest("GET", server.url());
+  AwaitedAnswer answer;
+  auto handler = answer.handler();
+  std::shared_ptr<Cancellable> ticket;
+  bool wasRefused = false;
+  std::thread([&] {
+    pthread_setname_np(pthread_self(), "pool");
+    allocationsUntilFailure = allocation;
+    try {
+      ticket = http.client->send(std::move(request), std::move(handler));
+    } catch (const std::bad_alloc&) {
+      wasRefused = true;
+    }
+  }).join();
+  if (!wasRefused) {
+    const auto outcome = answer.wait();
+    if (outcome.isSuccess())
+      EXPECT_THAT(outcome, IsAnswer(200, "ok"));
+    else
+      EXPECT_THAT(outcome, IsURLError(urlError::unknown));
+  }
+  const bool reached = allocationsUntilFailure.exchange(-1) < 0;
+  EXPECT_THAT(http.get(server.url()), IsAnswer(200, "ok"));  // nothing is left behind
+  return reached;
+}
+
+TEST(OutOfMemory, WhileARequestIsSentRefusesItOrGivesOneOutcome) {
+  int allocation = 0;
+  while (sendingFails(allocation)) ++allocation;
+  EXPECT_GT(allocation, 5);
 }
 
 const std::string text(5000, 'x');
@@ -108,7 +145,7 @@ const Arrival arrivals[] = {
     {"Lost", "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf", -1005},
 };
 
-INSTANTIATE_TEST_SUITE_P(, OutOfMemory, testing::ValuesIn(arrivals),
+INSTANTIATE_TEST_SUITE_P(, OutOfMemoryFor, testing::ValuesIn(arrivals),
                          [](const auto& test) { return test.param.name; });
 
 }  // namespace
