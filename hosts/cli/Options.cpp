@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <filesystem>
 #include <map>
@@ -88,7 +89,9 @@ std::string problemOfTimeout(const std::string& given) {
   constexpr double shortest = 0.001;
   constexpr double longest = 86'400;
   double seconds = 0;
-  const bool isNumber = CLI::detail::lexical_cast(given, seconds) && std::isfinite(seconds);
+  const char* const end = given.data() + given.size();
+  const auto read = std::from_chars(given.data(), end, seconds);
+  const bool isNumber = read.ec == std::errc() && read.ptr == end && std::isfinite(seconds);
   return isNumber && seconds >= shortest && seconds <= longest
              ? ""
              : "'" + given + "' is not a number of seconds from 0.001 to 86400";
