@@ -26,12 +26,15 @@ class SecretServiceClient;
 /// bus closed, a service that was replaced or knows the session no more, and another bus are noticed: the call begins anew
 /// with a new connection, once, unless it may have changed something or has shown a prompt. Destruction waits for nobody.
 /// A process forked off must start another program before it uses a keychain: GLib's threads do not live on in it.
-/// Threads: any, also at once; they take turns. A call lasts up to 10 seconds for each reply and 120 seconds for each
-/// prompt that the user is shown. A prompt that was dismissed or not answered, and a service that did not reply, count
-/// for all calls that begin up to a second later too: one action of the user's asks once. Cancellation: once stop is
-/// requested, the prompt that is shown is taken back (not from gnome-keyring, which would abort), and its call ends with errSecUserCanceled; no further one is
-/// shown. Errors, each but the first four told to `onProblem` too, on the calling thread, in a sentence that says what
-/// to do:
+/// Threads: any, also at once; they take turns. A call lasts up to 10 seconds for each reply and 120
+/// seconds for each prompt that the user is shown. A prompt that was dismissed or not answered, and a
+/// service that did not reply, count for all calls that begin up to a second later too: one action of
+/// the user's asks once.
+/// Cancellation: once stop is requested, the prompt that is shown is taken back (not from
+/// gnome-keyring, which would abort), and its call ends with errSecUserCanceled; no further one is
+/// shown.
+/// Errors, each but the first four told to `onProblem` too, on the calling thread, in a sentence for
+/// the user:
 ///
 /// | status                        | when |
 /// |-------------------------------|------------------------------------------------------------------------------|
@@ -41,7 +44,7 @@ class SecretServiceClient;
 /// | errSecAllocate                | memory ran out |
 /// | errSecParam                   | a key of the query is unknown, misplaced or missing, or its value is of a wrong kind |
 /// | errSecUserCanceled            | the user dismissed the prompt |
-/// | errSecInteractionNotAllowed   | locked, and nobody answered the prompt, its answer unlocked nothing, or no program shows prompts |
+/// | errSecInteractionNotAllowed   | locked: no answer, a wrong one, or no program that shows prompts |
 /// | errSecAuthFailed              | the service or the bus refuses access |
 /// | errSecDecode                  | the service answers nonsense |
 /// | errSecNotAvailable            | no bus, no service, no default collection; it hangs or ended midway |

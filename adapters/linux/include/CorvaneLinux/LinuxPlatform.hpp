@@ -37,9 +37,10 @@ struct LinuxPlatformOptions {
   /// from several. It must not throw, nor use the keychain. The log has the same sentence. A keychain of
   /// the host's own tells nothing here.
   std::function<void(const std::string& sentence)> onKeychainProblem;
-  /// Once stop is requested, the desktop's keyring takes the prompt back that it shows, and shows no other:
-  /// the operation that waits for it ends as if the user had dismissed it. For a program that is about to
-  /// end. gnome-keyring's and KWallet's dialogs stay on the screen all the same. Cancelling an operation does not take a prompt back, as others may wait for the same answer.
+  /// Once stop is requested, the desktop's keyring is asked to take its prompt back, and shows no other:
+  /// the operation that waits for it ends as if the user had dismissed it. For a program that is about
+  /// to end. The dialogs of gnome-keyring and KWallet stay on the screen all the same. Cancelling an
+  /// operation does not take a prompt back, as others may wait for the same answer.
   std::stop_token stopAsking;
 
   /// Shows sign-in pages; empty means the system's browser, and the URL on standard error if there is none
