@@ -17,7 +17,7 @@ struct ForkedProcessError {
   std::int64_t errorCode() const { return ESRCH; }
   std::string errorDescription() const {
     return "Google Drive cannot be used here: this process was forked after the first use, and the "
-           "threads are in the parent. Make a new platform after fork(), or call exec().";
+           "threads are in the parent. Fork before the first use, or call exec().";
   }
 };
 
