@@ -45,7 +45,9 @@ struct Desktop : BrowserTest {
   ProgramResult run(std::vector<std::string> arguments) const {
     return Program(setup(std::move(arguments))).finish();
   }
-  std::string search() { return session.run("secret-tool search --all service corvane"); }
+  // Sessions of a local Google have a service of their own.
+  std::string service() const { return "corvane " + google.baseURL(); }
+  std::string search() { return session.run("secret-tool search --all service '" + service() + "'"); }
 };
 
 TEST_F(Desktop, SignInThroughTheBrowserStaysInTheKeyringUntilSignOut) {
@@ -60,7 +62,7 @@ TEST_F(Desktop, SignInThroughTheBrowserStaysInTheKeyringUntilSignOut) {
   EXPECT_EQ(signedIn.output, "Signed in as ada@example.com\n");
 
   EXPECT_EQ(run({"accounts"}).output, "ada@example.com\n");
-  EXPECT_THAT(search(), HasSubstr("label = corvane – ada@example.com\n"));
+  EXPECT_THAT(search(), HasSubstr("label = " + service() + " – ada@example.com\n"));
   EXPECT_FALSE(std::filesystem::exists(folder.path() / "corvane"));  // nothing went into a file
 
   session.run("restart-keyring");
