@@ -34,6 +34,12 @@ using boost::system::error_code;
 constexpr std::chrono::milliseconds acceptPause{
     100};  // after a failed accept, as when descriptors are used up
 
+std::string endOf(const tcp::endpoint& endpoint) {
+  if (endpoint.address().is_v4())
+    return socketEnd(endpoint.address().to_v4().to_bytes(), endpoint.port());
+  return socketEnd(endpoint.address().to_v6().to_bytes(), endpoint.port());
+}
+
 // A listening socket on a free port of the address, or -1 and errno.
 int openPort(const tcp::endpoint& endpoint) {
   const int descriptor =
@@ -264,9 +270,9 @@ class LoopbackListener::Server {
 
   void answer(const ConnectionRef& connection, std::string_view head) {
     error_code ignored;
-    const LoopbackPorts ports{acceptor_.local_endpoint(ignored).port(),
-                              connection->socket.remote_endpoint(ignored).port()};
-    auto reply = handler_({head, ports});
+    auto reply = handler_({head,
+                           {endOf(connection->socket.local_endpoint(ignored)),
+                            endOf(connection->socket.remote_endpoint(ignored))}});
     if (reply) {
       write(connection, *std::move(reply));
       return;

@@ -33,7 +33,7 @@ struct LoopbackLimits {
 struct LoopbackRequest {
   /// Through its empty line.
   std::string_view head;
-  LoopbackPorts ports;
+  SocketEnds ends;
 };
 
 /// What a listener tells beside the requests, each at most once and on its own thread. Either may be empty.

@@ -4,66 +4,120 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <fstream>
 #include <iterator>
-#include <string>
 
 namespace corvane {
 
 namespace {
 
-// The kernel's uid for users that this process's user namespace does not map (user_namespaces(7)).
-constexpr uid_t overflowUser = 65534;
+constexpr std::string_view established = "01";  // TCP_ESTABLISHED, include/net/tcp_states.h
+// An IPv4 address in the table of IPv6: ::ffff:a.b.c.d, word by word.
+constexpr std::string_view mappedPrefix = "0000000000000000FFFF0000";
 
 std::string_view takeWord(std::string_view& line) {
-  line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
-  const auto word = line.substr(0, line.find(' '));
+  line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+  const auto word = line.substr(0, line.find_first_of(" \t"));
   line.remove_prefix(word.size());
   return word;
 }
 
 template <class Number>
-std::optional<Number> number(std::string_view text, int base) {
+std::optional<Number> number(std::string_view text) {
   Number value = 0;
   const auto* const end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, value, base);
+  const auto [rest, error] = std::from_chars(text.data(), end, value);
   return error == std::errc() && rest == end ? std::optional(value) : std::nullopt;
 }
 
-// "0100007F:1F90", both in hexadecimal.
-std::optional<std::uint16_t> portOf(std::string_view address) {
-  const auto colon = address.find(':');
-  if (colon == std::string_view::npos) return std::nullopt;
-  return number<std::uint16_t>(address.substr(colon + 1), 16);
+std::string hexadecimal(std::uint32_t value, int digits) {
+  constexpr std::string_view letters = "0123456789ABCDEF";
+  std::string text;
+  for (int shift = 4 * (digits - 1); shift >= 0; shift -= 4) text += letters[(value >> shift) & 0xFU];
+  return text;
+}
+
+// A browser may reach an IPv4 address from a socket of IPv6.
+bool isEnd(std::string_view written, std::string_view end) {
+  if (written.starts_with(mappedPrefix)) written.remove_prefix(mappedPrefix.size());
+  return written == end;
+}
+
+std::optional<std::string> contents(const char* path) {
+  std::ifstream file(path);
+  if (!file) return std::nullopt;
+  return std::string{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+// Whether the number stands for users that this process cannot see.
+bool isOverflowUser(uid_t user) {
+  constexpr uid_t usual = 65534;
+  const auto kernels = contents("/proc/sys/kernel/overflowuid");
+  const auto overflow = kernels ? number<uid_t>(kernels->substr(0, kernels->find('\n'))) : std::nullopt;
+  return user == overflow.value_or(usual) &&
+         !seesEveryUser(contents("/proc/self/uid_map").value_or(std::string()));
+}
+
+bool isAnotherUser(uid_t user) {
+  return user != ::getuid() && user != ::geteuid() && user != 0 && !isOverflowUser(user);
 }
 
 }  // namespace
 
-std::optional<uid_t> peerUserIn(std::string_view table, LoopbackPorts ports) {
+std::string socketEnd(std::span<const unsigned char> address, std::uint16_t port) {
+  std::string text;
+  for (; address.size() >= sizeof(std::uint32_t); address = address.subspan(sizeof(std::uint32_t))) {
+    std::uint32_t word = 0;  // as the machine reads it
+    std::memcpy(&word, address.data(), sizeof word);
+    text += hexadecimal(word, 8);
+  }
+  return text + ':' + hexadecimal(port, 4);
+}
+
+std::optional<uid_t> peerUserIn(std::string_view table, const SocketEnds& ends) {
   while (!table.empty()) {
     auto line = table.substr(0, table.find('\n'));
     table.remove_prefix(std::min(line.size() + 1, table.size()));
     takeWord(line);  // the row's number
-    const auto local = portOf(takeWord(line));
-    const auto remote = portOf(takeWord(line));
-    if (local != ports.peer || remote != ports.own) continue;
-    for (int skipped = 0; skipped < 4; ++skipped) takeWord(line);  // state, queues, timer, retransmissions
-    return number<uid_t>(takeWord(line), 10);
+    const auto local = takeWord(line);
+    const auto remote = takeWord(line);
+    const auto state = takeWord(line);
+    if (!isEnd(local, ends.peer) || !isEnd(remote, ends.own) || state != established) continue;
+    for (int skipped = 0; skipped < 3; ++skipped) takeWord(line);  // queues, timer, retransmissions
+    const auto user = number<uid_t>(takeWord(line));
+    takeWord(line);  // time-outs
+    // A socket that its program has closed has no inode, and root's number.
+    if (user && takeWord(line) != "0") return user;
   }
   return std::nullopt;
 }
 
-std::optional<uid_t> peerUser(LoopbackPorts ports) {
-  for (const auto* path : {"/proc/self/net/tcp", "/proc/self/net/tcp6"}) {
-    std::ifstream file(path);
-    const std::string table{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (const auto user = peerUserIn(table, ports)) return user;
+bool isStranger(const SocketEnds& ends) {
+  constexpr int looks = 2;  // a row may be missed while the kernel's table changes
+  bool hasTable = false;
+  for (int look = 0; look < looks; ++look) {
+    for (const auto* path : {"/proc/self/net/tcp", "/proc/self/net/tcp6"}) {
+      const auto table = contents(path);
+      hasTable = hasTable || table;
+      if (!table) continue;
+      if (const auto user = peerUserIn(*table, ends)) return isAnotherUser(*user);
+    }
   }
-  return std::nullopt;
+  return hasTable;
 }
 
-bool isAnotherUser(std::optional<uid_t> peer) {
-  return peer && *peer != ::getuid() && *peer != ::geteuid() && *peer != 0 && *peer != overflowUser;
+bool seesEveryUser(std::string_view uidMap) {
+  constexpr std::uint64_t everyUser = 0xFFFFFFFF;  // the last number is none
+  std::uint64_t seen = 0;
+  while (!uidMap.empty()) {
+    auto line = uidMap.substr(0, uidMap.find('\n'));
+    uidMap.remove_prefix(std::min(line.size() + 1, uidMap.size()));
+    takeWord(line);
+    takeWord(line);
+    seen += number<std::uint32_t>(takeWord(line)).value_or(0);
+  }
+  return seen >= everyUser;
 }
 
 }  // namespace corvane

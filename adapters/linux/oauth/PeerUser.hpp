@@ -2,27 +2,34 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
+#include <string>
 #include <string_view>
 
 #include <sys/types.h>
 
 namespace corvane {
 
-/// The two ends of a loopback connection, as seen by the one that accepted it.
-struct LoopbackPorts {
-  std::uint16_t own = 0;
-  std::uint16_t peer = 0;
+/// The two ends of a connection, each in the form of proc(5), /proc/net/tcp: "0100007F:1F90".
+struct SocketEnds {
+  std::string own;
+  std::string peer;
 };
 
-/// The user who owns the other end, by the kernel's table of TCP sockets (proc(5), /proc/net/tcp); nothing when it
-/// cannot be told.
-std::optional<uid_t> peerUser(LoopbackPorts ports);
+/// One end; the address has 4 or 16 bytes in network order.
+std::string socketEnd(std::span<const unsigned char> address, std::uint16_t port);
 
-/// The same by the text of such a table.
-std::optional<uid_t> peerUserIn(std::string_view table, LoopbackPorts ports);
+/// Whether the other end of a loopback connection is not to be trusted: it belongs to another user
+/// of the machine, who is not root, or has been closed, so that nobody can tell whose it was. A
+/// browser waits for its answer. Where the kernel's table cannot be read, nobody is a stranger.
+bool isStranger(const SocketEnds& ends);
 
-/// Whether the other end belongs to another user of the machine, who is not root. Unknown users count as our own, as
-/// do those that a container has no name for.
-bool isAnotherUser(std::optional<uid_t> peer);
+/// The user who owns the other end, by the text of the kernel's table of TCP sockets; nothing when
+/// no open socket has these two ends.
+std::optional<uid_t> peerUserIn(std::string_view table, const SocketEnds& ends);
+
+/// Whether a process with this /proc/PID/uid_map sees every user under a number of its own
+/// (user_namespaces(7)). Otherwise the overflow user stands for all that it cannot see.
+bool seesEveryUser(std::string_view uidMap);
 
 }  // namespace corvane

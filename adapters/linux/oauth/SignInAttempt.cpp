@@ -103,7 +103,7 @@ void SignInAttempt::present(const WindowHandle& window) {
 
 std::optional<std::string> SignInAttempt::answer(const LoopbackRequest& request) {
   const auto visit =
-      address_->judge(request.head, [&request] { return isAnotherUser(peerUser(request.ports)); });
+      address_->judge(request.head, [&request] { return isStranger(request.ends); });
   if (visit != OneUseAddress::Visit::elsewhere) return answerVisit(visit);
   auto callback = readCallback(request.head, *expected_);
   if (const auto* stray = std::get_if<StrayRequest>(&callback)) return pageReply(stray->page);

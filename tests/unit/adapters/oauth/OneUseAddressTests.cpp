@@ -209,6 +209,16 @@ TEST_F(OneUseSignIn, AnotherUserOfTheMachineGetsNothingAndEndsNothing) {
   EXPECT_TRUE(signIn.outcome().session);
 }
 
+// Whose it was can no longer be told, and a browser waits for its answer.
+TEST_F(OneUseSignIn, VisitorThatIsGoneAtOnceDoesNotCount) {
+  const auto request =
+      getRequest(signIn.host(), signIn.presenter->oneUseURL.substr(7 + signIn.host().size()));
+  const RawClient visitor(signIn.host());
+  visitor.sendLast(request);
+  EXPECT_THAT(visitor.receiveAll(), AllOf(StartsWith("HTTP/1.1 403 "), Not(HasSubstr("state="))));
+  EXPECT_THAT(signIn.visit(), StartsWith("HTTP/1.1 302 "));
+}
+
 TEST_F(OneUseSignIn, SignsInWithoutAnyVisitWhenThePageItselfWasOpened) {
   EXPECT_THAT(signIn.comeBack(200, signIn.tokens().dump()), StartsWith("HTTP/1.1 302 Found"));
   EXPECT_TRUE(signIn.outcome().session);

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -48,6 +49,14 @@ class RawClient {
       if (sent < 0) return;  // the other side has hung up, which the reading end will tell
       text.remove_prefix(static_cast<std::size_t>(sent));
     }
+  }
+
+  /// Sends it together with the end of all sending, so that nobody sees the one without the other.
+  void sendLast(std::string_view text) const {
+    const int on = 1;
+    ::setsockopt(socket_, IPPROTO_TCP, TCP_CORK, &on, sizeof on);  // holds back what fills no packet
+    send(text);
+    ::shutdown(socket_, SHUT_WR);
   }
 
   /// All that comes until the other side closes.
