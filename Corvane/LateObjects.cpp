@@ -30,7 +30,10 @@ SignInPublisher LateAuthorizationProvider::signIn() {
   auto failing = SignInPublisher::failing(*std::move(failure));
   if (!nfrTracker_) return failing;
   [this]() noexcept { nfrTracker_->trackSignInStarted(); }();
-  return handleEvents(std::move(failing), [tracker = nfrTracker_](const auto& completion) {
+  // As with the real provider, nothing is reported once it is gone.
+  return handleEvents(std::move(failing), [provider = std::weak_ptr(provider_),
+                                           tracker = nfrTracker_](const auto& completion) {
+    if (provider.expired()) return;
     tracker->trackSignInFinished(Result<Void, SignInError>::failure(completion.error()));
   });
 }

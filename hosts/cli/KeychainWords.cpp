@@ -91,11 +91,15 @@ std::string keychainName(KeychainBackend keychain) {
 }
 
 std::string keychainReason(OSStatus status, KeychainBackend keychain) {
+  if (status == errSecDuplicateItem)
+    return "Another program stored a session of the same account at the same moment.";
   if (status == errSecItemNotFound) return "The keychain holds no session for this account.";
   return keychain == KeychainBackend::encryptedFile ? fileReason(status) : keyringReason(status);
 }
 
 std::string keychainRemedy(OSStatus status, KeychainBackend keychain) {
+  if (status == errSecDuplicateItem)
+    return "If that was another sign-in of yours, the account is signed in: `corvane accounts` tells.";
   if (keychain == KeychainBackend::secretService) return keyringRemedy(status);
   return fileAdvice(status);
 }

@@ -17,6 +17,10 @@ void protectMemory() {
   ::prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
 }
 
+void dropKeyLog() {
+  ::unsetenv("SSLKEYLOGFILE");
+}
+
 void openStandardDescriptors() {
   constexpr std::array<std::pair<int, int>, 3> wanted{
       {{STDIN_FILENO, O_RDONLY}, {STDOUT_FILENO, O_RDONLY}, {STDERR_FILENO, O_WRONLY}}};

@@ -7,6 +7,10 @@ namespace corvane::cli {
 /// mark ends with execve(2).
 void protectMemory();
 
+/// Takes SSLKEYLOGFILE out of the environment. Our connections write nothing there, but libcurl still
+/// opens it, and opening a pipe that nobody reads would never end.
+void dropKeyLog();
+
 /// Opens the standard descriptors that the caller closed on /dev/null. Otherwise the next files and
 /// sockets would get their numbers, and output would be written into them. Standard output is
 /// opened for reading only, so that writing fails there as it did before. To be called before

@@ -167,6 +167,7 @@ ExitCode runProgram(int argc, const char* const* argv, PlatformEnd& end) {
 int main(int argc, char** argv) {
   using namespace corvane::cli;
   protectMemory();
+  dropKeyLog();
   openStandardDescriptors();
   keepHeapSmall();
   for (const int signal : {SIGPIPE, SIGXFSZ})  // a failed write tells it

@@ -139,20 +139,30 @@ class AnyPublisher<Value, Failure>::Create final : public Publisher<Value, Failu
 
   std::shared_ptr<Cancellable> subscribe(std::shared_ptr<Receiver<Value, Failure>> receiver) const override {
     Subscriber<Value, Failure> subscriber(std::move(receiver), dropRule_);
-    if constexpr (HoldsAnyError<Failure>) {
-      try {
-        subscriber.cancelWith(work_(subscriber));
-      } catch (const std::exception& exception) {
-        if (!isFailureOfSystem(exception)) throw;
-        subscriber.fail(Failure(errorOfException(exception)));
-      }
-    } else {
+    try {
       subscriber.cancelWith(work_(subscriber));
+    } catch (...) {
+      failOrThrow(subscriber);
     }
     return subscriber.cancellable();
   }
 
  private:
+  // Called while an exception is handled. It is the one answer of this subscription: as its failure
+  // if the system has failed, otherwise as what leaves `subscribe`.
+  static void failOrThrow(const Subscriber<Value, Failure>& subscriber) {
+    if constexpr (HoldsAnyError<Failure>) {
+      try {
+        throw;
+      } catch (const std::exception& exception) {
+        if (isFailureOfSystem(exception)) return subscriber.fail(Failure(errorOfException(exception)));
+      } catch (...) {
+      }
+    }
+    subscriber.cancellable()->cancel();
+    throw;
+  }
+
   Work work_;
   DropRule<Failure> dropRule_;
 };

@@ -17,7 +17,7 @@ class GoogleAccountsStoreType;
 ///
 /// Lifetime: what it makes stays usable after it is gone.
 /// Threads: not synchronized. Use it from one thread until the first `make…` has returned, from any
-/// afterwards.
+/// afterwards. While the system's platform cannot be made, keep to the one thread.
 /// Errors: none. Bad credentials show when somebody signs in, keychain trouble in the operations
 /// that touch it. If the system's platform cannot be made just now, for want of threads or
 /// descriptors, the operations fail with that error and work again once it can. Only without memory

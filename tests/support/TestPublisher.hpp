@@ -3,6 +3,7 @@
 #include <Corvane/AnyPublisher.hpp>
 
 #include <memory>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -44,6 +45,29 @@ class TestPublisher {
   std::vector<Subscriber<Value, AnyError>> take() const { return std::exchange(open_->subscribers, {}); }
 
   std::shared_ptr<Open> open_ = std::make_shared<Open>();
+};
+
+/// A publisher that breaks its promise: subscribing throws a std::logic_error, and it tells its
+/// receiver all the same, later.
+template <class Value>
+class ThrowingPublisher {
+ public:
+  AnyPublisher<Value> publisher() const { return AnyPublisher<Value>(throwing_); }
+  void tellLate() const {
+    throwing_->receiver->complete(Completion<AnyError>::failure(TestPublisher<Value>::dropped()));
+  }
+
+ private:
+  struct Throwing final : Publisher<Value, AnyError> {
+    std::shared_ptr<Cancellable> subscribe(
+        std::shared_ptr<Receiver<Value, AnyError>> kept) const override {
+      receiver = std::move(kept);
+      throw std::logic_error("a host's bug");
+    }
+    mutable std::shared_ptr<Receiver<Value, AnyError>> receiver;
+  };
+
+  std::shared_ptr<Throwing> throwing_ = std::make_shared<Throwing>();
 };
 
 }  // namespace corvane::test

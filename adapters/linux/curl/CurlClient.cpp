@@ -24,6 +24,8 @@ std::shared_ptr<Cancellable> CurlClient::send(HTTPRequest request, HTTPHandler h
 }
 
 void CurlClient::cancelAll() {
+  // In a forked process a thread of the parent's may hold the lock for ever.
+  if (thread_->queue()->process().isAnother()) return;
   const auto cancelled = state_->takeAll();
   for (const auto& [key, entry] : cancelled) entry.exchange->markCancelled();
   thread_->queue()->requestSweep();

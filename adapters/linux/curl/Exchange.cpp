@@ -40,7 +40,13 @@ Exchange::Exchange(HTTPRequest request, std::size_t bodyLimit, std::shared_ptr<C
       client_(std::move(client)),
       queue_(std::move(queue)) {}
 
+void Exchange::setTarget(RequestTarget target) {
+  outOfMemory_ = outOfMemoryError(target.display);
+  target_ = std::move(target);
+}
+
 void Exchange::cancel() noexcept {
+  if (queue_->process().isAnother()) return;
   const HTTPHandler handler = client_->take(*this);
   if (!handler) return;
   markCancelled();
@@ -63,7 +69,7 @@ Result<HTTPResponse, NSError> Exchange::inflatedOutcome() {
     if (outcome_) return *std::move(outcome_);
   } catch (const std::bad_alloc&) {
   }
-  return Outcome::failure(outOfMemoryError(target_.display));
+  return Outcome::failure(*outOfMemory_);
 }
 
 Result<HTTPResponse, NSError> Exchange::inflated(HTTPResponse response) const {

@@ -35,7 +35,7 @@ class Exchange final : public Cancellable, public std::enable_shared_from_this<E
   /// Wipes the request, once it is no longer needed.
   void forgetRequest() noexcept { request_ = {}; }
 
-  void setTarget(RequestTarget target) { target_ = std::move(target); }
+  void setTarget(RequestTarget target);
   const RequestTarget& target() const { return target_; }
 
   /// The answer as it came, or what kept it from coming. One that has neither ran out of memory.
@@ -55,6 +55,7 @@ class Exchange final : public Cancellable, public std::enable_shared_from_this<E
   std::size_t bodyLimit_;
   std::shared_ptr<ClientState> client_;
   std::shared_ptr<RequestQueue> queue_;
+  std::optional<NSError> outOfMemory_;  // made beforehand
   std::optional<Result<HTTPResponse, NSError>> outcome_;
   std::atomic<bool> cancelled_{false};
 };

@@ -102,9 +102,10 @@ class LoopbackListener::Server {
   explicit Server(LoopbackLimits limits) : limits_(std::move(limits)) {
     for (const auto& address : limits_.addresses) {
       const tcp::endpoint wanted(asio::ip::make_address(address), 0);
-      const int descriptor = openPort(wanted);
-      if (descriptor < 0) continue;
-      acceptor_.assign(wanted.protocol(), descriptor);
+      NewDescriptor descriptor(openPort(wanted));
+      if (descriptor.get() < 0) continue;
+      acceptor_.assign(wanted.protocol(), descriptor.get());
+      descriptor.release();
       return;
     }
     throw AnyError(listenerError(std::generic_category().message(errno)));

@@ -34,7 +34,7 @@ ExitCode tellFailure(const Context& context, const AnyError& error, const std::s
 std::string untouched(std::span<const std::string> fileIDs) {
   std::string names;
   for (const auto& fileID : fileIDs) names += (names.empty() ? "" : ", ") + fileID;
-  return fileIDs.empty() ? "" : " Not touched: " + names + ".";
+  return fileIDs.empty() ? "" : "Not touched: " + names + ".";
 }
 
 }  // namespace
@@ -53,21 +53,24 @@ ExitCode forEachFile(const Context& context, const std::vector<std::string>& fil
       if (result == ExitCode::ok) result = code;
       continue;
     } catch (const Interrupted&) {
-      context.note("Interrupted: whether Google still managed to " + filled(action.verb, fileID) +
-                   " is not known.");
-      throw;
+      Failure failure = Failure::interrupted();
+      failure.headline =
+          "Interrupted: whether Google still managed to " + filled(action.verb, fileID) + " is not known.";
+      failure.why = untouched(rest);
+      failure.fileID = fileID;
+      throw failure;
     }
     try {
       tellDone(context, fileID, action);
     } catch (Failure& failure) {
-      failure.why += untouched(rest);
+      if (!rest.empty()) failure.why += " " + untouched(rest);
       throw;
     } catch (const OutputClosed&) {
       if (rest.empty()) break;
       Failure failure;
       failure.kind = "output";
       failure.headline = "Stopped, because the reader of the output is gone.";
-      failure.why = "The last file done is " + fileID + "." + untouched(rest);
+      failure.why = "The last file done is " + fileID + ". " + untouched(rest);
       throw failure;
     }
   }

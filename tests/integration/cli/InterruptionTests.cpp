@@ -5,6 +5,7 @@
 namespace corvane::cli::test {
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
 
 /// The port in the address that the browser is to come back to.
@@ -69,8 +70,24 @@ TEST_F(InterruptedWork, TrashSaysThatTheOutcomeIsNotKnown) {
   program.signal(SIGINT);
   const auto result = program.finish();
   EXPECT_EQ(result.exitCode, 130);
-  EXPECT_THAT(result.errors, HasSubstr("move first to the trash is not known"));
+  EXPECT_THAT(result.errors, AllOf(HasSubstr("move first to the trash is not known"),
+                                   HasSubstr("Not touched: second.")));
   EXPECT_EQ(google.journal().count("files.update"), 1u);
+  gate->open();
+}
+
+TEST_F(InterruptedWork, ProgramsAreToldWhoseOutcomeIsNotKnown) {
+  const auto gate = std::make_shared<emulator::Gate>();
+  google.faults().add("files.update", Fault::held(gate));
+  Program program(setup({"--json", "trash", "first", "second"}));
+  ASSERT_TRUE(gate->waitUntilReached());
+  program.signal(SIGINT);
+  const auto result = program.finish();
+  EXPECT_EQ(result.exitCode, 130);
+  const auto error = errorIn(result);
+  EXPECT_EQ(error.at("kind"), "cancelled");
+  EXPECT_EQ(error.at("id"), "first");
+  EXPECT_EQ(error.at("failureReason"), "Not touched: second.");
   gate->open();
 }
 

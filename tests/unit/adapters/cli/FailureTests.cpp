@@ -1,4 +1,5 @@
 #include "Failure.hpp"
+#include "KeychainWords.hpp"
 
 #include <Corvane/GoogleDriveAPIError.hpp>
 #include <Corvane/GoogleDriveAuthorizationProviderError.hpp>
@@ -125,6 +126,13 @@ TEST(Failure, LockedKeyringIsNeverToldAsNotSignedIn) {
   EXPECT_EQ(dismissed.exitCode, ExitCode::keychain);
   EXPECT_EQ(dismissed.kind, "cancelled");
   EXPECT_THAT(dismissed.why, HasSubstr("dismissed"));
+}
+
+TEST(Failure, SessionStoredMeanwhileIsToldInBothKeychains) {
+  for (const auto keychain : {KeychainBackend::secretService, KeychainBackend::encryptedFile}) {
+    EXPECT_THAT(keychainReason(errSecDuplicateItem, keychain), HasSubstr("at the same moment"));
+    EXPECT_THAT(keychainRemedy(errSecDuplicateItem, keychain), HasSubstr("corvane accounts"));
+  }
 }
 
 TEST(Failure, UnreachableKeyringNamesBothWaysOutAndTheFileOnlyItsFolder) {

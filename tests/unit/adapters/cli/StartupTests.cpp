@@ -8,6 +8,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
+
 namespace corvane::cli::test {
 namespace {
 
@@ -29,6 +31,14 @@ TEST(Startup, ProcessIsMarkedAsNotToBeDumped) {
   EXPECT_TRUE(holdsInAChild([] {
     protectMemory();
     return ::prctl(PR_GET_DUMPABLE) == 0;
+  }));
+}
+
+TEST(Startup, KeyLogIsTakenOutOfTheEnvironment) {
+  EXPECT_TRUE(holdsInAChild([] {
+    ::setenv("SSLKEYLOGFILE", "/tmp/keys", 1);
+    dropKeyLog();
+    return !std::getenv("SSLKEYLOGFILE");
   }));
 }
 

@@ -127,17 +127,11 @@ TEST(Await, ThrowsAnErrorWhenThePublisherFinishesWithoutAValue) {
 }
 
 TEST(Await, IsNeverToldOnceSubscribingThrew) {
-  // The host's work throws what is no failure of the system, and its subscriber is told of it
-  // later.
-  UniqueFunction<void()> later;
-  const auto throwing = AnyPublisher<int>::create(
-      [](const Subscriber<int, AnyError>&) -> AnyCancellable { throw std::logic_error("a bug"); },
-      DropRule<AnyError>{TestPublisher<int>::dropped(),
-                         [&later](UniqueFunction<void()> block) { later = std::move(block); }});
+  const ThrowingPublisher<int> source;
   int resumptions = 0;
   const auto awaiting = [&]() -> Task {
     try {
-      co_await throwing;
+      co_await source.publisher();
     } catch (const std::logic_error&) {
       ++resumptions;
     }
@@ -148,30 +142,24 @@ TEST(Await, IsNeverToldOnceSubscribingThrew) {
     const Task task = awaiting();
     EXPECT_EQ(resumptions, 1);
     EXPECT_FALSE(task.done());
-    ASSERT_TRUE(later);
-    std::exchange(later, nullptr)();
+    source.tellLate();
     EXPECT_EQ(resumptions, 1);
   }
 }
 
 TEST(Await, IsNotWrittenToWhenItIsGoneBeforeTheAnswerToldLate) {
-  UniqueFunction<void()> later;
+  const ThrowingPublisher<int> source;
   {
-    const auto throwing = AnyPublisher<int>::create(
-        [](const Subscriber<int, AnyError>&) -> AnyCancellable { throw std::logic_error("a bug"); },
-        DropRule<AnyError>{TestPublisher<int>::dropped(),
-                           [&later](UniqueFunction<void()> block) { later = std::move(block); }});
     const auto awaiting = [&]() -> Task {
       try {
-        co_await throwing;
+        co_await source.publisher();
       } catch (const std::logic_error&) {
       }
     };
     const Task task = awaiting();
     EXPECT_TRUE(task.done());
   }
-  ASSERT_TRUE(later);
-  later();  // AddressSanitizer sees a write to the frame that is gone
+  source.tellLate();  // AddressSanitizer sees a write to the frame that is gone
 }
 
 TEST(Await, WaitsForSeveralOneAfterTheOther) {

@@ -150,12 +150,7 @@ TEST(Get, ThrowsOutOfMemoryAndAMissingThreadAsAnAnyError) {
 }
 
 TEST(Get, MayBeToldAfterThePublisherThrew) {
-  UniqueFunction<void()> later;
-  const auto throwing = AnyPublisher<int>::create(
-      [](const Subscriber<int, AnyError>&) -> AnyCancellable { throw std::runtime_error("not now"); },
-      DropRule<AnyError>{TestPublisher<int>::dropped(),
-                         [&later](UniqueFunction<void()> block) { later = std::move(block); }});
-  EXPECT_THROW(get(throwing), std::runtime_error);
-  ASSERT_TRUE(later);
-  later();
+  const ThrowingPublisher<int> source;
+  EXPECT_THROW(get(source.publisher()), std::logic_error);
+  source.tellLate();
 }
