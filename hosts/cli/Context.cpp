@@ -10,7 +10,7 @@
 namespace corvane::cli {
 
 void Context::note(std::string_view text) const {
-  if (!options.json) printToStandardError(escapedProse(text) + "\n");
+  if (!options.json) printToStandardError(escapedProse(text) + "\n", interrupt.descriptor());
 }
 
 Failure Context::explained(Failure failure) const {
@@ -26,7 +26,8 @@ Failure Context::explained(Failure failure) const {
 
 void Context::report(const Failure& told) const {
   const auto failure = explained(told);
-  printToStandardError(options.json ? reportInJSON(failure) : reportForPeople(failure, errorStyle));
+  printToStandardError(options.json ? reportInJSON(failure) : reportForPeople(failure, errorStyle),
+                       interrupt.descriptor());
 }
 
 }  // namespace corvane::cli

@@ -38,9 +38,12 @@ std::optional<Data> credentials(const Options& options, const Interrupt& interru
   return readCredentialsFile(options.global.credentialsFile, interrupt.descriptor());
 }
 
-std::shared_ptr<TerminalPresenter> makePresenter(const Options& options) {
-  const auto printLine = [](const std::string& text) { printToStandardError(text + "\n"); };
-  const auto note = options.global.json ? TerminalPresenter::Print([](const std::string&) {}) : printLine;
+std::shared_ptr<TerminalPresenter> makePresenter(const Options& options, const Interrupt& interrupt) {
+  const auto printLine = [descriptor = interrupt.descriptor()](const std::string& text) {
+    printToStandardError(text + "\n", descriptor);
+  };
+  const auto note = options.global.json ? TerminalPresenter::Print([](const std::string&) {})
+                                        : TerminalPresenter::Print(printLine);
   const auto* signIn = std::get_if<SignInOptions>(&options.command);
   std::shared_ptr<Presenter> browser;
   if (signIn && signIn->openBrowser) {
@@ -95,7 +98,7 @@ std::chrono::milliseconds patience(ExitCode code) {
 }
 
 ExitCode runCommand(const Options& options, Interrupt& interrupt, Output& out, PlatformEnd& end) {
-  const auto presenter = makePresenter(options);
+  const auto presenter = makePresenter(options, interrupt);
   const auto reasons = std::make_shared<ToldReasons>();
   std::stop_source asking;
   const auto watch = interrupt.watch([&asking] { asking.request_stop(); });
@@ -134,6 +137,9 @@ void keepHeapSmall() {
 
 ExitCode runProgram(int argc, const char* const* argv, PlatformEnd& end) {
   Interrupt interrupt;  // before anything that starts threads
+  const auto tell = [&interrupt](const std::string& text) {
+    printToStandardError(text, interrupt.descriptor());
+  };
   Output out(STDOUT_FILENO, interrupt.descriptor());
   const bool json = asksForJSON(argc, argv);
   Style errorStyle(wantsColor(ColorChoice::automatic, isTerminal(STDERR_FILENO)));
@@ -151,10 +157,10 @@ ExitCode runProgram(int argc, const char* const* argv, PlatformEnd& end) {
     out.flush();
     return code;
   } catch (const Failure& failure) {
-    printToStandardError(json ? reportInJSON(failure) : reportForPeople(failure, errorStyle));
+    tell(json ? reportInJSON(failure) : reportForPeople(failure, errorStyle));
     return failure.exitCode;
   } catch (const Interrupted&) {
-    if (json) printToStandardError(reportInJSON(Failure::interrupted()));
+    if (json) tell(reportInJSON(Failure::interrupted()));
     return ExitCode::interrupted;  // a person knows who pressed Ctrl-C
   } catch (const OutputClosed&) {
     return ExitCode::ok;
@@ -178,8 +184,9 @@ int main(int argc, char** argv) {
     code = runProgram(argc, argv, platformEnd);
   } catch (const std::exception& error) {
     const Failure failure = unexpected(error);
-    printToStandardError(asksForJSON(argc, argv) ? reportInJSON(failure)
-                                                 : reportForPeople(failure, Style(false)));
+    constexpr int none = -1;  // which poll(2) passes over
+    printToStandardError(
+        asksForJSON(argc, argv) ? reportInJSON(failure) : reportForPeople(failure, Style(false)), none);
   }
   // Threads that still work must not meet the end of static objects.
   if (!platformEnd.wait(patience(code))) ::_exit(static_cast<int>(code));

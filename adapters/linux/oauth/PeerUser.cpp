@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstring>
 #include <fstream>
@@ -13,8 +14,6 @@ namespace corvane {
 namespace {
 
 constexpr std::string_view established = "01";  // TCP_ESTABLISHED, include/net/tcp_states.h
-// An IPv4 address in the table of IPv6: ::ffff:a.b.c.d, word by word.
-constexpr std::string_view mappedPrefix = "0000000000000000FFFF0000";
 
 std::string_view takeWord(std::string_view& line) {
   line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
@@ -38,9 +37,21 @@ std::string hexadecimal(std::uint32_t value, int digits) {
   return text;
 }
 
-// A browser may reach an IPv4 address from a socket of IPv6.
+// As the machine reads the words.
+std::string words(std::span<const unsigned char> bytes) {
+  std::string text;
+  for (; bytes.size() >= sizeof(std::uint32_t); bytes = bytes.subspan(sizeof(std::uint32_t))) {
+    std::uint32_t word = 0;
+    std::memcpy(&word, bytes.data(), sizeof word);
+    text += hexadecimal(word, 8);
+  }
+  return text;
+}
+
+// A browser may reach an IPv4 address from a socket of IPv6, as ::ffff:a.b.c.d.
 bool isEnd(std::string_view written, std::string_view end) {
-  if (written.starts_with(mappedPrefix)) written.remove_prefix(mappedPrefix.size());
+  constexpr std::array<unsigned char, 12> mapped{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF};
+  if (const auto prefix = words(mapped); written.starts_with(prefix)) written.remove_prefix(prefix.size());
   return written == end;
 }
 
@@ -66,13 +77,7 @@ bool isAnotherUser(uid_t user) {
 }  // namespace
 
 std::string socketEnd(std::span<const unsigned char> address, std::uint16_t port) {
-  std::string text;
-  for (; address.size() >= sizeof(std::uint32_t); address = address.subspan(sizeof(std::uint32_t))) {
-    std::uint32_t word = 0;  // as the machine reads it
-    std::memcpy(&word, address.data(), sizeof word);
-    text += hexadecimal(word, 8);
-  }
-  return text + ':' + hexadecimal(port, 4);
+  return words(address) + ':' + hexadecimal(port, 4);
 }
 
 std::optional<uid_t> peerUserIn(std::string_view table, const SocketEnds& ends) {

@@ -54,7 +54,8 @@ void tellNextPage(const Context& context, const std::string& token) {
   printToStandardError(jsonObject([&token](KeyedEncodingContainer& object) {
                          object.encode(std::string_view(token), CodingKey("nextPageToken"));
                        }) +
-                       "\n");
+                           "\n",
+                       context.interrupt.descriptor());
 }
 
 }  // namespace
@@ -67,7 +68,9 @@ ExitCode run(const Context& context, const LsOptions& options) {
       options.pageToken, options.pages, context.interrupt);
   FilePrinter printer(context);
   ProgressLine progress(context.options.progress && !context.options.json && isTerminal(STDERR_FILENO),
-                        printToStandardError);
+                        [descriptor = context.interrupt.descriptor()](std::string_view text) {
+                          printToStandardError(text, descriptor);
+                        });
   try {
     while (const auto page = walker.next()) {
       progress.clear();

@@ -73,18 +73,6 @@ OSStatus read(std::string& secret, const std::stop_token& stop = {}) {
   return status;
 }
 
-/// Reads ada's item until the dialog of this title is there, and requests stop.
-void expectDialogTakenBack(RealKeyring& keyring, const std::string& title) {
-  keyring.waitForNoDialog(title);  // of a test before
-  std::stop_source asking;
-  std::string secret;
-  auto status = std::async(std::launch::async, [&] { return read(secret, asking.get_token()); });
-  keyring.waitForDialog(title);
-  asking.request_stop();
-  EXPECT_EQ(status.get(), errSecUserCanceled);
-  keyring.waitForNoDialog(title);
-}
-
 // Not the whole contract: KeePassXC 2.7.4 itself ended in one run of three among hundreds of calls within a second.
 TEST(KeePassXC, KeepsASessionThroughItsLife) {
   keyringOf("keepassxc");
@@ -138,8 +126,16 @@ TEST_F(KeePassXCThatAsks, LetsASessionBeRemoved) {
   EXPECT_EQ(read(secret), errSecItemNotFound);
 }
 
-TEST_F(KeePassXCThatAsks, TakesItsDialogBack) {
-  expectDialogTakenBack(keyring, "Access Request");
+// Whether the dialog goes too is up to KeePassXC: 2.7.4 takes it away in some runs and leaves it in
+// others.
+TEST_F(KeePassXCThatAsks, IsNotWaitedForOnceStopIsRequested) {
+  std::stop_source asking;
+  auto status = std::async(std::launch::async, [&] { return read(secret, asking.get_token()); });
+  keyring.waitForDialog("Access Request");
+  asking.request_stop();
+  EXPECT_EQ(status.get(), errSecUserCanceled);
+  EXPECT_EQ(secret, "none");
+  running.reset();
 }
 
 TEST(ClosedKWallet, IsCancelledWhenItsUserDismissesThePrompt) {

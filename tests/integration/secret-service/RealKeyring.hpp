@@ -44,18 +44,14 @@ class RealKeyring {
   };
   Dialog answerDialog(const std::string& title, const std::string& key) { return {*this, title, key}; }
 
-  /// Waits until a dialog of this title is on the screen, or is no more. Throws after half a minute.
-  void waitForDialog(const std::string& title) { waitUntil("", title); }
-  void waitForNoDialog(const std::string& title) { waitUntil("!", title); }
+  /// Waits until a dialog of this title is on the screen. Throws after half a minute.
+  void waitForDialog(const std::string& title) {
+    session.run("export DISPLAY=:$(cat $HOME/display); for i in $(seq 600); do if"
+                " xdotool search --onlyvisible --name '" +
+                title + "' >/dev/null; then break; fi; sleep 0.05; done; [ $i -lt 600 ]");
+  }
 
   KeyringSession session;
-
- private:
-  void waitUntil(const std::string& negation, const std::string& title) {
-    session.run("export DISPLAY=:$(cat $HOME/display); for i in $(seq 600); do if " + negation +
-                " xdotool search --onlyvisible --name '" + title +
-                "' >/dev/null; then break; fi; sleep 0.05; done; [ $i -lt 600 ]");
-  }
 };
 
 }  // namespace corvane::test
