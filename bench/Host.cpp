@@ -28,7 +28,7 @@ std::string redirectOf(const std::string& url, const std::string& authorities) {
   return location ? location : "";
 }
 
-/// Visits the sign-in page, which answers at once, and follows its redirect back.
+/// Visits the one-use address and the sign-in page, which answers at once, and follows its redirect back.
 class Browser final : public corvane::Presenter {
  public:
   explicit Browser(std::string authorities) : authorities_(std::move(authorities)) {}
@@ -36,7 +36,8 @@ class Browser final : public corvane::Presenter {
   std::shared_ptr<corvane::Cancellable> present(const std::string& url, const corvane::WindowHandle&,
                                                 corvane::UniqueFunction<void()>) override {
     visit_ = std::jthread([url, authorities = authorities_] {
-      const auto callback = redirectOf(url, authorities);
+      const auto page = redirectOf(url, authorities);
+      const auto callback = redirectOf(page, authorities);
       if (callback.starts_with("http://127.0.0.1:")) redirectOf(callback, authorities);
     });
     return nullptr;

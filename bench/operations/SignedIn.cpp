@@ -18,8 +18,9 @@ corvane::Platform platformAt(const std::string& url, const std::string& authorit
 }  // namespace
 
 SignedIn::SignedIn(const std::string& url, const std::string& authorities, const corvane::HTTPLimits& limits)
+    // The program, which has signed in, keeps the sessions of each Google under a service of its own.
     : factory_(
-          std::nullopt, "corvane", "", [] { return std::optional<corvane::WindowHandle>(); },
+          std::nullopt, "corvane " + url, "", [] { return std::optional<corvane::WindowHandle>(); },
           platformAt(url, authorities, limits)) {}
 
 std::shared_ptr<corvane::GoogleDriveAPIType> SignedIn::makeAPI(const std::string& email) {
