@@ -5,7 +5,6 @@
 
 #include <Corvane/AnyPublisher.hpp>
 
-#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -20,8 +19,7 @@ namespace corvane::cli {
 template <class Value, class Error = AnyError>
 class Pending {
  public:
-  using Deadline = std::optional<std::chrono::steady_clock::time_point>;
-  enum class Wake { answered, interrupted, timedOut };
+  enum class Wake { answered, interrupted };
 
   explicit Pending(const AnyPublisher<Value, Error>& publisher)
       : subscription_(publisher.sink(
@@ -35,20 +33,20 @@ class Pending {
               state->value.emplace(std::move(value));
             })) {}
 
-  /// Waits for the answer, the interrupt or the deadline, whichever is first.
-  Wake wait(Interrupt& interrupt, Deadline deadline = std::nullopt) {
+  /// Waits for the answer or the interrupt, whichever is first.
+  Wake wait(Interrupt& interrupt) {
     bool interrupted = false;
     const auto watch = interrupt.watch([&interrupted, state = state_] {
       const std::lock_guard lock(state->mutex);
       interrupted = true;
       state->changed.notify_all();
     });
-    return waitUntil([&interrupted] { return interrupted; }, deadline);
+    return waitUntil([&interrupted] { return interrupted; });
   }
 
   /// Waits for the answer alone.
   void waitForAnswer() {
-    waitUntil([] { return false; }, std::nullopt);
+    waitUntil([] { return false; });
   }
 
   /// The value of an answered operation; throws its error as an AnyError.
@@ -67,14 +65,11 @@ class Pending {
   };
 
   template <class Predicate>
-  Wake waitUntil(Predicate interrupted, Deadline deadline) {
+  Wake waitUntil(Predicate interrupted) {
     std::unique_lock lock(state_->mutex);
     while (!state_->completion) {
       if (interrupted()) return Wake::interrupted;
-      if (!deadline)
-        state_->changed.wait(lock);
-      else if (state_->changed.wait_until(lock, *deadline) == std::cv_status::timeout && !state_->completion)
-        return Wake::timedOut;
+      state_->changed.wait(lock);
     }
     return Wake::answered;
   }

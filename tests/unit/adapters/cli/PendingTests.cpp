@@ -46,23 +46,5 @@ TEST(Await, InterruptCancelsTheOperation) {
   EXPECT_TRUE(*cancelled);
 }
 
-TEST(Pending, DeadlineEndsTheWaitButNotTheOperation) {
-  Interrupt interrupt;
-  const auto cancelled = std::make_shared<bool>(false);
-  {
-    Pending<int> pending(unanswered<int>(cancelled));
-    EXPECT_EQ(pending.wait(interrupt, std::chrono::steady_clock::now()), Pending<int>::Wake::timedOut);
-    EXPECT_FALSE(*cancelled);
-  }
-  EXPECT_TRUE(*cancelled);
-}
-
-TEST(Pending, AnswerCountsEvenWhenTheDeadlineIsOver) {
-  Interrupt interrupt;
-  Pending<int> pending(AnyPublisher<int>::just(7));
-  EXPECT_EQ(pending.wait(interrupt, std::chrono::steady_clock::now()), Pending<int>::Wake::answered);
-  EXPECT_EQ(pending.take(), 7);
-}
-
 }  // namespace
 }  // namespace corvane::cli::test
